@@ -1,0 +1,35 @@
+/* tcamv6_prefix_list.h - the working list of a request: the caller's records, their anchors, tags, order. */
+#ifndef TCAMV6_PREFIX_LIST_H
+#define TCAMV6_PREFIX_LIST_H
+
+#include "tm_prefix.h"
+
+TM_API_BEGIN
+
+/** Build a working list: the records with tags 1..n; then, for each record in order, its anchors: copies cut to
+ *  length 32, 48, 64 and 96 as far as the record is longer (only the length byte is cut), anchor_ref = the
+ *  record's weight; then, when `full` is not 0, the default prefix /0 with weight 1. All tagged in sequence, and
+ *  sorted: longer prefixes first, anchors first among equals, stable.
+ *  @param prefixes   n records of 40 bytes, may be unaligned
+ *  @param list_out   the list, released with zel_free_named; null after a failure
+ *  @param count_out  its length
+ *  @return 0; -12 no memory; -22 a pointer is null */
+TM_API int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,
+                                        uint32_t *count_out, int32_t full);
+
+/** Sort compressed prefixes by tag, the order in which a request returns them. */
+TM_API void tcamv6_prepare_return_cmpr_prefs(tcamv6_cmpr_pref *cmpr_prefs, uint32_t count);
+
+TM_API_END
+
+#ifdef __cplusplus
+
+/* The order of working lists, for qsort. */
+int tcamv6_cmp_prefix_list(const void *a, const void *b);
+
+/* Distinct prefixes of a sorted list, anchors aside: of a run of equal records only the last can count. */
+uint32_t tcamv6_check_no_of_prefixes_in_array(uint32_t count, const tcamv6_prefix *list);
+
+#endif
+
+#endif

@@ -1,0 +1,27 @@
+/* tm_array.h - sorted arrays: insertion, and a stable sort for the qsort shape. */
+#ifndef TM_ARRAY_H
+#define TM_ARRAY_H
+
+#include "tm_api.h"
+
+TM_API_BEGIN
+
+/** Insert an element into a sorted array, after every element that compares less or equal.
+ *  @param array       room for count + 1 elements of elem_size bytes
+ *  @param count       elements before the call; incrementing it is the caller's; 0 or less = slot 0
+ *  @param cmp         called with (element, slot)
+ *  @return the slot where the element now stands */
+TM_API void *tm_util_array_insert(const void *element, void *array, int32_t count, uint32_t elem_size,
+                                  int (*cmp)(const void *, const void *));
+
+TM_API_END
+
+#ifdef __cplusplus
+
+/* Sort like qsort, but stable: elements that compare equal keep their order. Merges through scratch memory
+ * of the array's size; when the platform refuses it, a slower merge in place gives the same result. */
+void tm_stable_sort(void *array, size_t count, size_t elem_size, int (*cmp)(const void *, const void *));
+
+#endif
+
+#endif

@@ -1,0 +1,52 @@
+/* tm_bits.h - bit counts of words, and the bits of 16-byte keys. */
+#ifndef TM_BITS_H
+#define TM_BITS_H
+
+#include "tm_api.h"
+
+TM_API_BEGIN
+
+/** Number of set bits. */
+TM_API uint32_t tm_util_bit_cnt_1(uint32_t word);
+
+/** Place of the highest set bit, counted from the most significant end: 1 for bit 31 to 32 for bit 0; 0 when
+ *  no bit is set. */
+TM_API uint32_t tm_util_bit_find_first_set(uint32_t word);
+
+/** Compare two int32_t for sorting: -1, 0, 1. */
+TM_API int tm_util_cmp_int(const void *a, const void *b);
+
+TM_API_END
+
+#ifdef __cplusplus
+
+/* Keys are 16 bytes; bit i is bit (7 - i mod 8) of byte i / 8: most significant bit first. A position
+ * outside 0..127 is never fetched: it reads as 0 and is not written. */
+enum { TM_KEY_BYTES = 16, TM_KEY_BITS = 128 };
+
+inline uint32_t tm_key_bit(const uint8_t *key, int32_t bit) {
+  const uint32_t i = static_cast<uint32_t>(bit);
+  return i < TM_KEY_BITS ? (static_cast<uint32_t>(key[i / 8]) >> (7 - i % 8)) & 1u : 0u;
+}
+
+inline void tm_key_put_bit(uint8_t *key, int32_t bit, bool value) {
+  const uint32_t i = static_cast<uint32_t>(bit);
+  if (i >= TM_KEY_BITS) {
+    return;
+  }
+  const uint32_t mask = 0x80u >> (i % 8);
+  key[i / 8] = static_cast<uint8_t>(value ? key[i / 8] | mask : key[i / 8] & ~mask);
+}
+
+/* Mask of the n leading bits of a byte, n = 0..8. */
+inline uint8_t tm_leading_mask(uint32_t n) { return static_cast<uint8_t>(0xFF00u >> n); }
+
+/* Are the first n bits (0..128) of two keys equal? */
+bool tm_key_equal_bits(const uint8_t *a, const uint8_t *b, uint32_t n);
+
+/* Copy the first n bits (0..128) of a key and clear the rest. */
+void tm_key_copy_bits(uint8_t *to, const uint8_t *from, uint32_t n);
+
+#endif
+
+#endif

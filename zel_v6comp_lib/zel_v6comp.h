@@ -1,0 +1,126 @@
+/* zel_v6comp.h - compression of IPv6 prefix tables for narrow TCAM entries. The one header a host includes.
+ *
+ * Life of a table:
+ *
+ *   zel_v6comp_init_global_state        once per process
+ *   zel_v6comp_prefix_compress          first request of an instance: full compression of its table
+ *   zel_v6comp_prefix_compress ...      later requests: batches of additions and deletions
+ *   tcamv6_lookup_prefix, ..._address   what a prefix or an address became (tcamv6_lookup.h)
+ *   tcamv6_dump_cmpr_tbl                the whole table (tcamv6_dump.h)
+ *   tm_build_incremental_...            plan the hardware's updates (tm_incr_update.h)
+ *   zel_v6comp_reset_instance           start again with a full compression
+ *
+ * Conventions
+ * (1) The compressed prefix of Q covers the compressed address of P exactly when Q contains P.
+ * (2) Lengths are in bits. Addresses and keys are 16 bytes, most significant bit first.
+ * (3) Requests return 0 or a positive error number (12 no memory, 14 inconsistency, 22 bad argument, 28 and 2 no
+ *     room for a change, 75 does not fit in 64 bits); the engine's functions return the negative number.
+ * (4) Pools are shared by all instances: 32,768 elements of each type unless `raw_blk` says otherwise (tm_chunk.h).
+ * (5) There are no threads and no locks: the host serialises all calls.
+ * (6) A broken invariant ends the process through zel_fatal.
+ */
+#ifndef ZEL_V6COMP_H
+#define ZEL_V6COMP_H
+
+#include "tcamv6_dump.h"
+#include "tcamv6_extra_ops.h"
+#include "tcamv6_handle.h"
+#include "tcamv6_incr.h"
+#include "tcamv6_lookup.h"
+#include "tcamv6_optimized.h"
+#include "tcamv6_prefix_list.h"
+#include "tcamv6_state.h"
+#include "tm_array.h"
+#include "tm_bits.h"
+#include "tm_chunk.h"
+#include "tm_debug.h"
+#include "tm_heap.h"
+#include "tm_incr_update.h"
+#include "tm_list.h"
+#include "tm_n_ary_tree.h"
+#include "tm_pcmpr_trie.h"
+#include "tm_prefix.h"
+#include "tm_trie.h"
+#include "zel_platform.h"
+#include "zel_v6comp_dbg.h"
+
+TM_API_BEGIN
+
+/** A request: three words, directly followed by n_prefixes records of 40 bytes. Packed: the records start at byte 12
+ *  and are unaligned; write them with memcpy. */
+#if defined(__GNUC__)
+typedef struct __attribute__((packed)) v6comp_pref_info {
+#else
+#pragma pack(push, 1)
+typedef struct v6comp_pref_info {
+#endif
+  int32_t processor;   /* 0..3 */
+  int32_t instance;    /* 0..1 */
+  uint32_t n_prefixes; /* 0..65534 */
+#ifdef __cplusplus
+  /* tcamv6_prefix prefixes[n_prefixes] follow */
+#else
+  tcamv6_prefix prefixes[];
+#endif
+} v6comp_pref_info;
+#if !defined(__GNUC__)
+#pragma pack(pop)
+#endif
+
+TM_ASSERT_SIZE(v6comp_pref_info, 12);
+
+/** Make the global block, the pools and the instances. Called once, before everything else; a second call starts
+ *  anew with empty instances and abandons the old block and pools.
+ *  @param n_instances   instances per processor, at most 2
+ *  @param n_processors  at most 4
+ *  @return 0; 22 a count is too large, nothing was made; 12 no memory */
+TM_API uint32_t zel_v6comp_init_global_state(int32_t n_instances, int32_t n_processors);
+
+/** Run one request and discard its results: the instance's state is brought up to date.
+ *  @return as zel_v6comp_prefix_compress_prefixes; 12 for a null request */
+TM_API uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req);
+
+/** Run one request. The first one of an instance compresses its table in full (bit 0 of the flags is ignored); each
+ *  later one is a batch, applied or undone as a whole.
+ *  @param cmpr_prefs_out  one record per working-list entry, in tag order: the request's records in their order,
+ *                         then their anchors, then (full) the /0 entry
+ *  @param cmpr_addrs_out  one address per working-list entry, in WORKING-LIST order: the two arrays are not
+ *                         parallel. Ask tcamv6_lookup_prefix for pairs.
+ *                         Both arrays may be handed back after a failure too (contents undefined); release them
+ *                         with zel_v6comp_free_compr_result
+ *  @param changed_out     may be null; batches: 1 when a compressed form changed, else 0. Full: not written
+ *  @return 0
+ *          12 heap or pools exhausted, or a null request: larger pools, or a smaller table
+ *          14 inconsistency, or limits that cannot be met
+ *          22 more than 65,534 records, a length above 128, an index off the grid, a null output, no global state,
+ *             or a state that a reset kept; also a delete of more weight than is stored
+ *          28, 2 a batch that finds no room: reset the instance and compress in full
+ *          75 the table needs more than 64 bits */
+TM_API uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
+                                                    tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out);
+
+/** Release the result arrays of a request; null is ignored. */
+TM_API void zel_v6comp_free_compr_result(tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs);
+
+/** Dump an instance's table into its update list, longest prefixes first, state Insert, and print it under the
+ *  result_hw word.
+ *  @param count_out  rows of the table
+ *  @param list_out   the first of *count_out slots; stays the instance's. Written on success only
+ *  @return 0 (an empty table too, with count 0); 12 no memory, or more than 32,000 rows (the list is left alone);
+ *          22 no such instance, or its last full compression failed; 14 an inconsistent table */
+TM_API uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, uint32_t *count_out,
+                                                tm_incr_update_entry **list_out);
+
+/** The handle of an instance; null before initialisation and off the grid. */
+TM_API tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance);
+
+/** Release all that an instance holds; its next request is a full compression.
+ *  @return 0; 22 no such instance */
+TM_API uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance);
+
+/** The library's version, "1.0.0". */
+TM_API const char *zel_v6comp_version(void);
+
+TM_API_END
+
+#endif
