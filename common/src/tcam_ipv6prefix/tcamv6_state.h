@@ -63,6 +63,9 @@ typedef struct tcamv6_conf {
 TM_ASSERT_SIZE(tcamv6_conf, 16);
 TM_ASSERT_OFFSET(tcamv6_conf, state, 8);
 
+/** The last tag handed out to a prefix that came without one, or to a made-up root; process-wide. */
+extern TM_API uint32_t tags_so_far;
+
 /** Initialise one instance from its configuration. An instance that has completed a full compression is left
  *  exactly as it is; any other is cleared.
  *  @param was_reset   1 = cleared, 0 = kept
