@@ -1,0 +1,72 @@
+# How everything here is compiled and linked: language level, warnings, hardening, instrumentation.
+include(CheckPIESupported)
+check_pie_supported()
+
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
+# Carried by every target of this project, tests and tools included.
+add_library(v6comp_build_flags INTERFACE)
+target_compile_options(v6comp_build_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow
+  $<$<BOOL:${V6COMP_WERROR}>:-Werror>)
+
+set(V6COMP_INSTRUMENTED OFF)
+
+if(V6COMP_SANITIZE)
+  # vptr checks need run-time type information, which the library does without.
+  set(sanitize -fsanitize=${V6COMP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(v6comp_build_flags INTERFACE ${sanitize})
+  target_link_options(v6comp_build_flags INTERFACE ${sanitize})
+  set(V6COMP_INSTRUMENTED ON)
+endif()
+
+if(V6COMP_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    message(FATAL_ERROR "V6COMP_FUZZ needs clang: its fuzzing engine is linked in (preset fuzz)")
+  endif()
+  target_compile_options(v6comp_build_flags INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(v6comp_build_flags INTERFACE -fsanitize=fuzzer-no-link)
+  set(V6COMP_INSTRUMENTED ON)
+endif()
+
+if(V6COMP_COVERAGE)
+  target_compile_options(v6comp_build_flags INTERFACE --coverage)
+  target_link_options(v6comp_build_flags INTERFACE --coverage)
+  set(V6COMP_INSTRUMENTED ON)
+endif()
+
+target_link_options(v6comp_build_flags INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+if(NOT V6COMP_INSTRUMENTED)
+  target_compile_options(v6comp_build_flags INTERFACE -fstack-protector-strong
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+endif()
+
+# v6comp_add_layer(name SOURCES file... BELOW target...)
+#
+# One folder of the library, compiled into objects of its own: hidden unless marked otherwise, without
+# exceptions and run-time types. It sees the headers of the layers below it and no others.
+function(v6comp_add_layer name)
+  cmake_parse_arguments(layer "" "" "SOURCES;BELOW" ${ARGN})
+  if(NOT layer_SOURCES)
+    set(layer_SOURCES ${PROJECT_BINARY_DIR}/${name}_empty.cpp)
+    file(CONFIGURE OUTPUT ${layer_SOURCES} CONTENT "")
+  endif()
+  add_library(${name} OBJECT ${layer_SOURCES})
+  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${layer_BELOW} PRIVATE v6comp_build_flags)
+  target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+  set_target_properties(${name} PROPERTIES
+    C_VISIBILITY_PRESET hidden
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    INTERPROCEDURAL_OPTIMIZATION OFF)
+endfunction()
