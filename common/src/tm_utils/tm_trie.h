@@ -116,12 +116,17 @@ inline bool tm_trie_is_leaf(const tm_util_trie_node *node) {
 /* Link a child (or none) under a stored node, through the journal of a safe batch. */
 void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node *child);
 
-/* Insert and gen_extending_path that tell where a path ended for want of memory: *partial is the deepest
- * node made by a call that returns null, or null when none was made. */
+/* A chain of nodes made by one call, also by one that failed for want of memory: its first and its deepest node,
+ * both null when none was made. */
+typedef struct tm_trie_grown {
+  tm_util_trie_node *top;
+  tm_util_trie_node *end;
+} tm_trie_grown;
+
+/* tm_util_trie_insert and tm_util_trie_gen_extending_path, telling what they made. */
 tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len,
-                                       tm_util_trie_node **partial);
-tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain,
-                                       tm_util_trie_node **partial);
+                                       tm_trie_grown *grown);
+tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown);
 
 #endif
 

@@ -1,0 +1,32 @@
+#include "tm_bits.h"
+
+#include <string.h>
+
+uint32_t tm_util_bit_cnt_1(uint32_t word) { return static_cast<uint32_t>(__builtin_popcount(word)); }
+
+uint32_t tm_util_bit_find_first_set(uint32_t word) {
+  return word == 0 ? 0u : static_cast<uint32_t>(__builtin_clz(word)) + 1u;
+}
+
+int tm_util_cmp_int(const void *a, const void *b) {
+  const int32_t x = *static_cast<const int32_t *>(a);
+  const int32_t y = *static_cast<const int32_t *>(b);
+  return (x > y) - (x < y);
+}
+
+bool tm_key_equal_bits(const uint8_t *a, const uint8_t *b, uint32_t n) {
+  const uint32_t whole = n / 8;
+  if (memcmp(a, b, whole) != 0) {
+    return false;
+  }
+  return n % 8 == 0 || ((a[whole] ^ b[whole]) & tm_leading_mask(n % 8)) == 0;
+}
+
+void tm_key_copy_bits(uint8_t *to, const uint8_t *from, uint32_t n) {
+  const uint32_t whole = n / 8;
+  memset(to, 0, TM_KEY_BYTES);
+  memcpy(to, from, whole);
+  if (n % 8 != 0) {
+    to[whole] = static_cast<uint8_t>(from[whole] & tm_leading_mask(n % 8));
+  }
+}

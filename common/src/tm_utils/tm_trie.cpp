@@ -1,0 +1,250 @@
+// tm_trie.cpp - binary prefix trie: nodes, insertion, lookup, paths and their release.
+#include "tm_trie.h"
+
+#include <string.h>
+
+#include "tm_bits.h"
+#include "tm_debug.h"
+#include "tm_journal.h"
+
+namespace {
+
+// Make the missing child of a node. Returns null when no element is left.
+tm_util_trie_node *make_child(tm_util_trie_node *node, uint32_t bit) {
+  auto *child = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
+  if (child == nullptr) {
+    return nullptr;
+  }
+  tm_util_trie_node_initialize(child, node, bit == 0);
+  tm_trie_link_child(node, bit, child);
+  return child;
+}
+
+// The same, noted as part of a growing chain.
+tm_util_trie_node *grow_child(tm_util_trie_node *node, uint32_t bit, tm_trie_grown *grown) {
+  tm_util_trie_node *child = make_child(node, bit);
+  if (child != nullptr) {
+    grown->top = grown->top == nullptr ? child : grown->top;
+    grown->end = child;
+  }
+  return child;
+}
+
+bool has_both_children(const tm_util_trie_node *node) {
+  return node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL;
+}
+
+void free_payload(const tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
+  if (free_data == 1 && node->data != TM_CHUNK_IDX_NULL) {
+    tm_chunk_free(data_type, tm_chunk_idx2ptr(data_type, node->data));
+  }
+}
+
+}  // namespace
+
+void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node *child) {
+  tm_edit(bit != 0 ? &node->right : &node->left, tm_idx(child));
+}
+
+void tm_util_trie_node_initialize(tm_util_trie_node *node, const tm_util_trie_node *parent, int32_t left) {
+  *node = {};
+  if (parent != nullptr) {
+    memcpy(node->key, parent->key, TM_KEY_BYTES);
+    tm_key_put_bit(node->key, parent->len, left == 0);
+    node->len = static_cast<uint16_t>(parent->len + 1);
+  }
+}
+
+tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len,
+                                       tm_trie_grown *grown) {
+  tm_util_trie_node *node = root;
+  *grown = {};
+  for (int32_t i = 0; i < len; ++i) {
+    const uint32_t bit = tm_key_bit(key, i);
+    tm_util_trie_node *child = tm_trie_child(node, bit);
+    node = child != nullptr ? child : grow_child(node, bit, grown);
+    if (node == nullptr) {
+      return nullptr;
+    }
+  }
+  return node;
+}
+
+tm_util_trie_node *tm_util_trie_insert(tm_util_trie_node *root, const uint8_t *key, int32_t len) {
+  tm_trie_grown grown;
+  return root == nullptr || key == nullptr ? nullptr : tm_trie_insert_path(root, key, len, &grown);
+}
+
+tm_util_trie_node *tm_util_trie_lookup(tm_util_trie_node *root, const uint8_t *key, int32_t len, int32_t mode) {
+  tm_util_trie_node *found = nullptr;
+  tm_util_trie_node *node = root;
+  int32_t depth = 0;
+  for (; node != nullptr; ++depth) {
+    if (mode == 0 || (mode == 1 && node->tag != 0)) {
+      found = node;
+    }
+    if (depth >= len) {
+      break;
+    }
+    node = tm_trie_child(node, tm_key_bit(key, depth));
+  }
+  return mode == 1 || node != nullptr ? found : nullptr;
+}
+
+tm_util_trie_node *tm_util_trie_find(tm_util_trie_node *root, uint32_t tag) {
+  tm_util_trie_node *node = root;
+  while (node != nullptr && node->tag != tag) {
+    node = tm_trie_child(node, tag > node->tag);
+  }
+  return node;
+}
+
+void tm_util_trie_free(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
+  if (node == nullptr) {
+    return;
+  }
+  tm_util_trie_free(tm_trie_child(node, 0), free_data, data_type);
+  tm_util_trie_free(tm_trie_child(node, 1), free_data, data_type);
+  free_payload(node, free_data, data_type);
+  tm_chunk_free(TM_V6_TRIE_NODE, node);
+}
+
+int32_t tm_util_trie_make_printable(tm_util_trie_node *node, uint8_t *key_buffer, int32_t len, int32_t flag) {
+  if (node == nullptr) {
+    return TM_OK;
+  }
+  if (len < 0 || len > TM_KEY_BITS) {
+    return TM_EINVAL;
+  }
+  memset(node->key, 0, TM_KEY_BYTES);
+  memcpy(node->key, key_buffer, static_cast<size_t>((len + 7) / 8));
+  node->len = static_cast<uint16_t>(len);
+  // Along a chain the child gets all 16 bytes of the buffer: bits beyond its length stay visible.
+  while (!has_both_children(node) && !tm_trie_is_leaf(node)) {
+    const uint32_t bit = node->right != TM_CHUNK_IDX_NULL;
+    if (len >= TM_KEY_BITS) {
+      return TM_EINVAL;
+    }
+    tm_key_put_bit(key_buffer, len, bit != 0);
+    node = tm_trie_child(node, bit);
+    memcpy(node->key, key_buffer, TM_KEY_BYTES);
+    node->len = static_cast<uint16_t>(++len);
+  }
+  for (uint32_t turn = 0; turn < 2; ++turn) {
+    const uint32_t bit = 1 - turn;  // right first: the buffer's leftover bits depend on the order
+    tm_util_trie_node *child = tm_trie_child(node, bit);
+    if (child == nullptr) {
+      continue;
+    }
+    tm_key_put_bit(key_buffer, len, bit != 0);
+    const int32_t result = tm_util_trie_make_printable(child, key_buffer, len + 1, flag);
+    if (result != TM_OK) {
+      return result;
+    }
+  }
+  return TM_OK;
+}
+
+tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown) {
+  *grown = {};
+  if (node == nullptr || n == 0) {
+    return nullptr;
+  }
+  if (!has_both_children(node)) {
+    tm_util_trie_node *end = grow_child(node, node->left != TM_CHUNK_IDX_NULL, grown);
+    for (--n; chain != 0 && end != nullptr && n > 0; --n) {
+      end = grow_child(end, 0, grown);
+    }
+    return end;
+  }
+  // Even levels left to go try the right side first, odd ones the left; tagged children are not entered. A
+  // tagged first child is passed over, a tagged second one ends the search.
+  const uint32_t first = n % 2 == 0;
+  for (uint32_t turn = 0; turn < 2; ++turn) {
+    tm_util_trie_node *child = tm_trie_child(node, turn == 0 ? first : 1 - first);
+    if (child->tag != 0) {
+      continue;
+    }
+    tm_trie_grown below;
+    tm_util_trie_node *end = tm_trie_extend_path(child, n - 1, chain, &below);
+    if (below.end != nullptr) {
+      *grown = below;
+    }
+    if (end != nullptr) {
+      return end;
+    }
+  }
+  return nullptr;
+}
+
+tm_util_trie_node *tm_util_trie_gen_extending_path(tm_util_trie_node *node, int32_t n, int32_t chain) {
+  tm_trie_grown grown;
+  return tm_trie_extend_path(node, n, chain, &grown);
+}
+
+int32_t tm_util_trie_is_ancestor(const tm_util_trie_node *a, const tm_util_trie_node *b, int32_t flag) {
+  if (a == nullptr || b == nullptr || flag == 0) {
+    return TM_EINVAL;
+  }
+  return a->len < b->len && a->len <= TM_KEY_BITS && tm_key_equal_bits(a->key, b->key, a->len) ? TM_OK : TM_ENOENT;
+}
+
+tm_util_trie_node *tm_util_trie_common_ancestor(tm_util_trie_node *root, tm_util_trie_node *a, tm_util_trie_node *b,
+                                                int32_t flag) {
+  if (root == nullptr || a == nullptr || b == nullptr || flag == 0) {
+    return nullptr;
+  }
+  const uint32_t shorter = a->len < b->len ? a->len : b->len;
+  const uint32_t whole = shorter / 8;
+  uint32_t k = 0;
+  while (k < whole && a->key[k] == b->key[k]) {
+    ++k;
+  }
+  // The equal leading bits of byte k are counted to its end, also beyond the shorter key.
+  const uint32_t differing = k < TM_KEY_BYTES ? static_cast<uint32_t>(a->key[k] ^ b->key[k]) : 0u;
+  const uint32_t equal = differing == 0 ? 8u : static_cast<uint32_t>(__builtin_clz(differing)) - 24u;
+  return tm_util_trie_tracepath(root, a->key, 0, static_cast<int32_t>(8 * k + equal), 0, 0);
+}
+
+int32_t tm_util_trie_free_trailing_path(tm_util_trie_node *root, tm_util_trie_node *node, int32_t free_data,
+                                        uint32_t data_type) {
+  if (root == nullptr || node == nullptr) {
+    return TM_OK;
+  }
+  tm_util_trie_node *place = tm_util_trie_tracepath(root, node->key, 0, node->len, 1, 1);
+  if (place == nullptr) {
+    return TM_ENOENT;
+  }
+  const uint32_t side = tm_key_bit(node->key, place->len);
+  tm_util_trie_node *chain = tm_trie_child(place, side);
+  tm_trie_link_child(place, side, nullptr);
+  while (chain != nullptr) {
+    tm_util_trie_node *next = tm_trie_child(chain, chain->left == TM_CHUNK_IDX_NULL);
+    free_payload(chain, free_data, data_type);
+    tm_chunk_free(TM_V6_TRIE_NODE, chain);
+    chain = next;
+  }
+  return TM_OK;
+}
+
+tm_util_trie_node *tm_util_trie_tracepath(tm_util_trie_node *root, const uint8_t *key, int32_t s, int32_t e,
+                                          int32_t branch_mode, int32_t tag_mode) {
+  TM_REQUIRE(root != nullptr, "root is NULL");
+  TM_REQUIRE(key != nullptr, "path is NULL");
+  tm_util_trie_node *remembered = root;
+  tm_util_trie_node *node = root;
+  const bool remembers = branch_mode != 0 || tag_mode != 0;
+  for (int32_t bit = s; bit < e; ++bit) {
+    TM_REQUIRE(node != nullptr, "node is NULL");
+    if ((branch_mode == 1 && has_both_children(node)) || (tag_mode == 1 && node->tag != 0)) {
+      remembered = node;
+    }
+    node = tm_trie_child(node, tm_key_bit(key, bit));
+    if (node == nullptr) {
+      return remembers ? remembered : nullptr;
+    }
+  }
+  return remembers ? remembered : node;
+}
+
+int32_t is_trie_left_path(const tm_util_trie_node *node, int32_t bit) { return tm_key_bit(node->key, bit) == 0; }
