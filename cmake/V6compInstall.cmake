@@ -15,5 +15,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zel_v6compConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/zel_v6compConfig.cmake ${PROJECT_BINARY_DIR}/zel_v6compConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# Relative to the file itself, so that an installed tree can be moved.
+file(RELATIVE_PATH pc_includedir /${CMAKE_INSTALL_LIBDIR}/pkgconfig /${V6COMP_INSTALL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zel_v6comp.pc.in ${PROJECT_BINARY_DIR}/zel_v6comp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zel_v6comp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
