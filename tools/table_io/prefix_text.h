@@ -1,0 +1,37 @@
+// prefix_text.h - addresses, prefixes and weights as people write them.
+#ifndef PREFIX_TEXT_H
+#define PREFIX_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "prefix_value.h"
+
+namespace v6tool {
+
+// Read an address in any form that inet_pton takes. False: it is none, and `out` is untouched.
+bool parse_address(std::string_view text, ip_key &out);
+
+// Read `address/length`. Returns what is wrong with it in words, "" when it is good.
+std::string parse_prefix(std::string_view text, ip_prefix &out);
+
+// Read a weight, 1 .. 2^32 - 1. Returns what is wrong with it in words, "" when it is good.
+std::string parse_weight(std::string_view text, uint32_t &out);
+
+// As inet_ntop prints it.
+std::string format_address(ip_key address);
+std::string format_prefix(const ip_prefix &prefix);
+
+// A compressed prefix, `0xHEX/LENGTH`: as many digits as hold its bits, at least one. /0 is `0x0/0`.
+std::string format_code(const ip_prefix &code);
+
+// A compressed address: its first 64 bits, `0x` and 16 digits.
+std::string format_code_address(ip_key address);
+
+// Text from outside, fit for a message: unprintable bytes as \xHH, cut after 60 characters.
+std::string printable(std::string_view text);
+
+}  // namespace v6tool
+
+#endif
