@@ -1,0 +1,59 @@
+// v6comp compress: what each prefix of a table became, or figures of the whole.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "library_session.h"
+#include "output_format.h"
+#include "prefix_text.h"
+#include "table_summary.h"
+#include "tool_options.h"
+
+namespace v6tool {
+
+namespace {
+
+struct compress_options {
+  common_options common;
+  output_options output;
+  bool summary = false;
+};
+
+std::string compressed_rows(const library_session &session, const prefix_table &table, const output_format &format) {
+  record_writer writer(format, {{"prefix", 43},
+                                {"weight", 0},
+                                {"compressed_prefix", 21},
+                                {"compressed_length_bits", 0},
+                                {"compressed_address", 18}});
+  for (const table_row &row : table.rows) {
+    const translation result = session.translate_stored(row.prefix);
+    const cell cells[] = {format_prefix(row.prefix), uint64_t{row.weight}, format_code(result.code),
+                          uint64_t{result.code.length}, format_code_address(result.address)};
+    writer.row(cells);
+  }
+  return writer.finish();
+}
+
+exit_code run_compress(const compress_options &options) {
+  const prefix_table table = read_command_table(options.common);
+  const library_session session(table, options.common);
+  write_output(options.output, options.summary ? table_summary(session, table, *options.output.format)
+                                               : compressed_rows(session, table, *options.output.format));
+  return exit_good;
+}
+
+}  // namespace
+
+void add_compress_command(CLI::App &app, command &chosen) {
+  CLI::App *sub = app.add_subcommand("compress", "Print the compressed prefix and address of each prefix of a table");
+  const auto options = std::make_shared<compress_options>();
+  add_common_options(*sub, options->common);
+  add_output_options(*sub, options->output);
+  sub->add_flag("-s,--summary", options->summary, "print figures of the whole table instead");
+  sub->footer(
+      "Rows come in the order of the table. A compressed prefix is written 0xHEX/LENGTH, a compressed address as 64\n"
+      "bits. Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
+  sub->callback([options, &chosen] { chosen = [options] { return run_compress(*options); }; });
+}
+
+}  // namespace v6tool

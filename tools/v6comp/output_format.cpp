@@ -1,0 +1,141 @@
+#include "output_format.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+namespace v6tool {
+
+namespace {
+
+struct text_cell {
+  std::string operator()(std::monostate) const { return "-"; }
+  std::string operator()(bool value) const { return value ? "yes" : "no"; }
+  std::string operator()(uint64_t value) const { return std::to_string(value); }
+  std::string operator()(const std::string &value) const { return value; }
+};
+
+struct json_cell {
+  std::string operator()(std::monostate) const { return "null"; }
+  std::string operator()(bool value) const { return value ? "true" : "false"; }
+  std::string operator()(uint64_t value) const { return std::to_string(value); }
+  std::string operator()(const std::string &value) const { return json_text(value); }
+};
+
+struct csv_cell {
+  std::string operator()(std::monostate) const { return ""; }
+  std::string operator()(bool value) const { return value ? "true" : "false"; }
+  std::string operator()(uint64_t value) const { return std::to_string(value); }
+  std::string operator()(const std::string &value) const { return csv_text(value); }
+};
+
+void nothing_at_the_beginning(std::string & /*out*/, std::span<const column> /*columns*/) {}
+void nothing_at_the_end(std::string & /*out*/, bool /*empty*/) {}
+
+void text_row(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool /*first*/) {
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (columns[i].text_width != 0) {
+      fmt::format_to(std::back_inserter(out), "{:<{}} ", std::visit(text_cell{}, cells[i]), columns[i].text_width);
+    }
+  }
+  out.erase(out.find_last_not_of(' ') + 1);
+  out += '\n';
+}
+
+void append_json_object(std::string &out, std::span<const column> columns, std::span<const cell> cells) {
+  for (size_t i = 0; i < columns.size(); ++i) {
+    fmt::format_to(std::back_inserter(out), "{}\"{}\": {}", i == 0 ? "{" : ", ", columns[i].name,
+                   std::visit(json_cell{}, cells[i]));
+  }
+  out += '}';
+}
+
+void json_begin(std::string &out, std::span<const column> /*columns*/) { out += "["; }
+
+void json_row(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool first) {
+  out += first ? "\n  " : ",\n  ";
+  append_json_object(out, columns, cells);
+}
+
+void json_end(std::string &out, bool empty) { out += empty ? "]\n" : "\n]\n"; }
+
+void ndjson_row(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool /*first*/) {
+  append_json_object(out, columns, cells);
+  out += '\n';
+}
+
+void csv_begin(std::string &out, std::span<const column> columns) {
+  for (const column &c : columns) {
+    out += &c == columns.data() ? "" : ",";
+    out += c.name;
+  }
+  out += '\n';
+}
+
+void csv_row(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool /*first*/) {
+  for (size_t i = 0; i < columns.size(); ++i) {
+    out += i == 0 ? "" : ",";
+    out += std::visit(csv_cell{}, cells[i]);
+  }
+  out += '\n';
+}
+
+constexpr output_format formats[] = {
+    {"text", nothing_at_the_beginning, text_row, nothing_at_the_end},
+    {"json", json_begin, json_row, json_end},
+    {"ndjson", nothing_at_the_beginning, ndjson_row, nothing_at_the_end},
+    {"csv", csv_begin, csv_row, nothing_at_the_end},
+};
+
+}  // namespace
+
+const output_format *find_format(const std::string &name) {
+  const auto *found =
+      std::find_if(std::begin(formats), std::end(formats), [&](const output_format &f) { return f.name == name; });
+  return found == std::end(formats) ? nullptr : found;
+}
+
+const output_format &text_format() { return formats[0]; }
+
+std::string format_names() {
+  std::string names;
+  for (const output_format &f : formats) {
+    names += names.empty() ? "" : "|";
+    names += f.name;
+  }
+  return names;
+}
+
+std::string json_text(const std::string &text) {
+  return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+}
+
+std::string csv_text(const std::string &text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (const char c : text) {
+    quoted += c == '"' ? "\"\"" : std::string(1, c);
+  }
+  return quoted + '"';
+}
+
+record_writer::record_writer(const output_format &format, std::vector<column> columns)
+    : format_(format), columns_(std::move(columns)) {
+  format_.begin(out_, columns_);
+}
+
+void record_writer::row(std::span<const cell> cells) {
+  format_.row(out_, columns_, cells, empty_);
+  empty_ = false;
+}
+
+std::string record_writer::finish() {
+  format_.end(out_, empty_);
+  return std::move(out_);
+}
+
+}  // namespace v6tool

@@ -1,0 +1,54 @@
+// output_format.h - records on standard output, in the formats that people and programs read.
+//
+// A command names its columns once and appends rows; text, json, ndjson and csv come out of the same calls.
+#ifndef OUTPUT_FORMAT_H
+#define OUTPUT_FORMAT_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace v6tool {
+
+// monostate: no value (`-` in text, null in JSON, empty in CSV).
+using cell = std::variant<std::monostate, bool, uint64_t, std::string>;
+
+struct column {
+  const char *name;
+  int text_width;  // padding in text; 0 = not shown in text, programs get it
+};
+
+// How one format writes the beginning, a row and the end.
+struct output_format {
+  const char *name;
+  void (*begin)(std::string &out, std::span<const column> columns);
+  void (*row)(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool first);
+  void (*end)(std::string &out, bool empty);
+};
+
+const output_format *find_format(const std::string &name);  // null: none of that name
+const output_format &text_format();
+std::string format_names();  // "text|json|ndjson|csv"
+
+// A string as JSON and as a CSV field.
+std::string json_text(const std::string &text);
+std::string csv_text(const std::string &text);
+
+class record_writer {
+ public:
+  record_writer(const output_format &format, std::vector<column> columns);
+  void row(std::span<const cell> cells);
+  std::string finish();  // everything written
+
+ private:
+  const output_format &format_;
+  std::vector<column> columns_;
+  std::string out_;
+  bool empty_ = true;
+};
+
+}  // namespace v6tool
+
+#endif

@@ -1,0 +1,138 @@
+#include "table_summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "code_bits.h"
+
+namespace v6tool {
+
+namespace {
+
+using length_counts = std::map<unsigned, uint32_t>;  // length in bits -> prefixes
+
+struct summary {
+  uint64_t rows = 0;
+  uint32_t distinct = 0;
+  uint32_t anchors = 0;
+  uint32_t stored = 0;
+  uint32_t longest_code = 0;  // bits, anchors included
+  uint32_t bits_required = 0;
+  length_counts before;  // distinct prefixes of the table
+  length_counts after;   // their codes
+  std::vector<pool_use> pools;
+  double compress_ms = 0;
+};
+
+summary summarize(const library_session &session, const prefix_table &table) {
+  const stored_prefixes &stored = session.stored();
+  summary s;
+  s.rows = table.rows.size();
+  s.distinct = stored.n_table;
+  s.anchors = stored.n_anchors;
+  s.stored = static_cast<uint32_t>(stored.prefixes.size());
+  s.bits_required = required_code_bits(stored.forest);
+  s.pools = session.pools();
+  s.compress_ms = session.compress_ms();
+  for (uint32_t i = 0; i < s.stored; ++i) {
+    const ip_prefix code = session.translate_stored(stored.prefixes[i]).code;
+    s.longest_code = std::max<uint32_t>(s.longest_code, code.length);
+    if (stored.kinds[i] == prefix_kind::table) {
+      ++s.before[stored.prefixes[i].length];
+      ++s.after[code.length];
+    }
+  }
+  return s;
+}
+
+nlohmann::ordered_json json_counts(const length_counts &counts) {
+  nlohmann::ordered_json object = nlohmann::ordered_json::object();
+  for (const auto &[length, count] : counts) {
+    object[std::to_string(length)] = count;
+  }
+  return object;
+}
+
+nlohmann::ordered_json json_summary(const summary &s, const std::string &name) {
+  nlohmann::ordered_json pools = nlohmann::ordered_json::object();
+  for (const pool_use &pool : s.pools) {
+    pools[pool.name] = {{"size_elements", pool.size}, {"in_use_elements", pool.in_use}, {"peak_elements", pool.peak}};
+  }
+  return {{"table", name},
+          {"prefixes", s.rows},
+          {"distinct_prefixes", s.distinct},
+          {"anchors", s.anchors},
+          {"stored_prefixes", s.stored},
+          {"longest_compressed_length_bits", s.longest_code},
+          {"bits_required", s.bits_required},
+          {"prefixes_by_length_bits", json_counts(s.before)},
+          {"prefixes_by_compressed_length_bits", json_counts(s.after)},
+          {"pools", pools},
+          {"compress_ms", s.compress_ms}};
+}
+
+void append_counts(std::string &out, const char *title, const length_counts &counts) {
+  uint32_t largest = 1;
+  for (const auto &[length, count] : counts) {
+    largest = std::max(largest, count);
+  }
+  out += title;
+  for (const auto &[length, count] : counts) {
+    const uint64_t stars = std::max<uint64_t>(1, uint64_t{40} * count / largest);
+    fmt::format_to(std::back_inserter(out), "  /{:<4} {:>7}  {}\n", length, count, std::string(stars, '*'));
+  }
+}
+
+std::string text_summary(const summary &s) {
+  std::string out;
+  auto to = std::back_inserter(out);
+  fmt::format_to(to, "prefixes            {} ({} distinct)\n", s.rows, s.distinct);
+  fmt::format_to(to, "anchors             {}\n", s.anchors);
+  fmt::format_to(to, "stored              {} (with anchors and /0)\n", s.stored);
+  fmt::format_to(to, "bits required       {}\n", s.bits_required);
+  fmt::format_to(to, "longest compressed  {} bits (the rest up to {} is room for updates)\n", s.longest_code,
+                 +TCAMV6_MAX_CMPR_LEN);
+  fmt::format_to(to, "time                {:.1f} ms\n", s.compress_ms);
+  append_counts(out, "\nlengths before\n", s.before);
+  append_counts(out, "\nlengths after\n", s.after);
+  out += "\npool                    size    in use      peak\n";
+  for (const pool_use &pool : s.pools) {
+    fmt::format_to(to, "{:<18} {:>9} {:>9} {:>9}\n", pool.name, pool.size, pool.in_use, pool.peak);
+  }
+  return out;
+}
+
+// One line per value, nested keys joined by dots.
+void append_csv(std::string &out, const std::string &key, const nlohmann::ordered_json &value) {
+  if (!value.is_object()) {
+    out += key + ',' + csv_text(value.is_string() ? value.get<std::string>() : value.dump()) + '\n';
+    return;
+  }
+  for (const auto &[name, inner] : value.items()) {
+    append_csv(out, key.empty() ? name : key + '.' + name, inner);
+  }
+}
+
+}  // namespace
+
+std::string table_summary(const library_session &session, const prefix_table &table, const output_format &format) {
+  const summary s = summarize(session, table);
+  const std::string name = format.name;
+  if (name == "text") {
+    return text_summary(s);
+  }
+  const nlohmann::ordered_json object = json_summary(s, table.name);
+  if (name == "csv") {
+    std::string out = "key,value\n";
+    append_csv(out, "", object);
+    return out;
+  }
+  constexpr auto replace = nlohmann::ordered_json::error_handler_t::replace;
+  return object.dump(name == "json" ? 2 : -1, ' ', true, replace) + '\n';
+}
+
+}  // namespace v6tool

@@ -1,0 +1,113 @@
+#include "tool_options.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+#include "progress_note.h"
+#include "zel_v6comp.h"
+
+namespace v6tool {
+
+namespace {
+
+std::string check_pool_elements(const std::string &text) {
+  uint32_t count = 0;
+  const char *end = text.data() + text.size();
+  if (text == "auto" || text == "default") {
+    return "";
+  }
+  const auto [at, error] = std::from_chars(text.data(), end, count);
+  return at == end && error == std::errc() && count > 0 ? "" : "expected auto, default or a count from 1 to 4294967295";
+}
+
+bool write_all(int fd, const std::string &data) {
+  size_t done = 0;
+  while (done < data.size()) {
+    const ssize_t wrote = write(fd, data.data() + done, data.size() - done);
+    if (wrote < 0 && errno != EINTR) {
+      return false;
+    }
+    done += wrote > 0 ? static_cast<size_t>(wrote) : 0;
+  }
+  return true;
+}
+
+}  // namespace
+
+void add_common_options(CLI::App &sub, common_options &options) {
+  sub.add_option("TABLE", options.table, "file of `prefix/length [weight]` lines, - for standard input")->required();
+  const std::string library = "Library";
+  sub.add_option("--pool-elements", options.pool_elements,
+                 "elements of each pool: auto (enough for this table), default (the library's own), or a count")
+      ->check(CLI::Validator(check_pool_elements, "auto|default|N"))
+      ->capture_default_str()
+      ->group(library);
+  sub.add_option("--processor", options.processor, "packet processor")
+      ->check(CLI::Range(0, TCAMV6_MAX_PROCESSORS - 1))
+      ->capture_default_str()
+      ->group(library);
+  sub.add_option("--instance", options.instance, "table instance of the processor")
+      ->check(CLI::Range(0, TCAMV6_MAX_INSTANCES - 1))
+      ->capture_default_str()
+      ->group(library);
+  sub.add_option("--debug-level", options.debug_level,
+                 "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none but "
+                 "those that the ZEL_V6COMP_DBG_* variables turn on")
+      ->group(library);
+  sub.add_flag("-q,--quiet", options.quiet, "no warnings, no progress");
+}
+
+void add_output_file(CLI::App &sub, output_options &options) {
+  sub.add_option("-o,--output", options.file, "write to FILE instead of standard output")->type_name("FILE");
+}
+
+void add_output_options(CLI::App &sub, output_options &options) {
+  sub.add_option_function<std::string>(
+         "-f,--format", [&options](const std::string &name) { options.format = find_format(name); },
+         "text, json, ndjson or csv")
+      ->check(CLI::Validator([](const std::string &name) { return find_format(name) ? "" : "no such format"; },
+                             format_names()))
+      ->default_str("text");
+  add_output_file(sub, options);
+}
+
+prefix_table read_command_table(const common_options &options) {
+  const progress_note note("reading", options.quiet);
+  prefix_table table;
+  read_report report;
+  const bool good = read_table(options.table, TCAMV6_MAX_PREFIXES, table, report);
+  if (!options.quiet) {
+    for (const std::string &line : report.warnings.lines()) {
+      say("warning: " + line);
+    }
+  }
+  if (!good) {
+    throw tool_failure{exit_bad_input, report.faults.lines(), true};
+  }
+  return table;
+}
+
+void write_output(const output_options &options, const std::string &data) {
+  if (options.file.empty()) {
+    if (!write_all(STDOUT_FILENO, data)) {
+      throw tool_failure{exit_no, {std::string("standard output: ") + std::strerror(errno)}};
+    }
+    return;
+  }
+  std::FILE *file = std::fopen(options.file.c_str(), "we");
+  bool good = file != nullptr && write_all(fileno(file), data);
+  if (file != nullptr) {
+    good = std::fclose(file) == 0 && good;
+  }
+  if (!good) {
+    throw tool_failure{exit_no, {options.file + ": " + std::strerror(errno)}};
+  }
+}
+
+void say(const std::string &line) { std::fprintf(stderr, "%s\n", line.c_str()); }
+
+}  // namespace v6tool

@@ -1,0 +1,56 @@
+// tool_options.h - what all commands take, and how a command announces itself.
+#ifndef TOOL_OPTIONS_H
+#define TOOL_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "output_format.h"
+#include "table_reader.h"
+#include "tool_failure.h"
+
+namespace v6tool {
+
+struct common_options {
+  std::string table;                   // path, - for standard input
+  std::string pool_elements = "auto";  // auto, default, or a number
+  int32_t processor = 0;
+  int32_t instance = 0;
+  std::optional<uint32_t> debug_level;  // of the library
+  bool quiet = false;
+};
+
+struct output_options {
+  const output_format *format = &text_format();
+  std::string file;  // "" = standard output
+};
+
+// What main runs once the command line has been understood: returns an exit code.
+using command = std::function<exit_code()>;
+
+// Each adds its subcommand to the parser, which stores the work in `chosen` when that subcommand is given.
+void add_compress_command(CLI::App &app, command &chosen);
+void add_lookup_command(CLI::App &app, command &chosen);
+void add_verify_command(CLI::App &app, command &chosen);
+void add_dump_command(CLI::App &app, command &chosen);
+void add_dot_command(CLI::App &app, command &chosen);
+
+void add_common_options(CLI::App &sub, common_options &options);
+void add_output_file(CLI::App &sub, output_options &options);
+void add_output_options(CLI::App &sub, output_options &options);
+
+// Read the table that the options name; its faults and warnings go to standard error.
+prefix_table read_command_table(const common_options &options);
+
+// Write finished data to the file of the options, or to standard output.
+void write_output(const output_options &options, const std::string &data);
+
+// A line of talk on standard error.
+void say(const std::string &line);
+
+}  // namespace v6tool
+
+#endif
