@@ -163,5 +163,7 @@ void tm_stable_sort(void *array, size_t count, size_t elem_size, compare_fn cmp)
       }
     }
   }
-  zel_free_named(scratch);
+  if (scratch != nullptr) {
+    zel_free_named(scratch);
+  }
 }

@@ -61,10 +61,16 @@ bool make_element_log(element_log *log, size_t room) {
   return log->elements != nullptr;
 }
 
+void free_log(void *log) {
+  if (log != nullptr) {
+    zel_free_named(log);
+  }
+}
+
 void close_journal() {
-  zel_free_named(open_journal.edits);
-  zel_free_named(open_journal.taken.elements);
-  zel_free_named(open_journal.released.elements);
+  free_log(open_journal.edits);
+  free_log(open_journal.taken.elements);
+  free_log(open_journal.released.elements);
   open_journal = {};
   tm_journal_is_open = false;
 }

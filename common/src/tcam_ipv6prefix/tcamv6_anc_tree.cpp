@@ -1,0 +1,204 @@
+#include "tcamv6_anc_tree.h"
+
+#include "tcamv6_state.h"
+#include "tm_debug.h"
+
+extern "C" {
+uint32_t tags_so_far = 0;
+}
+
+namespace {
+
+constexpr const char *builder = "tcamv6_gen_anc_tree";
+
+tcamv6_orig_data *orig_data_of(const tm_util_trie_node *node) { return tm_ptr<tcamv6_orig_data>(node->data); }
+
+int32_t new_node(bool is_dummy, tm_n_ary_node **node) {
+  const int32_t result = tcamv6_anc_tree_node_new(is_dummy, node);
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: anc_tree_node_new() failed %d", builder, result);
+  }
+  return result;
+}
+
+// A node that nothing links yet, given up with its data.
+void abandon_node(tm_n_ary_node *node) {
+  if (node != nullptr) {
+    tm_chunk_abandon(TM_V6_ANC_DATA, tcamv6_anc_data_of(node));
+    tm_chunk_abandon(TM_V6_ANC_TREE, node);
+  }
+}
+
+// Make the node of a prefix, its dummy when longer prefixes lie below, and the orig data that leads to it.
+int32_t make_prefix_node(tm_util_trie_node *trie_node, tm_n_ary_node **out) {
+  tm_n_ary_node *node = nullptr;
+  tm_n_ary_node *dummy = nullptr;
+  int32_t result = new_node(false, &node);
+  if (result == TM_OK && !tm_trie_is_leaf(trie_node)) {
+    result = new_node(true, &dummy);
+    if (result == TM_OK) {
+      TM_LOG(trace, "%s: Parent %p Dummy %p", builder, static_cast<void *>(node), static_cast<void *>(dummy));
+      tcamv6_anc_data *dummy_data = tcamv6_anc_data_of(dummy);
+      dummy_data->tag_word = tm_prefix_with_tag(dummy_data->tag_word, trie_node->tag);
+    }
+  }
+  tcamv6_orig_data *orig = nullptr;
+  if (result == TM_OK) {
+    orig = static_cast<tcamv6_orig_data *>(tm_chunk_malloc(TM_V6_ORIG_DATA));
+    if (orig == nullptr) {
+      TM_LOG(info, "%s: malloc(%zu bytes) failed", builder, sizeof(tcamv6_orig_data));
+      result = TM_ENOMEM;
+    }
+  }
+  if (result != TM_OK) {
+    abandon_node(node);
+    abandon_node(dummy);
+    return result;
+  }
+  orig->anc_node_idx = tm_idx(node);
+  trie_node->data = tm_idx(orig);
+  tcamv6_anc_data *data = tcamv6_anc_data_of(node);
+  data->dummy = tm_idx(dummy);
+  data->orig = tm_idx(trie_node);
+  data->tag_word = tm_prefix_with_tag(data->tag_word, trie_node->tag);
+  node->child = tm_idx(dummy);
+  *out = node;
+  return TM_OK;
+}
+
+// The root of a table without /0 stands for no prefix.
+int32_t make_up_root(tm_util_trie_node *trie_node, tm_chunk_idx *parentp) {
+  TM_LOG(trace, "%s: /0 is not present", builder);
+  tm_n_ary_node *node;
+  const int32_t result = new_node(false, &node);
+  if (result != TM_OK) {
+    return result;
+  }
+  *parentp = tm_idx(node);
+  tcamv6_anc_data *data = tcamv6_anc_data_of(node);
+  data->orig = tm_idx(trie_node);
+  data->tag_word = tm_prefix_with_tag(data->tag_word, ++tags_so_far);
+  return TM_OK;
+}
+
+// Link the prefix's node into the tree: at the head of its parent's children, or as the root.
+void link_node(tm_n_ary_node *node, tm_chunk_idx *parentp) {
+  if (*parentp == TM_CHUNK_IDX_NULL) {
+    *parentp = tm_idx(node);
+    TM_LOG(trace, "%s: Assign *anc_tree_root %p", builder, static_cast<void *>(node));
+    return;
+  }
+  tm_n_ary_node *parent = tcamv6_anc_node(*parentp);
+  node->sibling = parent->child;
+  parent->child = tm_idx(node);
+}
+
+// Height of a prefix above the tallest of the prefixes below it, 8 bits wide.
+int32_t set_height(const tm_util_trie_node *trie_node, int32_t below) {
+  const tcamv6_orig_data *orig = orig_data_of(trie_node);
+  if (orig == nullptr) {
+    TM_LOG(info, "%s: Null trie_data", builder);
+    return TM_EINVAL;
+  }
+  const tm_n_ary_node *node = tcamv6_anc_node(orig->anc_node_idx);
+  if (node == nullptr) {
+    TM_LOG(info, "%s: Null dbg_anc_node", builder);
+    return TM_EINVAL;
+  }
+  tcamv6_anc_data *data = tcamv6_anc_data_of(node);
+  if (data == nullptr) {
+    TM_LOG(info, "%s: Null node_data", builder);
+    return TM_EINVAL;
+  }
+  if (tm_trie_is_leaf(trie_node)) {
+    return below;
+  }
+  data->ht = static_cast<uint8_t>(below + 1);
+  return data->ht;
+}
+
+}  // namespace
+
+int32_t tcamv6_anc_tree_node_new(bool is_dummy, tm_n_ary_node **out) {
+  *out = nullptr;
+  auto *node = static_cast<tm_n_ary_node *>(tm_chunk_malloc(TM_V6_ANC_TREE));
+  if (node == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, sizeof(tm_n_ary_node));
+    return TM_ENOMEM;
+  }
+  tm_util_n_ary_tree_node_init(node);
+  auto *data = static_cast<tcamv6_anc_data *>(tm_chunk_malloc(TM_V6_ANC_DATA));
+  if (data == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, sizeof(tcamv6_anc_data));
+    tm_chunk_abandon(TM_V6_ANC_TREE, node);
+    return TM_ENOMEM;
+  }
+  *data = {};
+  data->bits = is_dummy ? TCAMV6_ANC_IS_DUMMY | TCAMV6_ANC_CREATED : TCAMV6_ANC_CREATED;
+  node->data = tm_idx(data);
+  *out = node;
+  return TM_OK;
+}
+
+int32_t tcamv6_gen_anc_tree(tm_util_trie_node *node, tm_chunk_idx *parentp) {
+  if (parentp == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return TM_EINVAL;
+  }
+  if (node == nullptr) {
+    return 0;
+  }
+  tm_chunk_idx prefix_node = TM_CHUNK_IDX_NULL;
+  tm_chunk_idx *current = parentp;
+  if (node->tag != 0) {
+    tm_n_ary_node *made = nullptr;
+    const int32_t result = make_prefix_node(node, &made);
+    if (result != TM_OK) {
+      return result;
+    }
+    link_node(made, parentp);
+    prefix_node = tm_idx(made);
+    current = &prefix_node;
+  } else if (*parentp == TM_CHUNK_IDX_NULL) {
+    const int32_t result = make_up_root(node, parentp);
+    if (result != TM_OK) {
+      return result;
+    }
+  }
+  int32_t height = 0;
+  for (uint32_t bit = 0; bit < 2; ++bit) {
+    const int32_t below = tcamv6_gen_anc_tree(tm_trie_child(node, bit), current);
+    if (below < 0) {
+      return below;
+    }
+    height = below > height ? below : height;
+  }
+  return node->tag != 0 ? set_height(node, height) : height;
+}
+
+int32_t tcamv6_anc_data_of_prefix(const tm_util_trie_node *trie_node, const char *function, tcamv6_anc_data **data) {
+  const tcamv6_orig_data *orig = orig_data_of(trie_node);
+  if (orig == nullptr) {
+    zel_fatal("\n%s: trie_data is NULL", function);
+  }
+  if (orig->anc_node_idx == TM_CHUNK_IDX_NULL) {
+    zel_fatal("\n%s: trie_data->anc_node_idx is TM_CHUNK_IDX_NULL", function);
+  }
+  *data = tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
+  if (*data == nullptr) {
+    TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", function);
+    return TM_EFAULT;
+  }
+  return TM_OK;
+}
+
+tcamv6_anc_data *tcamv6_address_data(tcamv6_anc_data *data, const char *function) {
+  if (data->dummy == TM_CHUNK_IDX_NULL) {
+    return data;
+  }
+  tcamv6_anc_data *dummy_data = tcamv6_anc_data_of(tcamv6_anc_node(data->dummy));
+  if (dummy_data == nullptr) {
+    zel_fatal("\n%s: anc_node_data is NULL", function);
+  }
+  return dummy_data;
+}

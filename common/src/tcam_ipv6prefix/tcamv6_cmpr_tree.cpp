@@ -1,0 +1,231 @@
+#include "tcamv6_cmpr_tree.h"
+
+#include "tcamv6_code_tree.h"
+#include "tcamv6_leftovers.h"
+#include "tm_bits.h"
+#include "tm_debug.h"
+#include "tm_pcmpr_trie.h"
+
+namespace {
+
+constexpr const char *driver = "tcamv6_compress_prefix_tree";
+constexpr uint32_t dummy_path_tag = 2;
+
+// All nodes of a tree, every node before its descendants, siblings in order.
+struct node_list {
+  tm_n_ary_node **nodes;
+  size_t count;
+};
+
+size_t count_nodes(const tm_n_ary_node *node) {
+  size_t n = 1;
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+    n += count_nodes(child);
+  }
+  return n;
+}
+
+void append_nodes(tm_n_ary_node *node, node_list *list) {
+  list->nodes[list->count++] = node;
+  for (tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+    append_nodes(child, list);
+  }
+}
+
+int32_t list_nodes(tm_n_ary_node *root, node_list *list) {
+  *list = {static_cast<tm_n_ary_node **>(zel_malloc_named(TM_MEM_TAG_CELL, count_nodes(root) * sizeof root)), 0};
+  if (list->nodes == nullptr) {
+    TM_LOG(info, "%s: Failed to build postorder node list %d", driver, TM_ENOMEM);
+    return TM_ENOMEM;
+  }
+  append_nodes(root, list);
+  return TM_OK;
+}
+
+// Build ancestor tree and path-compressed trie, unless this run already has.
+int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
+  if (state->trees_built != 0) {
+    return TM_OK;
+  }
+  tm_chunk_idx anc_root = TM_CHUNK_IDX_NULL;
+  const int32_t height = tcamv6_gen_anc_tree(trie_root, &anc_root);
+  if (height < 0) {
+    TM_LOG(info, "%s: gen_anc_tree() failed %d", driver, height);
+    tcamv6_abandon_anc_tree(tcamv6_anc_node(anc_root));
+    return height;
+  }
+  tm_util_trie_node *pcmpr_root;
+  const int32_t result = tm_util_trie_pcmpr_gen(trie_root, &pcmpr_root);
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: trie_pcmpr_gen() failed %d", driver, result);
+    tcamv6_abandon_anc_tree(tcamv6_anc_node(anc_root));
+    state->pcmpr_root = tm_idx(pcmpr_root);
+    return result;
+  }
+  state->anc_root = anc_root;
+  state->pcmpr_root = tm_idx(pcmpr_root);
+  state->trees_built = 1;
+  return TM_OK;
+}
+
+// Give an ancestor-tree node a compressed node of its own.
+int32_t make_cmpr_node(tcamv6_anc_data *data) {
+  auto *node = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
+  if (node == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", driver, sizeof(tm_util_trie_node));
+    return TM_ENOMEM;
+  }
+  tm_util_trie_node_initialize(node, nullptr, 0);
+  node->tag = tcamv6_anc_tag(data);
+  node->owners = 1;
+  data->cmpr_node = tm_idx(node);
+  return TM_OK;
+}
+
+// A dummy gets a free place below its owner's node; the limits push it down to the full length later. The node that
+// it had is released: nothing hangs below a dummy.
+int32_t place_dummy(const tcamv6_anc_data *owner, tcamv6_anc_data *dummy, tm_util_trie_node *owner_node,
+                    const char *function) {
+  const int32_t owner_lim = tcamv6_anc_lim(owner);
+  const int32_t dummy_lim = tcamv6_anc_lim(dummy);
+  const int32_t n = owner_lim - dummy_lim;
+  tm_util_trie_node *end = tm_util_trie_gen_extending_path(owner_node, n, 0);
+  if (end == nullptr) {
+    TM_LOG(error, "%s: Failed to extend path of %d nodes for dummy. root %d child %d", function, n, owner_lim,
+           dummy_lim);
+    return TM_ENOMEM;
+  }
+  TM_LOG(info, "%s: Add extend path of %d nodes for dummy. root %d child %d", function, n, owner_lim, dummy_lim);
+  end->tag = dummy_path_tag;
+  end->owners = 1;
+  tm_chunk_free(TM_V6_TRIE_NODE, tcamv6_cmpr_node(dummy));
+  dummy->cmpr_node = tm_idx(end);
+  return TM_OK;
+}
+
+// A longer prefix hangs at the end of its path in the path-compressed trie, one bit per edge.
+int32_t place_prefix(const tm_util_trie_node *owner_orig, const tcamv6_anc_data *child, tm_util_trie_node *pcmpr_root,
+                     tm_util_trie_node *owner_node, const char *function) {
+  const tm_util_trie_node *child_orig = tm_trie_node(child->orig);
+  uint8_t bits[TM_KEY_BYTES] = {};
+  int32_t n = 0;
+  int32_t result = tm_util_trie_pcmpr_getpath(pcmpr_root, owner_orig->key, owner_orig->len, child_orig->key,
+                                              child_orig->len, bits, &n);
+  if (result == TM_OK) {
+    TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, n,
+           static_cast<void *>(owner_node), tm_ptr<void>(child->cmpr_node));
+    result = tm_util_trie_pcmpr_addpath(owner_node, tcamv6_cmpr_node(child), bits, n);
+  }
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: pcmpr_getpath() failed %d", function, result);
+  }
+  return result;
+}
+
+// Code a node's children by the branching of the path-compressed trie.
+int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root,
+                                 tm_util_trie_node *trie_node) {
+  TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", __func__, static_cast<void *>(anc_node),
+         static_cast<void *>(pcmpr_root), static_cast<void *>(trie_node));
+  if (anc_node == nullptr || pcmpr_root == nullptr || trie_node == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return TM_EINVAL;
+  }
+  const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
+  TM_REQUIRE(data != nullptr, "anc_data is NULL");
+  const tm_util_trie_node *orig = tm_trie_node(data->orig);
+  TM_REQUIRE(orig != nullptr, "anc_orig is NULL");
+  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); child != nullptr; child = tcamv6_anc_next(child)) {
+    tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
+    TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
+    const int32_t result = tcamv6_anc_is_dummy(child_data)
+                               ? place_dummy(data, child_data, trie_node, __func__)
+                               : place_prefix(orig, child_data, pcmpr_root, trie_node, __func__);
+    if (result != TM_OK) {
+      return result;
+    }
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, TM_OK);
+  return TM_OK;
+}
+
+int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only) {
+  tcamv6_anc_data *data = tcamv6_anc_data_of(node);
+  if (data == nullptr) {
+    zel_fatal("\n%s: anc_data is NULL", driver);
+  }
+  data->cmpr_node = TM_CHUNK_IDX_NULL;
+  if (cost_only == 0) {
+    const int32_t made = make_cmpr_node(data);
+    if (made != TM_OK) {
+      return made;
+    }
+  }
+  if (node->child == TM_CHUNK_IDX_NULL) {
+    return TM_OK;
+  }
+  tm_util_trie_node *cmpr_node = tcamv6_cmpr_node(data);
+  const int32_t result =
+      cost_only == 0 && tcamv6_anc_uses_pcmpr(data)
+          ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), cmpr_node)
+          : tcamv6_gen_huffman_tree(node, cmpr_node, cost_only);
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: failed to generate subtrie %d", driver, result);
+  }
+  return result;
+}
+
+// Children before their parents, so that every child's cost is known.
+int32_t process_nodes(tcamv6_state *state, tm_n_ary_node *root, int32_t cost_only) {
+  node_list list;
+  int32_t result = list_nodes(root, &list);
+  if (result != TM_OK) {
+    return result;
+  }
+  for (size_t i = list.count; result == TM_OK && i-- > 0;) {
+    result = process_node(state, list.nodes[i], cost_only);
+  }
+  zel_free_named(list.nodes);
+  return result;
+}
+
+int32_t compress(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie_node **cmpr_rootp,
+                 tm_n_ary_node **anc_rootp, int32_t cost_only) {
+  int32_t result = build_trees(state, trie_root);
+  if (result != TM_OK) {
+    return result;
+  }
+  tm_n_ary_node *root = tcamv6_anc_node(state->anc_root);
+  *anc_rootp = root;
+  if (root == nullptr) {
+    TM_LOG(info, "%s: ERROR -- empty anc_tree", driver);
+    return TM_EFAULT;
+  }
+  result = process_nodes(state, root, cost_only);
+  if (result != TM_OK) {
+    return result;
+  }
+  const tcamv6_anc_data *data = tcamv6_anc_data_of(root);
+  *cmpr_rootp = tcamv6_cmpr_node(data);
+  TM_LOG(trace, "%s: Complete. Bits Required: %d", driver, data->cost);
+  return data->cost;
+}
+
+}  // namespace
+
+int32_t tcamv6_compress_prefix_tree(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie_node **cmpr_rootp,
+                                    tm_n_ary_node **anc_rootp, int32_t cost_only) {
+  TM_LOG(trace, "%s: Starting state %p, trie_root %p, cmpr_rootp %p, anc_rootp %p, cost_only %d ", __func__,
+         static_cast<void *>(state), static_cast<void *>(trie_root), static_cast<void *>(cmpr_rootp),
+         static_cast<void *>(anc_rootp), cost_only);
+  if (state == nullptr || cmpr_rootp == nullptr || anc_rootp == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return TM_EINVAL;
+  }
+  const int32_t result = compress(state, trie_root, cmpr_rootp, anc_rootp, cost_only);
+  if (result < 0) {
+    tm_util_trie_free(tm_trie_node(state->pcmpr_root), 1, TM_V6_PCMPR_DATA);
+    state->pcmpr_root = TM_CHUNK_IDX_NULL;
+  }
+  return result;
+}

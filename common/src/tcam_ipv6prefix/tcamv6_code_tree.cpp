@@ -1,0 +1,136 @@
+// tcamv6_code_tree.cpp - the min-max code tree.
+//
+// Two minima are joined again and again, but a joint weighs the larger of them plus one, not their sum: the tree
+// minimises the deepest leaf, weights included. Joints put the smaller weight on side 0; the last two entries are
+// mirrored, the smaller on side 1. Both rules, and the heap's order among equals, decide the codes.
+#include "tcamv6_code_tree.h"
+
+#include "tcamv6_leftovers.h"
+#include "tm_debug.h"
+#include "tm_heap.h"
+
+namespace {
+
+constexpr const char *builder = "tcamv6_gen_huffman_tree";
+
+tm_util_trie_node *entry_node(const tm_util_heap_elem *entry) { return tm_trie_node(entry->value); }
+
+uint32_t count_children(const tm_n_ary_node *node) {
+  uint32_t n = 0;
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+    ++n;
+  }
+  return n;
+}
+
+void fill_entries(const tm_n_ary_node *node, tm_util_heap_elem *entries) {
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+    const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
+    *entries++ = data == nullptr ? tm_util_heap_elem{} : tm_util_heap_elem{data->cost, 0, data->cmpr_node};
+  }
+}
+
+void set_children(tm_util_trie_node *node, const tm_util_heap_elem *child_0, const tm_util_heap_elem *child_1) {
+  node->left = child_0 == nullptr ? TM_CHUNK_IDX_NULL : child_0->value;
+  node->right = child_1 == nullptr ? TM_CHUNK_IDX_NULL : child_1->value;
+}
+
+int32_t larger_key(const tm_util_heap_elem *a, const tm_util_heap_elem *b) { return a->key > b->key ? a->key : b->key; }
+
+// Join the two minima.
+int32_t combine(tm_util_heap_elem *entries, uint32_t *count, int32_t cost_only) {
+  tm_util_trie_node *joint = nullptr;
+  if (cost_only == 0) {
+    joint = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
+    if (joint == nullptr) {
+      TM_LOG(info, "%s: malloc(%zu bytes) failed", builder, sizeof(tm_util_trie_node));
+      return TM_ENOMEM;
+    }
+    tm_util_trie_node_initialize(joint, nullptr, 0);
+  }
+  tm_util_heap_elem a = {};
+  tm_util_heap_elem b = {};
+  int32_t result = tm_util_heap_delmin(entries, count, &a);
+  if (result == TM_OK) {
+    result = tm_util_heap_delmin(entries, count, &b);
+  }
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: heap_delmin(%d nodes) failed %d", builder, static_cast<int>(*count), result);
+    return result;
+  }
+  if (joint != nullptr) {
+    set_children(joint, &a, &b);
+  }
+  const tm_util_heap_elem joined = {larger_key(&a, &b) + 1, 0, tm_idx(joint)};
+  result = tm_util_heap_insert(entries, count, &joined);
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: heap_insert(%d nodes) failed %d", builder, static_cast<int>(*count), result);
+  }
+  return result;
+}
+
+// Join all entries but two.
+int32_t build_tree(tm_util_heap_elem *entries, uint32_t *count, int32_t cost_only) {
+  const int32_t result = tm_util_heap_heapify(entries, *count);
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: heapify(%d nodes) failed %d", builder, static_cast<int>(*count), result);
+    return result;
+  }
+  while (*count > 2) {
+    const int32_t combined = combine(entries, count, cost_only);
+    if (combined != TM_OK) {
+      return combined;
+    }
+  }
+  return TM_OK;
+}
+
+void finish(tcamv6_anc_data *data, tm_util_trie_node *trie_node, const tm_util_heap_elem *entries, uint32_t count) {
+  const bool single = count == 1;
+  if (trie_node != nullptr) {
+    set_children(trie_node, single ? &entries[0] : &entries[1], single ? nullptr : &entries[0]);
+  }
+  const int32_t largest = single ? entries[0].key : larger_key(&entries[0], &entries[1]);
+  data->cost = static_cast<uint8_t>(largest + 1);
+}
+
+// After a failure the joints hang in the heap array alone.
+void abandon_joints(const tm_util_heap_elem *entries, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    tcamv6_abandon_unowned(entry_node(&entries[i]));
+  }
+}
+
+}  // namespace
+
+int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie_node, int32_t cost_only) {
+  TM_LOG(trace, "%s: Starting anc_node index %lx, trie_node %p", __func__,
+         static_cast<unsigned long>(tm_idx(anc_node)), static_cast<void *>(trie_node));
+  if (anc_node == nullptr || (cost_only == 0 && trie_node == nullptr)) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
+    return TM_EINVAL;
+  }
+  uint32_t count = count_children(anc_node);
+  const size_t bytes = count * sizeof(tm_util_heap_elem);
+  auto *entries = static_cast<tm_util_heap_elem *>(zel_malloc_named(TM_MEM_TAG_CODE_HEAP, bytes));
+  int32_t result = TM_OK;
+  if (entries == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, bytes);
+    result = TM_ENOMEM;
+  } else if (count != 0) {
+    fill_entries(anc_node, entries);
+    result = build_tree(entries, &count, cost_only);
+    tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
+    if (result != TM_OK) {
+      abandon_joints(entries, count);
+    } else if (data != nullptr) {
+      finish(data, cost_only == 0 ? trie_node : nullptr, entries, count);
+    }
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  if (entries != nullptr) {
+    zel_free_named(entries);
+  }
+  return result;
+}

@@ -1,0 +1,54 @@
+#include "tcamv6_handle.h"
+
+#include "tcamv6_stored.h"
+#include "tm_debug.h"
+
+namespace {
+
+constexpr uint64_t handle_mask = 0xFFFFFFFF;
+
+int32_t find_data(const tcamv6_state *state, const tcamv6_prefix *prefix, const char *function,
+                  tcamv6_anc_data **data) {
+  const tm_util_trie_node *node = tcamv6_find_stored(state, prefix);
+  if (node == nullptr) {
+    TM_LOG(info, "%s: Prefix does not exist", function);
+    return TM_EINVAL;
+  }
+  return tcamv6_anc_data_of_prefix(node, function, data);
+}
+
+}  // namespace
+
+int32_t tcamv6_prefix_handle_attach(tcamv6_state *state, const tcamv6_prefix *prefix, uint32_t app_handle) {
+  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, app_handle %d", __func__, static_cast<void *>(state),
+         static_cast<const void *>(prefix), static_cast<int>(app_handle));
+  int32_t result = TM_EINVAL;
+  if (tcamv6_state_unusable(state) || prefix == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+  } else {
+    tcamv6_anc_data *data = nullptr;
+    result = find_data(state, prefix, __func__, &data);
+    if (result == TM_OK) {
+      data->aux = (data->aux & ~handle_mask) | app_handle;
+    }
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
+}
+
+int32_t tcamv6_prefix_handle_query(tcamv6_state *state, const tcamv6_prefix *prefix, uint32_t *handle_p) {
+  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, handle_p %p", __func__, static_cast<void *>(state),
+         static_cast<const void *>(prefix), static_cast<void *>(handle_p));
+  int32_t result = TM_EINVAL;
+  if (tcamv6_state_unusable(state) || prefix == nullptr || handle_p == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+  } else {
+    tcamv6_anc_data *data = nullptr;
+    result = find_data(state, prefix, __func__, &data);
+    if (result == TM_OK) {
+      *handle_p = static_cast<uint32_t>(data->aux & handle_mask);
+    }
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
+}

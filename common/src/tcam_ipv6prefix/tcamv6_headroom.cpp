@@ -1,0 +1,149 @@
+// tcamv6_headroom.cpp - sharing the bits under the limit between a node's path and its children.
+//
+// For a root R with limit `lim` and a child H:  P = edges from R to H in the path-compressed trie,
+// L = edges of the longest branch below H, w = cost of H. A child that has more room than its own branch needs
+// leaves a share of the spare bits, (r - L) / (L + 2), at this level. Widths and signs are part of the rule: P + w and
+// P + L are unsigned 32-bit sums (L sign-extended from 8 bits), the comparisons of r are signed.
+#include "tcamv6_headroom.h"
+
+#include "tm_debug.h"
+#include "tm_pcmpr_trie.h"
+
+namespace {
+
+constexpr const char *walk = "tcamv6_opt_tree_for_updates";
+
+struct child_room {
+  int32_t path;     // P
+  int8_t longest;   // L
+  uint8_t cost;     // w
+  int32_t limit;    // of the child
+};
+
+uint32_t path_and_cost(const child_room *room) { return static_cast<uint32_t>(room->path) + room->cost; }
+
+uint32_t path_and_branch(const child_room *room) {
+  return static_cast<uint32_t>(room->path) + static_cast<uint32_t>(int32_t{room->longest});
+}
+
+int32_t child_limit(int32_t lim, const child_room *room) {
+  const auto root_limit = static_cast<uint32_t>(lim);
+  const int32_t cost = room->cost;
+  if (root_limit < path_and_cost(room) || root_limit < path_and_branch(room)) {
+    return cost;
+  }
+  const int32_t rest = lim - room->path;
+  int32_t limit = rest;
+  if (rest > room->longest) {
+    const auto spare = static_cast<uint32_t>(rest - room->longest);
+    const auto levels = static_cast<uint32_t>(room->longest + 2);
+    limit = rest - static_cast<int32_t>(levels == 0 ? 0 : spare / levels);
+  }
+  return limit > cost ? limit : cost;
+}
+
+int32_t measure_child(const tcamv6_state *state, const tcamv6_anc_data *root, const tcamv6_anc_data *child,
+                      child_room *room) {
+  const tm_util_trie_node *child_orig = tm_trie_node(child->orig);
+  const tm_util_trie_node *root_orig = tm_trie_node(root->orig);
+  if (child_orig == nullptr) {
+    zel_fatal("\n%s child_anc NULL", walk);
+  }
+  if (root_orig == nullptr) {
+    zel_fatal("\n%s root_anc NULL", walk);
+  }
+  room->cost = child->cost;
+  room->path = tm_util_trie_pcmpr_len(tm_trie_node(state->pcmpr_root), root_orig->key, root_orig->len,
+                                      child_orig->key, child_orig->len, &room->longest);
+  TM_LOG(info, "%s: Path to child %d", walk, room->path);
+  if (room->path < 0) {
+    TM_LOG(error, "%s: pcmpr_len() failed %d", walk, room->path);
+    return room->path;
+  }
+  return TM_OK;
+}
+
+void set_dummy(const tcamv6_anc_data *root, tcamv6_anc_data *child) {
+  tcamv6_anc_set_uses_pcmpr(child, false);
+  tcamv6_anc_set_lim(child, 0);
+  TM_LOG(info, "%s: formula 0 root(cost:%d,ht:%d,lim:%d) child(cost:%d,ht:%d,lim:%d) extension", walk, root->cost,
+         root->ht, tcamv6_anc_lim(root), child->cost, child->ht, 0);
+}
+
+void log_formula(int formula, const tcamv6_anc_data *root, const tcamv6_anc_data *child, const child_room *room) {
+  TM_LOG(info,
+         "%s: formula %d root(cost:%d,ht:%d,lim:%d) path to child %d longest child branch %d "
+         "child(cost:%d,ht:%d,lim:%d)",
+         walk, formula, root->cost, root->ht, tcamv6_anc_lim(root), room->path, room->longest, room->cost, child->ht,
+         room->limit);
+}
+
+// A root that cannot give a child its path and what lies below loses the branching of the path-compressed trie.
+void check_paths(tcamv6_anc_data *root, int32_t lim, const child_room *room) {
+  if (static_cast<uint32_t>(lim) < path_and_branch(room)) {
+    TM_LOG(error,
+           "%s: WARNING: Path length from the root to a child (%d) to its furthest leaf (%d) exceeds the root limit (%d)",
+           walk, room->path, room->longest, lim);
+    tcamv6_anc_set_uses_pcmpr(root, false);
+  }
+  if (static_cast<uint32_t>(lim) < path_and_cost(room)) {
+    TM_LOG(error,
+           "%s: WARNING: Path length from the root to a child (%d) plus its bit cost (%d) exceeds the root limit (%d)",
+           walk, room->path, room->cost, lim);
+    tcamv6_anc_set_uses_pcmpr(root, false);
+  }
+}
+
+int32_t set_child(tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node, tcamv6_anc_data *child) {
+  child_room room = {};
+  const int32_t measured = measure_child(state, root, child, &room);
+  if (measured != TM_OK) {
+    return measured;
+  }
+  // A full-length prefix has nothing below it.
+  if (tm_trie_node(child->orig)->len == state->max_pref_len) {
+    tcamv6_anc_set_uses_pcmpr(child, true);
+    tcamv6_anc_set_lim(child, 0);
+    log_formula(1, root, child, &room);
+    return TM_OK;
+  }
+  const int32_t lim = tcamv6_anc_lim(root);
+  room.limit = child_limit(lim, &room);
+  log_formula(2, root, child, &room);
+  if (room.limit >= lim) {
+    TM_LOG(error, "%s: ERROR: Child limit (%d) exceeds the root limit (%d)", walk, room.limit, lim);
+    return TM_EFAULT;
+  }
+  check_paths(root, lim, &room);
+  return tcamv6_opt_tree_for_updates(state, child_node, room.limit);
+}
+
+}  // namespace
+
+int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node, int32_t limit) {
+  TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");
+  tcamv6_anc_data *root = tcamv6_anc_data_of(anc_node);
+  TM_REQUIRE(root != nullptr, "root_data is NULL");
+  TM_LOG(trace, "%s: Starting ancestor root %p root_data %p (cost:%d,ht:%d,lim:%d)", __func__,
+         static_cast<void *>(anc_node), static_cast<void *>(root), root->cost, root->ht, tcamv6_anc_lim(root));
+  tcamv6_anc_set_lim(root, limit);
+  tcamv6_anc_set_uses_pcmpr(root, true);
+  int32_t result = TM_OK;
+  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
+       child = tcamv6_anc_next(child)) {
+    tcamv6_anc_data *data = tcamv6_anc_data_of(child);
+    TM_REQUIRE(data != nullptr, "child_data is NULL");
+    const bool is_dummy = tcamv6_anc_is_dummy(data);
+    TM_LOG(trace,
+           "%s: root %p child %p child_data %p is_dummy=%s root(cost:%d,ht:%d,lim:%d) child(cost:%d,ht:%d)", __func__,
+           static_cast<void *>(anc_node), static_cast<void *>(child), static_cast<void *>(data),
+           is_dummy ? "TRUE" : "FALSE", root->cost, root->ht, tcamv6_anc_lim(root), data->cost, data->ht);
+    if (is_dummy) {
+      set_dummy(root, data);
+    } else {
+      result = set_child(state, root, child, data);
+    }
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
+}

@@ -1,0 +1,310 @@
+// tcamv6_optimized.cpp - the full compression of one table, phase by phase:
+//
+//   working list -> trie of uncompressed prefixes -> ancestor tree and path-compressed trie, costed -> limits
+//   -> compressed trie -> made sparse -> nodes per record -> result records
+//
+// A phase that fails ends the run. What the run took stays allocated when it returns, and is given back when the next
+// request is accepted (tcamv6_leftovers.h).
+#include "tcamv6_optimized.h"
+
+#include <string.h>
+
+#include "tcamv6_cmpr_tree.h"
+#include "tcamv6_headroom.h"
+#include "tcamv6_leftovers.h"
+#include "tcamv6_output.h"
+#include "tcamv6_prefix_list.h"
+#include "tcamv6_sparse.h"
+#include "tm_bits.h"
+#include "tm_debug.h"
+#include "tm_pcmpr_trie.h"
+
+namespace {
+
+constexpr const char *pipeline = "tcamv6_optimized_compress";
+
+using node_array = tm_util_trie_node **;
+
+// One run: its input, its working arrays (one pointer per record) and its results.
+struct full_run {
+  tcamv6_state *state;
+  uint32_t count;
+  const tcamv6_prefix *list;
+  tcamv6_cmpr_pref *cmpr_prefs;
+  tcamv6_cmpr_addr *cmpr_addrs;
+  node_array orig_nodes;
+  node_array cmpr_nodes;     // whose key is the record's compressed prefix
+  node_array replace_nodes;  // whose key is its compressed address
+  tm_util_trie_node *orig_root;
+  tm_util_trie_node *cmpr_root;
+  tm_n_ary_node *anc_root;
+};
+
+int32_t report(const char *format_tail, int32_t result) {
+  if (tcamv6_debug_flags.info != 0) {
+    zel_buginf("%s: %s failed %d", pipeline, format_tail, result);
+    zel_buginf("\n");
+  }
+  return result;
+}
+
+int32_t report_no_memory(size_t bytes) {
+  TM_LOG(info, "%s: malloc(%zu bytes) failed", pipeline, bytes);
+  return TM_ENOMEM;
+}
+
+int32_t allocate_arrays(full_run *run) {
+  const size_t bytes = run->count * sizeof(tm_util_trie_node *);
+  node_array *const arrays[] = {&run->orig_nodes, &run->cmpr_nodes, &run->replace_nodes};
+  for (node_array *array : arrays) {
+    *array = static_cast<node_array>(zel_malloc_named(TM_MEM_TAG_LIST, bytes));
+    if (*array == nullptr) {
+      return report_no_memory(bytes);
+    }
+  }
+  return TM_OK;
+}
+
+void free_arrays(full_run *run) {
+  const node_array arrays[] = {run->orig_nodes, run->cmpr_nodes, run->replace_nodes};
+  for (node_array array : arrays) {
+    if (array != nullptr) {
+      zel_free_named(array);
+    }
+  }
+}
+
+int32_t make_root(full_run *run) {
+  run->orig_root = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
+  if (run->orig_root == nullptr) {
+    return report_no_memory(sizeof(tm_util_trie_node));
+  }
+  tm_util_trie_node_initialize(run->orig_root, nullptr, 0);
+  return TM_OK;
+}
+
+// Put a record on its node: the first one gives it its index, all of them add their weights, modulo 2^16.
+void count_record(tcamv6_state *state, tm_util_trie_node *node, const tcamv6_prefix *record, uint32_t index) {
+  if (node->tag == 0) {
+    node->tag = index + 1;
+    node->aux1 = 0;
+    node->aux2 = 0;
+    ++state->n_prefs;
+  }
+  node->aux1 = static_cast<uint16_t>(node->aux1 + record->weight);
+  node->aux2 = static_cast<uint16_t>(node->aux2 + record->anchor_ref);
+}
+
+int32_t insert_list(full_run *run) {
+  run->state->n_prefs = 0;
+  for (uint32_t i = 0; i < run->count; ++i) {
+    const tcamv6_prefix *record = &run->list[i];
+    TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d %s", pipeline, TM_ADDR_ARGS(record->address), record->length,
+           tm_anchor_text(tm_prefix_is_anchor(record)));
+    tm_util_trie_node *node = tm_util_trie_insert(run->orig_root, record->address, record->length);
+    if (node == nullptr) {
+      TM_LOG(info, "%s: failed to insert prefix %d in orig trie", pipeline, static_cast<int>(i));
+      return TM_ENOMEM;
+    }
+    run->orig_nodes[i] = node;
+    count_record(run->state, node, record, i);
+  }
+  return TM_OK;
+}
+
+int32_t make_printable(tm_util_trie_node *root) {
+  uint8_t key[TM_KEY_BYTES] = {};
+  const int32_t result = tm_util_trie_make_printable(root, key, 0, TCAMV6_MAX_PREF_LEN);
+  return result == TM_OK ? TM_OK : report("util_trie_make_printable()", result);
+}
+
+// The tight code tells whether the table fits at all.
+int32_t cost_table(full_run *run) {
+  const auto limit = static_cast<int32_t>(run->state->max_cmpr_len);
+  const int32_t bits = tcamv6_compress_prefix_tree(run->state, run->orig_root, &run->cmpr_root, &run->anc_root, 1);
+  if (bits < 0) {
+    return report("compress_prefix_tree()", bits);
+  }
+  if (bits > limit) {
+    TM_LOG(info, "%s: Compression overflowed to %d bits, maximum allowed %d bit length", pipeline, bits, limit);
+    return TM_EOVERFLOW;
+  }
+  return TM_OK;
+}
+
+int32_t set_limits(full_run *run) {
+  const int32_t result =
+      tcamv6_opt_tree_for_updates(run->state, run->anc_root, static_cast<int32_t>(run->state->max_cmpr_len));
+  return result == TM_OK ? TM_OK : report("opt_tree_for_updates()", result);
+}
+
+int32_t build_compressed_trie(full_run *run) {
+  const auto limit = static_cast<int32_t>(run->state->max_cmpr_len);
+  const int32_t bits = tcamv6_compress_prefix_tree(run->state, run->orig_root, &run->cmpr_root, &run->anc_root, 0);
+  if (bits < 0) {
+    return report("compress_prefix_tree(final)", bits);
+  }
+  if (bits > limit) {
+    TM_LOG(info, "%s: Final trie generation failed. Overflow to %d bits, maximum allowed %d bit length", pipeline, bits,
+           limit);
+    return TM_EFAULT;
+  }
+  return TM_OK;
+}
+
+int32_t make_sparse(full_run *run) {
+  const int32_t result =
+      tcamv6_make_sparse_cmpr_trie(run->anc_root, static_cast<int32_t>(run->state->max_cmpr_len));
+  if (result != TM_OK) {
+    TM_LOG(error, "%s: Failed to make compressed trie sparse %d", pipeline, result);
+  }
+  return result;
+}
+
+int32_t collect_nodes(full_run *run) {
+  memset(run->cmpr_nodes, 0, run->count * sizeof *run->cmpr_nodes);
+  int32_t result = tcamv6_gen_trie_ptrs(run->anc_root, run->count, run->cmpr_nodes, run->replace_nodes);
+  if (result != TM_OK) {
+    return report("gen_trie_ptrs()", result);
+  }
+  // By tag, only the first of equal records has found its node so far.
+  for (uint32_t i = 0; i < run->count; ++i) {
+    run->cmpr_prefs[i].own_node = run->cmpr_nodes[i] != nullptr;
+  }
+  result = tcamv6_gen_output_trie_ptrs(run->orig_root, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
+  return result == TM_OK ? TM_OK : report("gen_output_trie_ptrs()", result);
+}
+
+void log_record(const full_run *run, uint32_t i) {
+  const tcamv6_prefix *record = &run->list[i];
+  const tcamv6_cmpr_pref *pref = &run->cmpr_prefs[i];
+  TM_LOG(result, " Index %d Tag %d %p", static_cast<int>(i), static_cast<int>(tm_prefix_tag(record->flags_tag)),
+         static_cast<void *>(run->cmpr_nodes[i]));
+  TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d %s", " Original", TM_ADDR_ARGS(record->address), record->length,
+         tm_anchor_text(false));
+  TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d", " Compressed", TM_ADDR_ARGS(pref->key), pref->length);
+}
+
+int32_t fill_results(full_run *run) {
+  for (uint32_t i = 0; i < run->count; ++i) {
+    if (run->cmpr_nodes[i] == nullptr || run->replace_nodes[i] == nullptr) {
+      TM_LOG(info, "%s: Output trie does not contain node or replace address for prefix number %d", pipeline,
+             static_cast<int>(i));
+      return TM_EFAULT;
+    }
+    tcamv6_cmpr_pref *pref = &run->cmpr_prefs[i];
+    const uint32_t own_node = pref->own_node;
+    tcamv6_gen_trie_pref(run->cmpr_nodes[i], pref);
+    pref->own_node = own_node;
+    tcamv6_gen_trie_addr(run->replace_nodes[i], &run->cmpr_addrs[i]);
+    pref->flags_tag = tm_prefix_with_tag(pref->flags_tag, tm_prefix_tag(run->list[i].flags_tag));
+    if (!tm_prefix_is_anchor(&run->list[i])) {
+      log_record(run, i);
+    }
+  }
+  return TM_OK;
+}
+
+int32_t run_phases(full_run *run) {
+  using phase = int32_t (*)(full_run *);
+  constexpr phase phases[] = {
+      allocate_arrays,
+      make_root,
+      insert_list,
+      [](full_run *r) { return make_printable(r->orig_root); },
+      cost_table,
+      set_limits,
+      build_compressed_trie,
+      make_sparse,
+      collect_nodes,
+      [](full_run *r) { return make_printable(r->cmpr_root); },
+      fill_results,
+  };
+  for (const phase next : phases) {
+    const int32_t result = next(run);
+    if (result != TM_OK) {
+      return result;
+    }
+  }
+  return TM_OK;
+}
+
+// Rows of a dump: stored prefixes that are not anchors only.
+uint32_t count_rows(const full_run *run) {
+  uint32_t rows = 0;
+  for (uint32_t i = 0; i < run->count; ++i) {
+    const tm_util_trie_node *node = run->orig_nodes[i];
+    rows += node->tag == i + 1 && !tcamv6_is_anchor_only(node);
+  }
+  return rows;
+}
+
+void keep_run(full_run *run) {
+  tcamv6_state *state = run->state;
+  state->orig_root = tm_idx(run->orig_root);
+  state->cmpr_root = tm_idx(run->cmpr_root);
+  state->n_rows = count_rows(run);
+  state->opt_done = 1;
+}
+
+void abandon_run(full_run *run) {
+  tcamv6_state *state = run->state;
+  tcamv6_abandon_anc_tree(tcamv6_anc_node(state->anc_root));
+  tcamv6_abandon_trie(run->orig_root);
+  state->anc_root = TM_CHUNK_IDX_NULL;
+  state->trees_built = 0;
+  state->marks |= TCAMV6_MARK_FAILED;
+}
+
+// A full compression starts with an empty instance.
+void empty_state(tcamv6_state *state) {
+  if (state->orig_root != TM_CHUNK_IDX_NULL) {
+    tcamv6_release_contents(state);
+    tcamv6_clear_state(state);
+  }
+  state->marks = 0;
+  state->trees_built = 0;
+  state->anc_root = TM_CHUNK_IDX_NULL;
+}
+
+void release_pcmpr_trie(tcamv6_state *state) {
+  tm_util_trie_free(tm_trie_node(state->pcmpr_root), 1, TM_V6_PCMPR_DATA);
+  state->pcmpr_root = TM_CHUNK_IDX_NULL;
+}
+
+}  // namespace
+
+int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tcamv6_prefix *list,
+                                  tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs,
+                                  uint32_t *n_distinct_out) {
+  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addr %p", __func__,
+         static_cast<void *>(state), static_cast<int>(count), static_cast<const void *>(list),
+         static_cast<void *>(cmpr_prefs), static_cast<void *>(cmpr_addrs));
+  if (tcamv6_state_unusable(state) || list == nullptr || cmpr_prefs == nullptr || cmpr_addrs == nullptr ||
+      n_distinct_out == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
+    return TM_EINVAL;
+  }
+  empty_state(state);
+  tcamv6_dump_chunk_info("Starting point");
+  *n_distinct_out = tcamv6_check_no_of_prefixes_in_array(count, list);
+  full_run run = {};
+  run.state = state;
+  run.count = count;
+  run.list = list;
+  run.cmpr_prefs = cmpr_prefs;
+  run.cmpr_addrs = cmpr_addrs;
+  const int32_t result = run_phases(&run);
+  release_pcmpr_trie(state);
+  if (result == TM_OK) {
+    keep_run(&run);
+  } else {
+    abandon_run(&run);
+    *n_distinct_out = 0;
+  }
+  tcamv6_dump_chunk_info("End point");
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  free_arrays(&run);
+  return result;
+}

@@ -1,0 +1,93 @@
+#include "tcamv6_prefix_list.h"
+
+#include <string.h>
+
+#include "tm_array.h"
+#include "tm_debug.h"
+
+namespace {
+
+constexpr uint8_t anchor_lengths[] = {32, 48, 64, 96};
+
+uint32_t count_anchors(const uint8_t *records, uint32_t n) {
+  uint32_t count = 0;
+  for (uint32_t i = 0; i < n; ++i) {
+    const uint8_t length = records[i * sizeof(tcamv6_prefix) + offsetof(tcamv6_prefix, length)];
+    for (const uint8_t anchor_length : anchor_lengths) {
+      count += length > anchor_length;
+    }
+  }
+  return count;
+}
+
+void set_tag(tcamv6_prefix *record, uint32_t tag) { record->flags_tag = tm_prefix_with_tag(record->flags_tag, tag); }
+
+void fill_list(tcamv6_prefix *list, const uint8_t *records, uint32_t n, uint32_t count, bool full) {
+  memcpy(list, records, n * sizeof *list);
+  uint32_t tag = n;
+  for (uint32_t i = 0; i < n; ++i) {
+    list[i].anchor_ref = 0;
+    set_tag(&list[i], i + 1);
+    for (const uint8_t anchor_length : anchor_lengths) {
+      if (list[i].length > anchor_length) {
+        tcamv6_prefix *anchor = &list[tag++];
+        *anchor = list[i];
+        anchor->length = anchor_length;  // address bits beyond it stay
+        anchor->anchor_ref = list[i].weight;
+        set_tag(anchor, tag);
+      }
+    }
+  }
+  if (full) {
+    tcamv6_prefix *default_prefix = &list[count - 1];
+    default_prefix->flags_tag = TM_PREFIX_FLAG_ADD;
+    default_prefix->weight = 1;
+    set_tag(default_prefix, count);
+  }
+}
+
+}  // namespace
+
+int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,
+                                 uint32_t *count_out, int32_t full) {
+  if (list_out == nullptr || count_out == nullptr || (prefixes == nullptr && n != 0)) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return TM_EINVAL;
+  }
+  const auto *records = reinterpret_cast<const uint8_t *>(prefixes);  // may be unaligned
+  const uint32_t count = n + (full != 0) + count_anchors(records, n);
+  *count_out = count;
+  *list_out = static_cast<tcamv6_prefix *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(tcamv6_prefix)));
+  if (*list_out == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, count * sizeof(tcamv6_prefix));
+    return TM_ENOMEM;
+  }
+  fill_list(*list_out, records, n, count, full != 0);
+  tm_stable_sort(*list_out, count, sizeof(tcamv6_prefix), tcamv6_cmp_prefix_list);
+  return TM_OK;
+}
+
+int tcamv6_cmp_prefix_list(const void *a, const void *b) {
+  const int order = tm_cmp_v6_pref(a, b);
+  if (order != 0) {
+    return order;
+  }
+  return static_cast<int>(tm_prefix_is_anchor(static_cast<const tcamv6_prefix *>(b))) -
+         static_cast<int>(tm_prefix_is_anchor(static_cast<const tcamv6_prefix *>(a)));
+}
+
+void tcamv6_prepare_return_cmpr_prefs(tcamv6_cmpr_pref *cmpr_prefs, uint32_t count) {
+  if (cmpr_prefs != nullptr && count != 0) {
+    tm_stable_sort(cmpr_prefs, count, sizeof *cmpr_prefs, tm_cmpr_pref_tag_cmp);
+  }
+}
+
+uint32_t tcamv6_check_no_of_prefixes_in_array(uint32_t count, const tcamv6_prefix *list) {
+  uint32_t distinct = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    const bool last_of_run = i + 1 == count || tm_cmp_v6_pref(&list[i], &list[i + 1]) != 0;
+    distinct += last_of_run && !tm_prefix_is_anchor(&list[i]);
+  }
+  TM_LOG(trace, "%s ends retval=%d", __func__, static_cast<int>(distinct));
+  return distinct;
+}

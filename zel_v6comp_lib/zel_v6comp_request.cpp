@@ -1,0 +1,164 @@
+// zel_v6comp_request.cpp - one request: check it, build its working list, compress in full or apply it as a batch.
+#include <string.h>
+
+#include "tcamv6_leftovers.h"
+#include "zel_v6comp.h"
+
+namespace {
+
+constexpr const char *entry = "zel_v6comp_prefix_compress_prefixes";
+
+// One accepted request.
+struct request {
+  tcamv6_state *state;
+  tcamv6_prefix *list;
+  uint32_t count;
+  tcamv6_cmpr_pref **cmpr_prefs;
+  tcamv6_cmpr_addr **cmpr_addrs;
+  uint32_t *changed;
+};
+
+uint32_t positive(int32_t result) { return static_cast<uint32_t>(-result); }
+
+const uint8_t *records_of(const v6comp_pref_info *req) { return reinterpret_cast<const uint8_t *>(req + 1); }
+
+bool has_long_record(const uint8_t *records, uint32_t n) {
+  for (uint32_t i = 0; i < n; ++i) {
+    if (records[i * sizeof(tcamv6_prefix) + offsetof(tcamv6_prefix, length)] > TCAMV6_MAX_PREF_LEN) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Requests that would read outside the grid, the records or released memory.
+tcamv6_state *checked_state(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
+                            tcamv6_cmpr_addr **cmpr_addrs_out) {
+  tcamv6_state *state = zel_v6comp_instance(req->processor, req->instance);
+  if (tcamv6_state_unusable(state) || cmpr_prefs_out == nullptr || cmpr_addrs_out == nullptr ||
+      has_long_record(records_of(req), req->n_prefixes)) {
+    TM_LOG_PROCESSING(error, "%s: Bad arguments", entry);
+    return nullptr;
+  }
+  return state;
+}
+
+uint32_t report_calloc(size_t bytes) {
+  TM_LOG_PROCESSING(info, "%s: calloc(%zu bytes) failed", entry, bytes);
+  return positive(TM_ENOMEM);
+}
+
+uint32_t allocate_results(const request *r) {
+  const size_t prefs_bytes = r->count * sizeof(tcamv6_cmpr_pref);
+  *r->cmpr_prefs = static_cast<tcamv6_cmpr_pref *>(zel_calloc_named(TM_MEM_TAG_RESULT, r->count, sizeof(tcamv6_cmpr_pref)));
+  if (*r->cmpr_prefs == nullptr) {
+    return report_calloc(prefs_bytes);
+  }
+  const size_t addrs_bytes = r->count * sizeof(tcamv6_cmpr_addr);
+  *r->cmpr_addrs = static_cast<tcamv6_cmpr_addr *>(zel_calloc_named(TM_MEM_TAG_RESULT, r->count, sizeof(tcamv6_cmpr_addr)));
+  return *r->cmpr_addrs == nullptr ? report_calloc(addrs_bytes) : 0;
+}
+
+uint32_t compress_in_full(const request *r) {
+  uint32_t n_distinct;
+  const int32_t result =
+      tcamv6_optimized_compress(r->state, r->count, r->list, *r->cmpr_prefs, *r->cmpr_addrs, &n_distinct);
+  if (result != TM_OK) {
+    TM_LOG(error, "%s: optimized_compress() failed %d", entry, result);
+  }
+  return positive(result);
+}
+
+uint32_t apply_batch(const request *r) {
+  uint32_t extra_ops_pending = 0;
+  uint32_t walk_result = 0;
+  const int32_t result = tcamv6_incr_compress(r->state, r->count, r->list, *r->cmpr_prefs, *r->cmpr_addrs,
+                                              &extra_ops_pending, r->changed, &walk_result);
+  if (extra_ops_pending == 1 && tcamv6_extra_ops_free(r->state) != TM_OK) {
+    TM_LOG_PROCESSING(info, "%s: extra_ops_free() failed %d. Ignored.", entry, result);
+  }
+  if (result != TM_OK) {
+    TM_LOG(error, "%s: incremental_compress() failed %d", entry, result);
+  }
+  return positive(result);
+}
+
+uint32_t run_request(const request *r, bool full) {
+  uint32_t status = allocate_results(r);
+  if (status == 0) {
+    status = full ? compress_in_full(r) : apply_batch(r);
+  }
+  if (status == 0) {
+    tcamv6_prepare_return_cmpr_prefs(*r->cmpr_prefs, r->count);
+  }
+  return status;
+}
+
+void clear_outputs(tcamv6_cmpr_pref **cmpr_prefs_out, tcamv6_cmpr_addr **cmpr_addrs_out) {
+  if (cmpr_prefs_out != nullptr) {
+    *cmpr_prefs_out = nullptr;
+  }
+  if (cmpr_addrs_out != nullptr) {
+    *cmpr_addrs_out = nullptr;
+  }
+}
+
+}  // namespace
+
+uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
+                                             tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out) {
+  if (req == nullptr) {
+    clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
+    return positive(TM_ENOMEM);
+  }
+  TM_LOG(trace, "%s: Starting pref_infp %p", __func__, static_cast<const void *>(req));
+  clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
+  const uint32_t n = req->n_prefixes;
+  if (n > TCAMV6_MAX_PREFIXES) {
+    TM_LOG(error, "%s: Number of prefix %u greater than maximum possible %u", __func__, n,
+           static_cast<uint32_t>(TCAMV6_MAX_PREFIXES));
+    return positive(TM_EINVAL);
+  }
+  tcamv6_state *state = checked_state(req, cmpr_prefs_out, cmpr_addrs_out);
+  if (state == nullptr) {
+    return positive(TM_EINVAL);
+  }
+  tcamv6_reclaim_leftovers();
+  const bool full = tcamv6_init_opt_done(state) != TM_OK;
+  uint32_t unused_changed = 0;
+  request r = {state, nullptr, 0, cmpr_prefs_out, cmpr_addrs_out, changed_out != nullptr ? changed_out : &unused_changed};
+  const int32_t built = tcamv6_build_prefix_list(reinterpret_cast<const tcamv6_prefix *>(records_of(req)), &r.list, n,
+                                                 &r.count, full);
+  if (built != TM_OK) {
+    TM_LOG_PROCESSING(info, "%s: failed to build prefix list", __func__);
+    return positive(built);
+  }
+  const uint32_t status = run_request(&r, full);
+  zel_free_named(r.list);
+  return status;
+}
+
+uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req) {
+  if (req == nullptr) {
+    return positive(TM_ENOMEM);
+  }
+  tcamv6_cmpr_pref *cmpr_prefs = nullptr;
+  tcamv6_cmpr_addr *cmpr_addrs = nullptr;
+  uint32_t changed = 1;
+  const uint32_t status = zel_v6comp_prefix_compress_prefixes(req, &cmpr_prefs, &cmpr_addrs, &changed);
+  if (status != 0) {
+    TM_LOG(error, "%s: zel_v6comp_prefix_compress_prefixes() failed %d", __func__, static_cast<int>(status));
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, static_cast<int>(status));
+  zel_v6comp_free_compr_result(cmpr_prefs, cmpr_addrs);
+  return status;
+}
+
+void zel_v6comp_free_compr_result(tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs) {
+  if (cmpr_addrs != nullptr) {
+    zel_free_named(cmpr_addrs);
+  }
+  if (cmpr_prefs != nullptr) {
+    zel_free_named(cmpr_prefs);
+  }
+}
