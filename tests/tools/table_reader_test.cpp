@@ -62,9 +62,10 @@ TEST(TableReader, EveryFaultNamesItsPlaceAndItsText) {
       p.report.faults.texts,
       ElementsAre("t.txt:1: 2001:db8::1/32: bits set beyond /32", "t.txt:2: 2001:db8:::/32: not an IPv6 address",
                   "t.txt:3: 2001:db8::/200: prefix length above 128",
-                  "t.txt:4: 0: a weight of 0 would make the prefix an anchor; the least is 1",
-                  "t.txt:5: 5000000000: weight above 4294967295", "t.txt:6: next-hop: unexpected text after the weight",
-                  "t.txt:7: 2001:db8::: no /length", "t.txt:8: \\x1b[31m/32: not an IPv6 address"));
+                  "t.txt:4: 2001:db8::/32 0: a weight of 0 would make the prefix an anchor; the least is 1",
+                  "t.txt:5: 2001:db8::/32 5000000000: weight above 4294967295",
+                  "t.txt:6: next-hop: unexpected text after the weight", "t.txt:7: 2001:db8::: no /length",
+                  "t.txt:8: \\x1b[31m/32: not an IPv6 address"));
 }
 
 TEST(TableReader, FaultsBeyondTheTwentiethAreCounted) {

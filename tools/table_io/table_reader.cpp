@@ -102,7 +102,7 @@ std::string parse_line(std::string_view line, table_row &row, bool &has_row) {
   if (!weight_word.empty()) {
     fault = parse_weight(weight_word, row.weight);
     if (!fault.empty()) {
-      return printable(weight_word) + ": " + fault;
+      return printable(prefix_word) + ' ' + printable(weight_word) + ": " + fault;
     }
   }
   if (!rest.empty()) {

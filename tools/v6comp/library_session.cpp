@@ -112,8 +112,10 @@ std::vector<std::string> library_session::explain_pools() const {
   for (uint32_t type = 0; type < TM_CHUNK_TYPES; ++type) {
     const tm_chunk_info &info = gbl_chunk_info[type];
     if (info.failed != 0) {
-      lines.push_back(fmt::format("the table does not fit: pool {} ran out at {} elements; the table needs {} to {}",
-                                  raw_blk[type].name, info.n_elems, needs[type].least, needs[type].most));
+      lines.push_back(
+          fmt::format("the table does not fit: pool {} ran out at {} elements; the table needs {} at "
+                      "least, {} are enough",
+                      raw_blk[type].name, info.n_elems, needs[type].least, needs[type].most));
     }
   }
   if (!lines.empty()) {

@@ -93,9 +93,8 @@ std::string text_summary(const summary &s) {
   fmt::format_to(to, "prefixes            {} ({} distinct)\n", s.rows, s.distinct);
   fmt::format_to(to, "anchors             {}\n", s.anchors);
   fmt::format_to(to, "stored              {} (with anchors and /0)\n", s.stored);
-  fmt::format_to(to, "bits required       {}\n", s.bits_required);
-  fmt::format_to(to, "longest compressed  {} bits (the rest up to {} is room for updates)\n", s.longest_code,
-                 +TCAMV6_MAX_CMPR_LEN);
+  fmt::format_to(to, "bits required       {} (what is longer keeps room for updates)\n", s.bits_required);
+  fmt::format_to(to, "longest compressed  {} of {} bits\n", s.longest_code, +TCAMV6_MAX_CMPR_LEN);
   fmt::format_to(to, "time                {:.1f} ms\n", s.compress_ms);
   append_counts(out, "\nlengths before\n", s.before);
   append_counts(out, "\nlengths after\n", s.after);

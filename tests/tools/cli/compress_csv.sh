@@ -1,0 +1,1 @@
+v6comp compress -f csv $input/office.txt

@@ -1,0 +1,1 @@
+v6comp dot --what original $input/office.txt

@@ -1,0 +1,2 @@
+v6comp dot $tables/bgp_2401_5270.txt | wc -c
+exit ${PIPESTATUS[0]}

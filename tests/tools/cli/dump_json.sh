@@ -1,0 +1,1 @@
+v6comp dump -f json $input/office.txt

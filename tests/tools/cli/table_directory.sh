@@ -1,0 +1,2 @@
+mkdir directory
+v6comp compress directory

@@ -1,0 +1,1 @@
+yes nonsense | head -n 30 | v6comp verify -

@@ -1,0 +1,1 @@
+v6comp compress no-such-table.txt

@@ -1,0 +1,1 @@
+v6comp compress --pool-elements 0 $input/office.txt

@@ -1,0 +1,1 @@
+v6comp squeeze $input/office.txt

@@ -1,0 +1,3 @@
+for table in $tables/*.txt; do
+  v6comp verify $table || exit
+done
