@@ -561,6 +561,28 @@ TEST_F(tm_pcmpr_trie_test, longest_above_127_is_handed_out_as_a_negative_signed_
   EXPECT_EQ(static_cast<uint8_t>(longest), twin->longest);
 }
 
+TEST_F(tm_pcmpr_trie_test, way_of_more_than_128_edges_writes_no_bit_outside_the_buffer) {
+  // Every second level has an extension above it.
+  std::vector<std::string> zigzag{""};
+  std::string stem;
+  for (size_t n = 1; n <= 128; ++n) {
+    for (const char bit : {'0', '1'}) {
+      zigzag.push_back(stem + bit);
+    }
+    stem += '1';
+  }
+  store(zigzag);
+  fold();
+  const pcmpr_twin::walk expected = pcmpr_twin::of(trie)->follow(stem, 0);
+  ASSERT_GT(expected.directions.size(), 128u);
+  const guarded_key key(key_from_bits(stem));
+  guarded_key bits(test_key{});
+  int32_t count = 0;
+  EXPECT_EQ(tm_util_trie_pcmpr_getpath(root, key.bytes(), 0, key.bytes(), 128, bits.bytes(), &count), 0);
+  EXPECT_EQ(count, expected.directions.size());
+  EXPECT_EQ(bits_of(bits.bytes(), 128), expected.directions.substr(0, 128));
+}
+
 // -- addpath
 
 TEST_F(tm_pcmpr_trie_test, addpath_with_one_bit_hangs_the_node_directly_below) {
