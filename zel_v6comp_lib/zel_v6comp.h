@@ -118,6 +118,17 @@ TM_API tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance);
  *  @return 0; 22 no such instance */
 TM_API uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance);
 
+/** Switch safe updates on (not 0) or off (0, the default), for all instances, from the next batch on:
+ *  (1) an addition between stored prefixes gets a key that covers exactly what it contains, or is refused with 2;
+ *  (2) a refused batch leaves every stored prefix, key, counter and handle exactly as it was;
+ *  (3) a delete takes only what additions of that prefix gave: one of a prefix that is not stored, or that is there as
+ *      an anchor only, is skipped, and one of more than was added is refused with 22.
+ *  With it on, convention (1) above holds after every accepted batch of a table that was never changed with it off. */
+TM_API void zel_v6comp_set_safe_updates(uint32_t on);
+
+/** 1 when safe updates are on, else 0. */
+TM_API uint32_t zel_v6comp_safe_updates(void);
+
 /** The library's version, "1.0.0". */
 TM_API const char *zel_v6comp_version(void);
 

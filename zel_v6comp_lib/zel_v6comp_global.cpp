@@ -2,7 +2,7 @@
 #include <string.h>
 
 #include "tcamv6_leftovers.h"
-#include "tm_journal.h"
+#include "tcamv6_safe.h"
 #include "zel_v6comp.h"
 
 namespace {
@@ -78,5 +78,9 @@ uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {
   }
   return positive(tcamv6_reset(&state, 0));
 }
+
+void zel_v6comp_set_safe_updates(uint32_t on) { tcamv6_switch_safe_updates(on != 0); }
+
+uint32_t zel_v6comp_safe_updates() { return tcamv6_safe_updates_on() ? 1 : 0; }
 
 const char *zel_v6comp_version() { return "1.0.0"; }

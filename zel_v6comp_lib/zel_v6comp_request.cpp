@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_safe.h"
 #include "zel_v6comp.h"
 
 namespace {
@@ -83,6 +84,23 @@ uint32_t apply_batch(const request *r) {
   return positive(result);
 }
 
+// With safe updates, deletes that would take nothing get no anchors: these would take what other prefixes gave.
+int32_t build_list(request *r, const uint8_t *records, uint32_t n, bool full) {
+  if (full || n == 0 || !tcamv6_safe_updates_on()) {
+    return tcamv6_build_list(records, &r->list, n, &r->count, full, nullptr);
+  }
+  auto *absent = static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, n));
+  if (absent == nullptr) {
+    return TM_ENOMEM;
+  }
+  int32_t result = tcamv6_find_absent_deletes(r->state, records, n, absent);
+  if (result == TM_OK) {
+    result = tcamv6_build_list(records, &r->list, n, &r->count, full, absent);
+  }
+  zel_free_named(absent);
+  return result;
+}
+
 uint32_t run_request(const request *r, bool full) {
   uint32_t status = allocate_results(r);
   if (status == 0) {
@@ -127,8 +145,7 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
   const bool full = tcamv6_init_opt_done(state) != TM_OK;
   uint32_t unused_changed = 0;
   request r = {state, nullptr, 0, cmpr_prefs_out, cmpr_addrs_out, changed_out != nullptr ? changed_out : &unused_changed};
-  const int32_t built = tcamv6_build_prefix_list(reinterpret_cast<const tcamv6_prefix *>(records_of(req)), &r.list, n,
-                                                 &r.count, full);
+  const int32_t built = build_list(&r, records_of(req), n, full);
   if (built != TM_OK) {
     TM_LOG_PROCESSING(info, "%s: failed to build prefix list", __func__);
     return positive(built);

@@ -7,14 +7,19 @@
 
 namespace {
 
+constexpr const char *builder = "tcamv6_build_prefix_list";
 constexpr uint8_t anchor_lengths[] = {32, 48, 64, 96};
 
-uint32_t count_anchors(const uint8_t *records, uint32_t n) {
+bool has_anchors(const uint8_t *without_anchors, uint32_t i) {
+  return without_anchors == nullptr || without_anchors[i] == 0;
+}
+
+uint32_t count_anchors(const uint8_t *records, uint32_t n, const uint8_t *without_anchors) {
   uint32_t count = 0;
   for (uint32_t i = 0; i < n; ++i) {
     const uint8_t length = records[i * sizeof(tcamv6_prefix) + offsetof(tcamv6_prefix, length)];
     for (const uint8_t anchor_length : anchor_lengths) {
-      count += length > anchor_length;
+      count += length > anchor_length && has_anchors(without_anchors, i);
     }
   }
   return count;
@@ -22,14 +27,17 @@ uint32_t count_anchors(const uint8_t *records, uint32_t n) {
 
 void set_tag(tcamv6_prefix *record, uint32_t tag) { record->flags_tag = tm_prefix_with_tag(record->flags_tag, tag); }
 
-void fill_list(tcamv6_prefix *list, const uint8_t *records, uint32_t n, uint32_t count, bool full) {
-  memcpy(list, records, n * sizeof *list);
+void fill_list(tcamv6_prefix *list, const uint8_t *records, uint32_t n, uint32_t count, bool full,
+               const uint8_t *without_anchors) {
+  if (n != 0) {
+    memcpy(list, records, n * sizeof *list);
+  }
   uint32_t tag = n;
   for (uint32_t i = 0; i < n; ++i) {
     list[i].anchor_ref = 0;
     set_tag(&list[i], i + 1);
     for (const uint8_t anchor_length : anchor_lengths) {
-      if (list[i].length > anchor_length) {
+      if (list[i].length > anchor_length && has_anchors(without_anchors, i)) {
         tcamv6_prefix *anchor = &list[tag++];
         *anchor = list[i];
         anchor->length = anchor_length;  // address bits beyond it stay
@@ -48,23 +56,27 @@ void fill_list(tcamv6_prefix *list, const uint8_t *records, uint32_t n, uint32_t
 
 }  // namespace
 
-int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,
-                                 uint32_t *count_out, int32_t full) {
-  if (list_out == nullptr || count_out == nullptr || (prefixes == nullptr && n != 0)) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
-    return TM_EINVAL;
-  }
-  const auto *records = reinterpret_cast<const uint8_t *>(prefixes);  // may be unaligned
-  const uint32_t count = n + (full != 0) + count_anchors(records, n);
+int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint32_t n, uint32_t *count_out, bool full,
+                          const uint8_t *without_anchors) {
+  const uint32_t count = n + full + count_anchors(records, n, without_anchors);
   *count_out = count;
   *list_out = static_cast<tcamv6_prefix *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(tcamv6_prefix)));
   if (*list_out == nullptr) {
-    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, count * sizeof(tcamv6_prefix));
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", builder, count * sizeof(tcamv6_prefix));
     return TM_ENOMEM;
   }
-  fill_list(*list_out, records, n, count, full != 0);
+  fill_list(*list_out, records, n, count, full, without_anchors);
   tm_stable_sort(*list_out, count, sizeof(tcamv6_prefix), tcamv6_cmp_prefix_list);
   return TM_OK;
+}
+
+int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,
+                                 uint32_t *count_out, int32_t full) {
+  if (list_out == nullptr || count_out == nullptr || (prefixes == nullptr && n != 0)) {
+    TM_LOG(info, "%s: Bad arguments", builder);
+    return TM_EINVAL;
+  }
+  return tcamv6_build_list(reinterpret_cast<const uint8_t *>(prefixes), list_out, n, count_out, full != 0, nullptr);
 }
 
 int tcamv6_cmp_prefix_list(const void *a, const void *b) {

@@ -24,6 +24,10 @@ TM_API_END
 
 #ifdef __cplusplus
 
+/* tcamv6_build_prefix_list with a byte per record that is not 0 when the record gets no anchors; null = all do. */
+int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint32_t n, uint32_t *count_out, bool full,
+                          const uint8_t *without_anchors);
+
 /* The order of working lists, for qsort. */
 int tcamv6_cmp_prefix_list(const void *a, const void *b);
 

@@ -1,0 +1,60 @@
+#include "tcamv6_cmpr_path.h"
+
+#include "tm_bits.h"
+#include "tm_journal.h"
+
+namespace {
+
+bool ends_tail(const tm_util_trie_node *node) {
+  return (node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL) || node->tag != 0 || node->owners != 0;
+}
+
+// The deepest node above `node` at which its tail ends; the root when there is none.
+tm_util_trie_node *find_cut(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
+  tm_util_trie_node *cut = cmpr_root;
+  tm_util_trie_node *at = cmpr_root;
+  for (int32_t bit = 0; at != nullptr && bit < node->len; ++bit) {
+    if (ends_tail(at)) {
+      cut = at;
+    }
+    at = tm_trie_child(at, tm_key_bit(node->key, bit));
+  }
+  return cut;
+}
+
+bool holds_owned(const tm_util_trie_node *node) {
+  return node != nullptr &&
+         (node->owners != 0 || holds_owned(tm_trie_child(node, 0)) || holds_owned(tm_trie_child(node, 1)));
+}
+
+}  // namespace
+
+void tcamv6_own_cmpr_node(tcamv6_anc_data *data, tm_util_trie_node *node) {
+  tm_edit(&data->cmpr_node, tm_idx(node));
+  tm_edit(&node->owners, node->owners + 1);
+}
+
+void tcamv6_disown_cmpr_node(const tcamv6_anc_data *data) {
+  tm_util_trie_node *node = tcamv6_cmpr_node(data);
+  tm_edit(&node->owners, node->owners - 1);
+}
+
+tm_util_trie_node *tcamv6_grow_cmpr_path(tm_util_trie_node *node, int32_t n, uint32_t tag, tm_trie_grown *path) {
+  tm_util_trie_node *end = tm_trie_extend_path(node, n, 1, path);
+  if (end != nullptr) {
+    end->tag = tag;
+  }
+  return end;
+}
+
+bool tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
+  tm_util_trie_node *cut = find_cut(cmpr_root, node);
+  const uint32_t side = tm_key_bit(node->key, cut->len);
+  tm_util_trie_node *tail = tm_trie_child(cut, side);
+  if (holds_owned(tail)) {
+    return false;
+  }
+  tm_trie_link_child(cut, side, nullptr);
+  tm_util_trie_free(tail, 1, TM_V6_ORIG_DATA);
+  return true;
+}

@@ -1,0 +1,428 @@
+// tcamv6_incr.cpp - a batch, record by record, and what happens when one of them cannot be applied.
+//
+// As written, a failed batch is undone by a batch of the opposite operations, which can fail in its turn and is then
+// undone the same way: mutual recursion on ever shorter batches. With safe updates a journal takes everything back
+// exactly instead.
+#include "tcamv6_incr.h"
+
+#include <assert.h>
+#include <string.h>
+
+#include "tcamv6_dump.h"
+#include "tcamv6_extra_ops.h"
+#include "tcamv6_incr_add.h"
+#include "tcamv6_incr_del.h"
+#include "tcamv6_output.h"
+#include "tcamv6_safe.h"
+#include "tm_debug.h"
+#include "tm_journal.h"
+
+namespace {
+
+constexpr const char *driver = "tcamv6_incr_compress";
+constexpr const char *undoer = "tcamv6_incr_compress_fail_cleanup";
+
+enum class batch_kind { request, undo };
+
+struct batch {
+  tcamv6_state *state;
+  uint32_t count;
+  const tcamv6_prefix *records;
+  tcamv6_cmpr_pref *cmpr_prefs;
+  tcamv6_cmpr_addr *cmpr_addrs;
+  uint32_t *extra_ops_pending;
+  uint32_t *changed;
+  uint32_t *walk_result;
+  uint32_t at;  // record being applied; count during the final walk
+};
+
+// What a journal does not cover.
+struct saved_counts {
+  uint32_t n_prefs;
+  uint32_t n_rows;
+  uint32_t tags_so_far;
+};
+
+int32_t run_batch(batch *b, batch_kind kind);
+
+tm_util_trie_node *find_exact(const batch *b, const tcamv6_prefix *record) {
+  return tm_util_trie_lookup(tm_trie_node(b->state->orig_root), record->address, record->length, 0);
+}
+
+void log_prefix(const char *label, const tcamv6_prefix *record) {
+  TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d %s", label, TM_ADDR_ARGS(record->address), record->length,
+         tm_anchor_text(tm_prefix_is_anchor(record)));
+}
+
+const char *ordinal_suffix(uint32_t i) {
+  switch (i % 10) {  // the teens are not special: 11 is "11-st"
+    case 1:
+      return "st";
+    case 2:
+      return "nd";
+    case 3:
+      return "rd";
+    default:
+      return "th";
+  }
+}
+
+// ---- one deletion
+
+void log_absent(const tm_util_trie_node *node, const tcamv6_prefix *record) {
+  TM_LOG(error, "%s: Prefix does not exist (node %p, len %d)", driver, static_cast<const void *>(node),
+         node == nullptr ? -1 : node->len);
+  TM_LOG(error, "%s " TM_ADDR_FORMAT " / %d", "Unable to Find prefix in original trie", TM_ADDR_ARGS(record->address),
+         record->length);
+}
+
+// Is there nothing that this delete could take? Safe updates leave what anchors gave to the anchors.
+bool finds_nothing(const tm_util_trie_node *node, const tcamv6_prefix *record) {
+  if (!tcamv6_holds_prefix(node, record->length)) {
+    return true;
+  }
+  return tcamv6_safe_updates_on() && !tm_prefix_is_anchor(record) && tcamv6_own_share(node) == 0;
+}
+
+int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
+  const tcamv6_prefix *record = &b->records[b->at];
+  tcamv6_cmpr_pref *pref = &b->cmpr_prefs[b->at];
+  const tm_util_trie_node *node = find_exact(b, record);
+  if (finds_nothing(node, record)) {
+    log_absent(node, record);
+    return TM_OK;
+  }
+  tcamv6_anc_data *data;
+  int32_t result = tcamv6_anc_data_of_prefix(node, driver, &data);
+  if (result != TM_OK) {
+    return result;
+  }
+  tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
+  pref->reference = static_cast<uint32_t>(data->aux);
+  uint32_t remaining = node->aux1;
+  int32_t changed = 0;
+  result = tcamv6_incr_del_prefix(b->state, record, slot, &changed, &remaining);
+  if (result != TM_OK) {
+    TM_LOG(error, "%s: Unable to delete %d-th prefix %d", driver, static_cast<int>(b->at), result);
+    return result;
+  }
+  pref->own_node = changed == 1;
+  if (changed == 1) {
+    *b->changed = 1;
+  }
+  if (remaining == 0) {
+    --b->state->n_prefs;
+  }
+  return TM_OK;
+}
+
+// ---- one addition
+
+void log_refusal(const batch *b, const tcamv6_prefix *record, int32_t result) {
+  TM_LOG(error,
+         "%s: Incremental Compression failed on the %d-%s new prefix (code %d): " TM_ADDR_FORMAT
+         " / %d. Recompression and brief disruption may occur.",
+         driver, static_cast<int>(b->at), ordinal_suffix(b->at), result, TM_ADDR_ARGS(record->address),
+         record->length);
+}
+
+// The ancestor data of the prefix that was just added.
+int32_t find_added(const batch *b, const tcamv6_prefix *record, tcamv6_anc_data **data) {
+  const tm_util_trie_node *node = find_exact(b, record);
+  if (!tcamv6_holds_prefix(node, record->length)) {
+    TM_LOG(error, "%s: Error - inserted prefix not found in original trie len %d, node %p", driver, record->length,
+           static_cast<const void *>(node));
+    return TM_EFAULT;
+  }
+  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
+  if (orig != nullptr && orig->anc_node_idx == TM_CHUNK_IDX_NULL) {
+    zel_fatal("\n%s:  trie_data->anc_node_idx is NULL", driver);
+  }
+  return tcamv6_anc_data_of_prefix(node, driver, data);
+}
+
+void write_results(batch *b, tcamv6_anc_data *data, int32_t changed, tcamv6_cmpr_pref *slot) {
+  const tcamv6_prefix *record = &b->records[b->at];
+  tcamv6_cmpr_pref *pref = &b->cmpr_prefs[b->at];
+  tcamv6_cmpr_addr *addr = &b->cmpr_addrs[b->at];
+  tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
+  pref->own_node = changed != 0;
+  const tm_util_trie_node *address_node = tcamv6_cmpr_node(tcamv6_address_data(data, driver));
+  tcamv6_gen_trie_addr(address_node, addr);
+  log_prefix("Incr_cmpr: original:", record);
+  TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d", "Incr_cmpr: compressed:", TM_ADDR_ARGS(pref->key), pref->length);
+  TM_LOG(result, "%s " TM_ADDR_FORMAT, "Incr_cmpr: address::", TM_ADDR_ARGS(addr->bytes));
+  if ((slot->flags_tag & TM_PREFIX_FLAG_ADD) != 0) {
+    *b->extra_ops_pending = 1;
+    tcamv6_gen_trie_pref(address_node, slot);
+  }
+}
+
+int32_t apply_add(batch *b, tcamv6_cmpr_pref *slot) {
+  const tcamv6_prefix *record = &b->records[b->at];
+  int32_t changed = 0;
+  int32_t result = tcamv6_incr_add_prefix(b->state, record, slot, &changed);
+  if (result == TM_EEXIST) {
+    if (changed != 0) {
+      *b->changed = 1;
+    }
+  } else if (result != TM_OK) {
+    log_refusal(b, record, result);
+    return result;
+  } else {
+    *b->changed = 1;
+    ++b->state->n_prefs;
+  }
+  tcamv6_anc_data *data;
+  result = find_added(b, record, &data);
+  if (result == TM_OK) {
+    write_results(b, data, changed, slot);
+  }
+  return result;
+}
+
+// ---- the batch
+
+int32_t allocate_extra_ops(batch *b) {
+  tcamv6_state *state = b->state;
+  if (state->extra_ops != nullptr) {
+    TM_LOG(info, "%s: memory for previous extra ops[] not freed", driver);
+    zel_free_named(state->extra_ops);
+    state->extra_ops = nullptr;
+  }
+  const size_t bytes = size_t{2} * b->count * sizeof(tcamv6_cmpr_pref);
+  state->extra_ops = static_cast<tcamv6_cmpr_pref *>(zel_malloc_named(TM_MEM_TAG_LIST, bytes));
+  if (state->extra_ops == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed for extra ops", driver, bytes);
+    return TM_ENOMEM;
+  }
+  state->extra_op_count = b->count;
+  memset(state->extra_ops, 0, bytes);
+  return TM_OK;
+}
+
+int32_t apply_records(batch *b) {
+  for (b->at = 0; b->at < b->count; ++b->at) {
+    const tcamv6_prefix *record = &b->records[b->at];
+    log_prefix(driver, record);
+    static_assert(sizeof *record == sizeof *b->cmpr_prefs, "results echo the request's records");
+    memcpy(&b->cmpr_prefs[b->at], record, sizeof *record);
+    tcamv6_cmpr_pref *slot = &b->state->extra_ops[b->count + b->at];
+    const bool is_add = (record->flags_tag & TM_PREFIX_FLAG_ADD) != 0;
+    const int32_t result = is_add ? apply_add(b, slot) : apply_delete(b, slot);
+    if (result != TM_OK) {
+      return result;
+    }
+  }
+  return TM_OK;
+}
+
+int32_t walk_rows(const tcamv6_state *state) {
+  return tcamv6_dump_tree_int(static_cast<int32_t>(state->n_prefs), tcamv6_anc_node(state->anc_root), nullptr, nullptr,
+                              nullptr, 1);
+}
+
+// Would a walk of the whole table succeed, and print nothing? It fails when the rows before some node use up n_prefs. The
+// root comes last, so it does not while n_prefs exceeds the rows of all other nodes.
+bool walk_is_certain(const tcamv6_state *state) {
+  const tcamv6_anc_data *root = tcamv6_anc_data_of(tcamv6_anc_node(state->anc_root));
+  if (tcamv6_debug_flags.trace != 0 || root == nullptr || root->orig == TM_CHUNK_IDX_NULL) {
+    return false;
+  }
+  const uint32_t root_row = !tcamv6_is_anchor_only(tm_trie_node(root->orig));
+  return state->n_rows >= root_row && state->n_prefs > state->n_rows - root_row &&
+         state->n_prefs <= static_cast<uint32_t>(INT32_MAX);
+}
+
+// Rows of the table, or the walk's failure. The count kept per instance saves the walk where it is certain to agree.
+int32_t count_rows(const batch *b) {
+  const tcamv6_state *state = b->state;
+  if (walk_is_certain(state)) {
+    assert(walk_rows(state) == static_cast<int32_t>(state->n_rows));
+    return static_cast<int32_t>(state->n_rows);
+  }
+  const int32_t rows = walk_rows(state);
+  if (rows < 0) {
+    TM_LOG(error, "%s: internal table dump failed %d", driver, rows);
+  }
+  return rows;
+}
+
+int32_t apply_batch(batch *b) {
+  int32_t result = allocate_extra_ops(b);
+  if (result == TM_OK) {
+    result = apply_records(b);
+  }
+  if (result == TM_OK) {
+    const int32_t rows = count_rows(b);
+    if (rows < 0) {
+      return rows;
+    }
+    *b->walk_result = static_cast<uint32_t>(rows);
+  }
+  return result;
+}
+
+// ---- undo as written
+
+void log_undo_start(const batch *b) {
+  const void *state = b->state;
+  TM_LOG(trace, "%s starts statep %p index %d", undoer, state, static_cast<int>(b->at));
+  TM_LOG(error, "%s starts statep %p index %d", undoer, state, static_cast<int>(b->at));
+}
+
+void log_undo_size(const batch *b) {
+  TM_LOG(error, "%s : cleanup %d prefixes total %d prefixes", undoer, static_cast<int>(b->at),
+         static_cast<int>(b->state->n_prefs));
+}
+
+void log_undo_end(const batch *b, int32_t result) {
+  TM_LOG(error, "%s ends %d total %d prefixes", undoer, result, static_cast<int>(b->state->n_prefs));
+  TM_LOG(trace, "%s ends %d", undoer, result);
+}
+
+// The applied records turned round: first the additions, last one first, as deletes; then the deletes as additions.
+void fill_undo(const batch *b, tcamv6_prefix *records) {
+  uint32_t n = 0;
+  for (uint32_t i = b->at; i-- > 0;) {
+    if ((b->records[i].flags_tag & TM_PREFIX_FLAG_ADD) != 0) {
+      records[n] = b->records[i];
+      records[n++].flags_tag &= ~static_cast<uint32_t>(TM_PREFIX_FLAG_ADD);
+    }
+  }
+  for (uint32_t i = 0; i < b->at; ++i) {
+    if ((b->records[i].flags_tag & TM_PREFIX_FLAG_ADD) == 0) {
+      records[n] = b->records[i];
+      records[n++].flags_tag |= TM_PREFIX_FLAG_ADD;
+    }
+  }
+  if (n != b->at) {
+    zel_fatal("\n%s:  j is not equal to no_of_prefixes", undoer);
+  }
+}
+
+int32_t run_undo(const batch *b, tcamv6_prefix *records, tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs) {
+  fill_undo(b, records);
+  log_undo_size(b);
+  uint32_t extra_ops_pending = 0;
+  uint32_t changed = 0;
+  uint32_t walk_result = 0;
+  batch undo = {b->state, b->at, records, cmpr_prefs, cmpr_addrs, &extra_ops_pending, &changed, &walk_result, 0};
+  return run_batch(&undo, batch_kind::undo);
+}
+
+template <class Record>
+Record *allocate(uint32_t count) {
+  return static_cast<Record *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(Record)));
+}
+
+void free_array(void *array) {
+  if (array != nullptr) {
+    zel_free_named(array);
+  }
+}
+
+int32_t tcamv6_incr_compress_fail_cleanup(const batch *b) {
+  if (b->at == 0) {
+    return TM_OK;
+  }
+  log_undo_start(b);
+  auto *records = allocate<tcamv6_prefix>(b->at);
+  auto *cmpr_prefs = allocate<tcamv6_cmpr_pref>(b->at);
+  auto *cmpr_addrs = allocate<tcamv6_cmpr_addr>(b->at);
+  const bool whole = records != nullptr && cmpr_prefs != nullptr && cmpr_addrs != nullptr;
+  const int32_t result = whole ? run_undo(b, records, cmpr_prefs, cmpr_addrs) : TM_OK;
+  free_array(records);
+  free_array(cmpr_prefs);
+  free_array(cmpr_addrs);
+  if (whole) {
+    log_undo_end(b, result);
+  }
+  return result;
+}
+
+void undo_as_written(const batch *b, batch_kind kind) {
+  // When the final walk of an undo fails, undoing it would only walk again.
+  if (kind == batch_kind::undo && b->at == b->count) {
+    return;
+  }
+  if (tcamv6_incr_compress_fail_cleanup(b) != TM_OK) {
+    TM_LOG(error, "%s: tcamv6_incr_compress_fail_cleanup failed", driver);
+  }
+}
+
+// ---- undo by the journal
+
+void roll_back(const batch *b, const saved_counts *saved) {
+  if (b->at != 0) {
+    log_undo_start(b);
+    log_undo_size(b);
+  }
+  tm_journal_rollback();
+  b->state->n_prefs = saved->n_prefs;
+  b->state->n_rows = saved->n_rows;
+  tags_so_far = saved->tags_so_far;
+  if (b->at != 0) {
+    log_undo_end(b, TM_OK);
+  }
+}
+
+// ----
+
+int32_t run_batch(batch *b, batch_kind kind) {
+  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", driver,
+         static_cast<void *>(b->state), static_cast<int>(b->count), static_cast<const void *>(b->records),
+         static_cast<void *>(b->cmpr_prefs), static_cast<void *>(b->cmpr_addrs));
+  *b->changed = 0;
+  *b->extra_ops_pending = 0;
+  tcamv6_dump_chunk_info("Starting point");
+  const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tags_so_far};
+  int32_t result = tcamv6_safe_updates_on() ? tm_journal_open(b->count) : TM_OK;
+  const bool journalled = tm_journal_is_open;
+  if (result == TM_OK) {
+    result = apply_batch(b);
+  }
+  if (journalled && result == TM_OK) {
+    tm_journal_commit();
+  }
+  tcamv6_dump_chunk_info("End point");
+  if (b->state->extra_ops != nullptr) {
+    *b->extra_ops_pending = 1;
+  }
+  TM_LOG(trace, "%s: Complete %d", driver, result);
+  if (result != TM_OK) {
+    if (journalled) {
+      roll_back(b, &saved);
+    } else if (!tcamv6_safe_updates_on()) {
+      undo_as_written(b, kind);
+    }
+  }
+  return result;
+}
+
+bool has_arguments(const batch *b) {
+  const bool has_arrays = b->records != nullptr && b->cmpr_prefs != nullptr && b->cmpr_addrs != nullptr;
+  return !tcamv6_state_unusable(b->state) && (b->count == 0 || has_arrays) && b->extra_ops_pending != nullptr &&
+         b->changed != nullptr && b->walk_result != nullptr;
+}
+
+}  // namespace
+
+int32_t tcamv6_incr_compress(tcamv6_state *state, uint32_t n_prefs, const tcamv6_prefix *inp_prefs,
+                             tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs, uint32_t *extra_ops_pending,
+                             uint32_t *changed, uint32_t *walk_result) {
+  batch b = {state, n_prefs, inp_prefs, cmpr_prefs, cmpr_addrs, extra_ops_pending, changed, walk_result, 0};
+  if (has_arguments(&b)) {
+    return run_batch(&b, batch_kind::request);
+  }
+  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", __func__,
+         static_cast<void *>(state), static_cast<int>(n_prefs), static_cast<const void *>(inp_prefs),
+         static_cast<void *>(cmpr_prefs), static_cast<void *>(cmpr_addrs));
+  if (changed != nullptr) {
+    *changed = 0;
+  }
+  TM_LOG(info, "%s: Bad arguments", __func__);
+  tcamv6_dump_chunk_info("End point");
+  TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
+  return TM_EINVAL;
+}

@@ -1,0 +1,362 @@
+// tcamv6_incr_add.cpp - where a new prefix falls decides how it is added:
+//
+//   case a   its node is stored, or was: only counters and marks change
+//   case b   its enclosing prefix is a leaf: that one needs a dummy now, and the new prefix a path beside it
+//   case c   its enclosing prefix has longer ones, none of them below the new prefix: a path more
+//   case d   it lies above some of its enclosing prefix's longer prefixes: a new level (tcamv6_incr_newlvl.cpp)
+//
+// A path extends the compressed node of the enclosing prefix. All that can fail comes first; then the new nodes are
+// linked. What a failed addition has made is taken back or left to be reclaimed (tcamv6_leftovers.h).
+#include "tcamv6_incr_add.h"
+
+#include "tcamv6_cmpr_path.h"
+#include "tcamv6_incr_newlvl.h"
+#include "tcamv6_leftovers.h"
+#include "tm_bits.h"
+#include "tm_debug.h"
+#include "tm_journal.h"
+
+namespace {
+
+constexpr const char *adder = "tcamv6_incr_add_prefix";
+constexpr int32_t reserved_bits = 16;  // kept at the end of the key for prefixes longer than 64 bits
+
+// The stored prefix that the new one falls into.
+struct enclosing_prefix {
+  tm_util_trie_node *trie_node;
+  tm_n_ary_node *anc_node;
+  tcamv6_anc_data *data;
+  tm_util_trie_node *cmpr_node;
+};
+
+// A path of the compressed trie made by this addition.
+struct made_path {
+  tm_util_trie_node *end;  // null when it could not be made whole
+  tm_trie_grown grown;
+};
+
+// Everything made by this addition that is not linked yet.
+struct new_parts {
+  made_path prefix_path;
+  made_path dummy_path;
+  tm_n_ary_node *dummy;
+  tm_n_ary_node *anc_node;
+  tcamv6_orig_data *orig;
+  tm_util_trie_node *trie_node;
+};
+
+struct addition {
+  tcamv6_state *state;
+  const tcamv6_prefix *prefix;
+  enclosing_prefix enclosing;
+  new_parts parts;
+};
+
+tm_util_trie_node *orig_root(const addition *add) { return tm_trie_node(add->state->orig_root); }
+tm_util_trie_node *cmpr_root(const addition *add) { return tm_trie_node(add->state->cmpr_root); }
+
+// Compressed length that a prefix of a given length should get.
+int32_t target_length(int32_t length, int32_t max_cmpr_len) {
+  const int32_t room = max_cmpr_len - reserved_bits;
+  if (length >= 64) {
+    return (16 * length - 1024) / 64 + room;
+  }
+  const int32_t rounding = length < 8 ? room * length % 64 : 0;
+  return room * length / 64 + (rounding != 0);
+}
+
+// Levels by which the enclosing compressed node is extended for the new prefix; 0 = no room.
+int32_t extension_bits(const addition *add) {
+  const int32_t length = add->prefix->length;
+  const auto most = static_cast<int32_t>(add->state->max_cmpr_len);
+  const int32_t used = add->enclosing.cmpr_node->len;
+  if (length == TCAMV6_MAX_PREF_LEN) {
+    return most - used;
+  }
+  if (length == add->enclosing.trie_node->len + 1) {
+    return used != most ? 1 : 0;
+  }
+  const int32_t target = target_length(length, most);
+  if (used < target) {
+    return target - used;
+  }
+  return most < used + 2 ? most - used : 2;
+}
+
+int32_t no_room(int32_t bits) {
+  TM_LOG(error, "%s: No extending path for new prefix ext_bit %d", adder, bits);
+  return TM_ENOSPC;
+}
+
+int32_t find_enclosing(addition *add) {
+  enclosing_prefix *at = &add->enclosing;
+  at->trie_node = tm_util_trie_lookup(orig_root(add), add->prefix->address, add->prefix->length, 1);
+  if (at->trie_node == nullptr) {
+    TM_LOG(info, "%s: Lookup on original trie failed for pref len %d", adder, add->prefix->length);
+    return TM_EFAULT;
+  }
+  const auto require = [](bool condition, const char *text) {
+    if (!condition) {
+      zel_fatal("\n%s: %s", adder, text);
+    }
+  };
+  require(at->trie_node->len < add->prefix->length, " bmp_trie_node->length is too big");
+  const auto *orig = tm_ptr<tcamv6_orig_data>(at->trie_node->data);
+  require(orig != nullptr, "trie_data is NULL");
+  at->anc_node = tcamv6_anc_node(orig->anc_node_idx);
+  require(at->anc_node != nullptr, "anc_parent is NULL");
+  at->data = tcamv6_anc_data_of(at->anc_node);
+  require(at->data != nullptr, "parent_data is NULL");
+  at->cmpr_node = tcamv6_cmpr_node(at->data);
+  require(at->cmpr_node != nullptr, "anc_cmpr is NULL");
+  require(at->data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
+  return TM_OK;
+}
+
+int32_t make_anc_node(bool is_dummy, tm_n_ary_node **node) {
+  const int32_t result = tcamv6_anc_tree_node_new(is_dummy, node);
+  if (result != TM_OK) {
+    TM_LOG(info, "%s: Failed to create new anc node %d", adder, result);
+  }
+  return result;
+}
+
+// Make the nodes and records of the new prefix, and of the dummy when a path was made for one.
+int32_t make_records(addition *add, const char *insert_failed) {
+  new_parts *parts = &add->parts;
+  int32_t result = TM_OK;
+  if (parts->dummy_path.end != nullptr) {
+    result = make_anc_node(true, &parts->dummy);
+  }
+  if (result == TM_OK) {
+    result = make_anc_node(false, &parts->anc_node);
+  }
+  if (result != TM_OK) {
+    return result;
+  }
+  parts->orig = static_cast<tcamv6_orig_data *>(tm_chunk_malloc(TM_V6_ORIG_DATA));
+  if (parts->orig == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", adder, sizeof(tcamv6_orig_data));
+    return TM_ENOMEM;
+  }
+  tm_trie_grown grown;
+  parts->trie_node = tm_trie_insert_path(orig_root(add), add->prefix->address, add->prefix->length, &grown);
+  if (parts->trie_node == nullptr) {
+    TM_LOG(info, "%s: %s", adder, insert_failed);
+    // A chain without a prefix at its end would later pass for longer prefixes below the enclosing one.
+    if (grown.top != nullptr) {
+      const int32_t above = grown.top->len - 1;
+      tm_util_trie_node *place = tm_util_trie_lookup(orig_root(add), grown.top->key, above, 0);
+      tm_trie_link_child(place, tm_key_bit(grown.top->key, above), nullptr);
+      tm_util_trie_free(grown.top, 0, TM_V6_ORIG_DATA);
+    }
+    return TM_ENOMEM;
+  }
+  return TM_OK;
+}
+
+void push_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
+  tm_edit(&child->sibling, parent->child);
+  tm_edit(&parent->child, tm_idx(child));
+}
+
+// From here on nothing fails.
+void link_records(addition *add) {
+  const new_parts *parts = &add->parts;
+  const enclosing_prefix *enclosing = &add->enclosing;
+  if (parts->dummy != nullptr) {
+    tm_edit(&enclosing->data->dummy, tm_idx(parts->dummy));
+    push_child(enclosing->anc_node, parts->dummy);
+    tcamv6_own_cmpr_node(tcamv6_anc_data_of(parts->dummy), parts->dummy_path.end);
+  }
+  push_child(enclosing->anc_node, parts->anc_node);
+  tcamv6_anc_data *data = tcamv6_anc_data_of(parts->anc_node);
+  tm_util_trie_node *node = parts->trie_node;
+  data->tag_word = tm_prefix_with_tag(data->tag_word, tm_prefix_tag(add->prefix->flags_tag));
+  data->orig = tm_idx(node);
+  tcamv6_own_cmpr_node(data, parts->prefix_path.end);
+  parts->orig->anc_node_idx = tm_idx(parts->anc_node);
+  tm_edit(&node->data, tm_idx(parts->orig));
+  tcamv6_add_counters(node, add->prefix);
+  tm_edit(&node->tag, tcamv6_new_tag(add->prefix));
+}
+
+bool grow_path(addition *add, int32_t bits, uint32_t tag, made_path *path) {
+  path->end = tcamv6_grow_cmpr_path(add->enclosing.cmpr_node, bits, tag, &path->grown);
+  return path->end != nullptr;
+}
+
+int32_t add_below_leaf(addition *add, tcamv6_cmpr_pref *slot) {
+  TM_LOG(trace, "%s: case b, add prefix %p to a leaf node %p.", adder, static_cast<const void *>(add->prefix),
+         static_cast<void *>(add->enclosing.trie_node));
+  const int32_t rest = static_cast<int32_t>(add->state->max_cmpr_len) - add->enclosing.cmpr_node->len;
+  if (add->enclosing.data->dummy == TM_CHUNK_IDX_NULL &&
+      !grow_path(add, rest, TCAMV6_TAG_DUMMY_PATH, &add->parts.dummy_path)) {
+    TM_LOG(error, "%s: No extending path for dummy prefix. ext_bit %d", adder, rest);
+    return TM_ENOSPC;
+  }
+  const int32_t bits = extension_bits(add);
+  if (bits == 0) {
+    return no_room(bits);
+  }
+  if (!grow_path(add, bits, TCAMV6_TAG_PREFIX_PATH, &add->parts.prefix_path)) {
+    TM_LOG(error, "%s: No extending path for new prefix cmpr node child is NULL", adder);
+    return TM_ENOSPC;
+  }
+  const int32_t result = make_records(add, "trie_insert failed");
+  if (result != TM_OK) {
+    return result;
+  }
+  link_records(add);
+  slot->flags_tag |= TM_PREFIX_FLAG_ADD;
+  slot->own_node = add->enclosing.trie_node->aux1;
+  slot->reference = add->enclosing.trie_node->tag;
+  slot->operation = 1;
+  return TM_OK;
+}
+
+int32_t add_leaf(addition *add) {
+  TM_LOG(trace, "%s: case c, add prefix %p as a leaf, to a non-leaf node", adder,
+         static_cast<const void *>(add->prefix));
+  int32_t bits = extension_bits(add);
+  if (bits == 0) {
+    return no_room(bits);
+  }
+  if (bits == 1 && static_cast<int32_t>(add->state->max_cmpr_len) - add->enclosing.cmpr_node->len > 1) {
+    bits = 2;
+  }
+  if (!grow_path(add, bits, TCAMV6_TAG_PREFIX_PATH, &add->parts.prefix_path)) {
+    TM_LOG(error, "%s: No extending path for new prefix cmpr node child is NULL", adder);
+    TM_LOG(error, "%s " TM_ADDR_FORMAT " / %d", "Errored prefix:", TM_ADDR_ARGS(add->prefix->address),
+           add->prefix->length);
+    return TM_ENOSPC;
+  }
+  const int32_t result = make_records(add, "2 trie_insert failed");
+  if (result == TM_OK) {
+    link_records(add);
+  }
+  return result;
+}
+
+int32_t add_level(addition *add) {
+  TM_LOG(trace, "%s: case d, add prefix %p as a non-leaf, to a non-leaf node", adder,
+         static_cast<const void *>(add->prefix));
+  return tcav6_incr_add_pref_newlvl(orig_root(add), add->prefix, static_cast<int32_t>(add->state->max_cmpr_len));
+}
+
+// Case a: a node of this key is there. Returns 1 when it is a plain path node, and the addition goes on.
+int32_t add_to_node(addition *add, tm_util_trie_node *node, int32_t *changed) {
+  TM_LOG(trace, "%s: case a, prefix %p already exists ", adder, static_cast<const void *>(add->prefix));
+  if (node->tag != 0) {
+    const bool was_anchor = tcamv6_is_anchor_only(node);
+    tcamv6_add_counters(node, add->prefix);
+    *changed = was_anchor != tcamv6_is_anchor_only(node);
+    add->state->n_rows += static_cast<uint32_t>(was_anchor) - static_cast<uint32_t>(tcamv6_is_anchor_only(node));
+    return TM_EEXIST;
+  }
+  if (node->data == TM_CHUNK_IDX_NULL) {
+    return 1;
+  }
+  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
+  tcamv6_anc_data *data = tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
+  if (data == nullptr) {
+    TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", adder);
+    return TM_EFAULT;
+  }
+  if (tcamv6_anc_is_created(data)) {
+    TM_LOG(info, "%s: Error -- original trie node is not prefix, and anc_node(%d) is current", adder,
+           static_cast<int>(tcamv6_anc_tag(data)));
+    return TM_EFAULT;
+  }
+  tm_edit(&data->bits, data->bits | TCAMV6_ANC_CREATED);
+  tm_edit(&node->tag, tcamv6_new_tag(add->prefix));
+  tm_edit(&node->aux1, add->prefix->weight);
+  tm_edit(&node->aux2, add->prefix->anchor_ref);
+  return TM_OK;
+}
+
+// Take a path back. What cannot go, being part of owned paths by now or never having been whole, is left to be reclaimed.
+// Returns true when the path had been made whole.
+bool take_back_path(const addition *add, made_path *path) {
+  if (path->end == nullptr) {
+    tcamv6_remember_path(cmpr_root(add), &path->grown);
+    return false;
+  }
+  tm_edit(&path->end->tag, 0);
+  const tm_trie_grown grown = path->grown;
+  if (!tcamv6_release_cmpr_path(cmpr_root(add), path->end)) {
+    tcamv6_remember_path(cmpr_root(add), &grown);
+  }
+  return true;
+}
+
+// Returns the addition's result: 0, that of the release, when there was a path to take back.
+int32_t clean_up(addition *add, int32_t failure) {
+  new_parts *parts = &add->parts;
+  tcamv6_abandon_anc_node(parts->dummy);
+  tcamv6_abandon_anc_node(parts->anc_node);
+  tm_chunk_abandon(TM_V6_ORIG_DATA, parts->orig);
+  const bool took_prefix_path = take_back_path(add, &parts->prefix_path);
+  const bool took_dummy_path = take_back_path(add, &parts->dummy_path);
+  return took_prefix_path || took_dummy_path ? TM_OK : failure;
+}
+
+int32_t add_new(addition *add, const tm_util_trie_node *exact, tcamv6_cmpr_pref *slot) {
+  const int32_t result = find_enclosing(add);
+  if (result != TM_OK) {
+    return result;
+  }
+  if (tm_trie_is_leaf(add->enclosing.trie_node)) {
+    return add_below_leaf(add, slot);
+  }
+  return exact != nullptr ? add_level(add) : add_leaf(add);
+}
+
+}  // namespace
+
+uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix) {
+  const uint32_t tag = tm_prefix_tag(prefix->flags_tag);
+  return tag != 0 ? tag : ++tags_so_far;
+}
+
+void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
+  tm_edit(&node->aux1, node->aux1 + prefix->weight);
+  tm_edit(&node->aux2, node->aux2 + prefix->anchor_ref);
+}
+
+void tcamv6_abandon_anc_node(tm_n_ary_node *node) {
+  if (node != nullptr) {
+    tm_chunk_abandon(TM_V6_ANC_DATA, tcamv6_anc_data_of(node));
+    tm_chunk_abandon(TM_V6_ANC_TREE, node);
+  }
+}
+
+int32_t tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot,
+                               int32_t *changed) {
+  TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),
+         static_cast<const void *>(prefix), prefix == nullptr ? 0 : prefix->length);
+  *changed = 0;
+  if (state == nullptr || prefix == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return TM_EINVAL;
+  }
+  addition add = {};
+  add.state = state;
+  add.prefix = prefix;
+  tm_util_trie_node *exact = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
+  int32_t result = exact != nullptr ? add_to_node(&add, exact, changed) : 1;
+  if (result == TM_EEXIST) {
+    return result;
+  }
+  if (result == 1) {
+    result = add_new(&add, exact, slot);
+  }
+  if (result != TM_OK) {
+    return clean_up(&add, result);
+  }
+  *changed = prefix->weight != prefix->anchor_ref;
+  const tm_util_trie_node *node = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
+  state->n_rows += !tcamv6_is_anchor_only(node);
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
+}

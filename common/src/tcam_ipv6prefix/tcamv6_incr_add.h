@@ -1,0 +1,28 @@
+// tcamv6_incr_add.h - putting one new prefix into the stored structures.
+#ifndef TCAMV6_INCR_ADD_H
+#define TCAMV6_INCR_ADD_H
+
+#include "tcamv6_anc_tree.h"
+#include "tcamv6_state.h"
+
+// Add a prefix, or a reference to one that is stored.
+//   slot      the extra-operation record of this prefix
+//   changed   out: 1 when the anchor state of a stored prefix flipped, or a new prefix is not an anchor
+// Returns 0; -17 already stored (its counters have grown); -28 no room; -2 reoptimise; -12 pool exhausted; -14 broken
+// links; -22 bad arguments. After a failure that had made compressed paths, the result is that of their release, 0: the
+// prefix is not stored all the same.
+int32_t tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot,
+                               int32_t *changed);
+
+// Steps shared with the addition at a new level.
+
+// The tag of a new prefix: its own, or the next free one.
+uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix);
+
+// Add a record's weights to a node's counters, modulo 2^16.
+void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix);
+
+// Give up an ancestor-tree node that was made but not linked, and its data. Null is ignored.
+void tcamv6_abandon_anc_node(tm_n_ary_node *node);
+
+#endif

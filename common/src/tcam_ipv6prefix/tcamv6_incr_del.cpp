@@ -1,0 +1,193 @@
+#include "tcamv6_incr_del.h"
+
+#include "tcamv6_cmpr_path.h"
+#include "tcamv6_safe.h"
+#include "tcamv6_stored.h"
+#include "tm_debug.h"
+#include "tm_journal.h"
+
+namespace {
+
+constexpr const char *deleter = "tcamv6_incr_del_prefix";
+
+// A prefix that is about to leave the structures, and the one around it.
+struct deletion {
+  tm_util_trie_node *orig_root;
+  tm_util_trie_node *cmpr_root;
+  tm_util_trie_node *trie_node;
+  tcamv6_orig_data *orig;
+  tm_n_ary_node *anc_node;
+  tcamv6_anc_data *data;
+  tm_util_trie_node *cmpr_node;
+  tm_n_ary_node *parent;
+};
+
+void require(bool condition, const char *text) {
+  if (!condition) {
+    zel_fatal("\n%s: %s", deleter, text);
+  }
+}
+
+int32_t report(const char *text, int32_t result) {
+  if (result != TM_OK) {
+    TM_LOG(error, "%s: %s %d", deleter, text, result);
+  }
+  return result;
+}
+
+// Take the record's weights off the node's counters, if it has as much.
+int32_t take_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix, tcamv6_state *state, int32_t *changed) {
+  const uint32_t stored = tcamv6_safe_updates_on() && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
+  if (prefix->weight > stored) {
+    TM_LOG(error, "%s: requested node count %d is more than existing %d refs len:%d p_len:%d dummy_ref_ct:%d data:%d",
+           deleter, static_cast<int>(prefix->weight), static_cast<int>(stored), node->len, prefix->length, node->aux2,
+           static_cast<int>(node->tag));
+    return TM_EINVAL;
+  }
+  const bool was_anchor = tcamv6_is_anchor_only(node);
+  tm_edit(&node->aux1, node->aux1 - prefix->weight);
+  tm_edit(&node->aux2, node->aux2 - prefix->anchor_ref);
+  const bool is_anchor = tcamv6_is_anchor_only(node);
+  state->n_rows += static_cast<uint32_t>(was_anchor) - static_cast<uint32_t>(is_anchor);
+  *changed = was_anchor != is_anchor;
+  return TM_OK;
+}
+
+void find_links(deletion *del, const tcamv6_state *state) {
+  del->orig_root = tm_trie_node(state->orig_root);
+  del->cmpr_root = tm_trie_node(state->cmpr_root);
+  del->orig = tm_ptr<tcamv6_orig_data>(del->trie_node->data);
+  require(del->orig != nullptr, "orig_trie_data is NULL");
+  del->anc_node = tcamv6_anc_node(del->orig->anc_node_idx);
+  require(del->anc_node != nullptr, "anc_node is NULL");
+  del->data = tcamv6_anc_data_of(del->anc_node);
+  require(del->data != nullptr, "anc_data is NULL");
+  del->cmpr_node = tcamv6_cmpr_node(del->data);
+}
+
+// The enclosing prefix, found by looking the node's own key up once it is no prefix any more.
+void find_parent(deletion *del) {
+  const tm_util_trie_node *enclosing =
+      tm_util_trie_lookup(del->orig_root, del->trie_node->key, del->trie_node->len, 1);
+  require(enclosing != nullptr, "bmp_trie_node is NULL");
+  const auto *orig = tm_ptr<tcamv6_orig_data>(enclosing->data);
+  require(orig != nullptr, "orig_trie_data is NULL");
+  del->parent = tcamv6_anc_node(orig->anc_node_idx);
+  require(del->parent != nullptr, "anc_parent is NULL");
+  require(del->parent->data != TM_CHUNK_IDX_NULL, "anc_parent_data is NULL");
+}
+
+// A leaf leaves all three structures, and the dummy that it may still have from longer prefixes of the past goes along.
+int32_t delete_leaf(const deletion *del) {
+  tm_n_ary_node *dummy = tcamv6_anc_node(del->data->dummy);
+  const tcamv6_anc_data *dummy_data = tcamv6_anc_data_of(dummy);
+  const int32_t removed = report("failed to remove trailing path in original trie",
+                                 tm_util_trie_free_trailing_path(del->orig_root, del->trie_node, 1, TM_V6_ORIG_DATA));
+  if (removed != TM_OK) {
+    return removed;
+  }
+  tcamv6_disown_cmpr_node(del->data);
+  if (dummy_data != nullptr) {
+    tcamv6_disown_cmpr_node(dummy_data);
+  }
+  tm_edit(&del->cmpr_node->tag, 0);
+  if (!tcamv6_release_cmpr_path(del->cmpr_root, del->cmpr_node) && dummy_data != nullptr) {
+    // The prefix's node is shared and stays; what hangs from it for the dummy alone need not.
+    tm_util_trie_node *dummy_node = tcamv6_cmpr_node(dummy_data);
+    tm_edit(&dummy_node->tag, 0);
+    tcamv6_release_cmpr_path(del->cmpr_root, dummy_node);
+  }
+  tm_n_ary_tree_freenode(del->anc_node, 1, TM_V6_ANC_DATA);
+  tm_n_ary_tree_freenode(dummy, 1, TM_V6_ANC_DATA);
+  return TM_OK;
+}
+
+// An inner prefix hands its children to its parent. Its compressed node stays as a path node, so that the children's
+// keys do not change.
+int32_t delete_inner(const deletion *del) {
+  tm_n_ary_node *dummy = tcamv6_anc_node(del->data->dummy);
+  require(dummy != nullptr, "dummy is NULL");
+  const tcamv6_anc_data *dummy_data = tcamv6_anc_data_of(dummy);
+  require(dummy_data != nullptr, "dummy_nary is NULL");
+  tm_util_trie_node *dummy_node = tcamv6_cmpr_node(dummy_data);
+  require(dummy_node != nullptr, "dummy_cmpr is NULL");
+  const int32_t unlinked =
+      report("failed to delete dummy for node to delete", tm_n_ary_tree_delchld(del->anc_node, dummy));
+  if (unlinked != TM_OK) {
+    return unlinked;
+  }
+  tcamv6_disown_cmpr_node(dummy_data);
+  tm_n_ary_tree_freenode(dummy, 1, TM_V6_ANC_DATA);
+  tm_merge_n_ary_chldlst(del->parent, del->anc_node);
+  require(del->orig != nullptr, "dummy_orig is NULL");
+  tm_chunk_free(TM_V6_ORIG_DATA, del->orig);
+  tm_edit(&dummy_node->tag, 0);
+  tcamv6_release_cmpr_path(del->cmpr_root, dummy_node);  // the prefix's own node still counts as owned
+  tm_edit(&del->trie_node->data, TM_CHUNK_IDX_NULL);
+  tm_edit(&del->cmpr_node->tag, 0);
+  tcamv6_disown_cmpr_node(del->data);
+  tm_n_ary_tree_freenode(del->anc_node, 1, TM_V6_ANC_DATA);
+  return TM_OK;
+}
+
+int32_t remove_prefix(deletion *del, const tcamv6_state *state) {
+  find_links(del, state);
+  tm_edit(&del->trie_node->tag, 0);
+  find_parent(del);
+  if (del->parent->child == TM_CHUNK_IDX_NULL) {
+    TM_LOG(info, "%s: Error - parent has NULL child pointer", deleter);
+    return TM_EFAULT;
+  }
+  const int32_t unlinked =
+      report("failed to delete child from parent's child list", tm_n_ary_tree_delchld(del->parent, del->anc_node));
+  if (unlinked != TM_OK) {
+    return unlinked;
+  }
+  return tm_trie_is_leaf(del->trie_node) ? delete_leaf(del) : delete_inner(del);
+}
+
+int32_t delete_reference(tcamv6_state *state, const tcamv6_prefix *prefix, int32_t *changed, uint32_t *remaining) {
+  tm_util_trie_node *node = tm_util_trie_lookup(tm_trie_node(state->orig_root), prefix->address, prefix->length, 1);
+  if (node == nullptr) {
+    TM_LOG(error, "%s: Lookup on original trie failed for pref len %d", deleter, prefix->length);
+    return TM_EFAULT;
+  }
+  if (!tcamv6_holds_prefix(node, prefix->length)) {
+    TM_LOG(error, "%s: Prefix does not exist", deleter);
+    return TM_ENOENT;
+  }
+  const int32_t taken = take_counters(node, prefix, state, changed);
+  if (taken != TM_OK || node->aux1 != 0) {
+    return taken;
+  }
+  if (tm_idx(node) == state->orig_root) {
+    // The root prefix is never removed.
+    const bool was_anchor = tcamv6_is_anchor_only(node);
+    tm_edit(&node->aux1, 1);
+    state->n_rows += static_cast<uint32_t>(was_anchor) - static_cast<uint32_t>(tcamv6_is_anchor_only(node));
+    return TM_OK;
+  }
+  *remaining = 0;
+  state->n_rows -= !tcamv6_is_anchor_only(node);
+  deletion del = {};
+  del.trie_node = node;
+  return remove_prefix(&del, state);
+}
+
+}  // namespace
+
+int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref * /*slot*/,
+                               int32_t *changed, uint32_t *remaining) {
+  TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),
+         static_cast<const void *>(prefix), prefix == nullptr ? 0 : prefix->length);
+  *changed = 0;
+  if (prefix == nullptr) {
+    return TM_EINVAL;
+  }
+  const int32_t result = delete_reference(state, prefix, changed, remaining);
+  if (result != TM_OK) {
+    *changed = 0;
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
+}

@@ -1,0 +1,33 @@
+// tcamv6_safe.h - safe updates: the switch, and the rules that it adds to batches.
+//
+// Off, batches run as written: a new level can get a key that covers what it does not contain, the undo of a batch
+// can be refused in its turn, and deleting a prefix that is not stored still deletes its anchors. On:
+//   (1) a new level gets a right place or is refused (tcamv6_incr_newlvl.cpp)
+//   (2) a failed batch is rolled back exactly (tm_journal.h)
+//   (3) a delete takes only the share that additions of that prefix itself gave, not its anchors' (here)
+#ifndef TCAMV6_SAFE_H
+#define TCAMV6_SAFE_H
+
+#include "tcamv6_anc_tree.h"
+#include "tcamv6_state.h"
+
+bool tcamv6_safe_updates_on(void);
+void tcamv6_switch_safe_updates(bool on);
+
+// The node on a's key at the depth where the keys of a and b first differ, within the shorter one.
+tm_util_trie_node *tcamv6_safe_common_ancestor(tm_util_trie_node *cmpr_root, const tm_util_trie_node *a,
+                                               const tm_util_trie_node *b);
+
+// What the callers themselves gave a stored prefix: its weight less what anchors gave.
+inline uint16_t tcamv6_own_share(const tm_util_trie_node *node) {
+  return static_cast<uint16_t>(node->aux1 - node->aux2);
+}
+
+// Find the deletes of a request that find no share of their own, the records of each prefix being taken in their
+// order. They are skipped later, and get no anchors.
+//   records   n records, may be unaligned
+//   absent    out: one byte per record, 1 = such a delete
+// Returns 0 or -12.
+int32_t tcamv6_find_absent_deletes(const tcamv6_state *state, const uint8_t *records, uint32_t n, uint8_t *absent);
+
+#endif
