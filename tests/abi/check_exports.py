@@ -39,6 +39,11 @@ def library_symbols(nm, path):
     return symbols
 
 
+def undefined_names(nm, path):
+    lines = subprocess.run([nm, '-D', '--undefined-only', path], check=True, capture_output=True, text=True).stdout
+    return {line.split()[-1].partition('@')[0] for line in lines.splitlines()}
+
+
 def marked_names(path):
     """Names declared with TM_API in a header."""
     text = without_comments(open(path).read())
@@ -69,17 +74,23 @@ def main():
     parser.add_argument('--library', required=True)
     parser.add_argument('--map', required=True)
     parser.add_argument('--platform', required=True)
+    parser.add_argument('--without-platform', action='store_true', help='the library was built for a host of its own')
     parser.add_argument('headers', nargs='+')
     args = parser.parse_args()
 
     node, listed = map_names(args.map)
     symbols = library_symbols(args.nm, args.library)
     platform = platform_names(args.platform)
+    good = True
     declared = set(platform)
     for header in args.headers:
         declared |= marked_names(header)
 
-    good = compare('exported by the library, against the version script', set(symbols), listed)
+    expected = listed
+    if args.without_platform:
+        expected = listed - platform
+        good = compare('left to the host', undefined_names(args.nm, args.library) & platform, platform)
+    good = compare('exported by the library, against the version script', set(symbols), expected) and good
     good = compare('declared in the headers, against the version script', declared, listed) and good
     for name, (kind, version) in sorted(symbols.items()):
         weak = kind in 'WV'
