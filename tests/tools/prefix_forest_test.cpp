@@ -63,6 +63,11 @@ TEST(PrefixForest, AParentIsTheLongestPrefixAround) {
   EXPECT_EQ(forest.preorder(), (std::vector<uint32_t>{2, 1, 0, 3, 4}));
 }
 
+TEST(PrefixForest, InnerPrefixesAreThoseWithOthersInside) {
+  const std::vector<ip_prefix> prefixes = {prefix("::/0"), prefix("::/3"), prefix("2000::/3"), prefix("2000::/4")};
+  EXPECT_EQ(prefix_forest(prefixes).count_inner(), 2U);
+}
+
 TEST(PrefixForest, AnAddressBehindAnInnerPrefixBelongsToTheOuterOne) {
   const std::vector<ip_prefix> prefixes = {prefix("2001:db8::/32"), prefix("2001:db8:1::/48"),
                                            prefix("2001:db8:7::/48")};

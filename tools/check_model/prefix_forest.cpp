@@ -48,6 +48,16 @@ uint32_t prefix_forest::longest_match(ip_key address) const {
   return at == none ? none : order_[at];
 }
 
+uint32_t prefix_forest::count_inner() const {
+  std::vector<bool> inner(size(), false);
+  for (const uint32_t parent : parents_) {
+    if (parent != none) {
+      inner[parent] = true;
+    }
+  }
+  return static_cast<uint32_t>(std::count(inner.begin(), inner.end(), true));
+}
+
 uint32_t prefix_forest::first_duplicate() const {
   const auto twice = std::adjacent_find(sorted_.begin(), sorted_.end());
   return twice == sorted_.end() ? none : order_[static_cast<size_t>(twice - sorted_.begin())];

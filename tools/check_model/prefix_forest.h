@@ -37,6 +37,9 @@ class prefix_forest {
   // The longest prefix that covers an address.
   uint32_t longest_match(ip_key address) const;
 
+  // How many prefixes have others inside them.
+  uint32_t count_inner() const;
+
   // A prefix that stands there twice, none if all differ.
   uint32_t first_duplicate() const;
 

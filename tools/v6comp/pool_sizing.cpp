@@ -14,8 +14,6 @@
 
 #include <algorithm>
 
-#include "code_bits.h"
-
 namespace v6tool {
 
 namespace {
@@ -49,7 +47,7 @@ uint64_t most_code_nodes(uint64_t leaves) {
 
 pool_needs find_pool_needs(const stored_prefixes &stored) {
   const uint64_t distinct = stored.prefixes.size();
-  const uint64_t tree = distinct + count_inner(stored.forest);
+  const uint64_t tree = distinct + stored.forest.count_inner();
   const uint64_t trie = count_trie_nodes(stored.prefixes);
   const uint64_t code_nodes = most_code_nodes(distinct);
   pool_needs needs = {};
