@@ -11,6 +11,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "../support/test_host.h"
 #include "tm_chunk.h"
@@ -58,17 +59,12 @@ inline test_key key_from_bits(const std::string &bits) {
 // A key whose last byte is the last one of a page with none after it: fetching a 17th byte ends the test.
 class guarded_key {
  public:
-  explicit guarded_key(const test_key &key) : page_(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
-    void *area = mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    area_ = static_cast<uint8_t *>(area);
-    mprotect(area_ + page_, page_, PROT_NONE);
-    std::memcpy(bytes(), key.data(), key.size());
-  }
+  explicit guarded_key(const test_key &key) : end_(take_end()) { std::memcpy(bytes(), key.data(), key.size()); }
   guarded_key(const guarded_key &) = delete;
   guarded_key &operator=(const guarded_key &) = delete;
-  ~guarded_key() { munmap(area_, 2 * page_); }
+  ~guarded_key() { spare_ends().push_back(end_); }
 
-  uint8_t *bytes() const { return area_ + page_ - 16; }
+  uint8_t *bytes() const { return end_ - 16; }
 
   test_key copy() const {
     test_key key;
@@ -77,8 +73,25 @@ class guarded_key {
   }
 
  private:
-  size_t page_;
-  uint8_t *area_;
+  static std::vector<uint8_t *> &spare_ends() {
+    static auto *ends = new std::vector<uint8_t *>;
+    return *ends;
+  }
+
+  static uint8_t *take_end() {
+    if (spare_ends().empty()) {
+      const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+      auto *area =
+          static_cast<uint8_t *>(mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+      mprotect(area + page, page, PROT_NONE);
+      return area + page;
+    }
+    uint8_t *end = spare_ends().back();
+    spare_ends().pop_back();
+    return end;
+  }
+
+  uint8_t *end_;
 };
 
 inline tm_util_trie_node *left_of(const tm_util_trie_node *node) {
