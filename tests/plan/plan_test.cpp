@@ -79,6 +79,26 @@ TEST(plan, an_entry_under_a_long_chain_moves_one_ancestor_per_link_at_most) {
   EXPECT_EQ(texts_of(plan).back(), "insert 2001:db8:1:1::/64 at 0");
 }
 
+TEST(plan, the_default_entry_is_moved_once_for_any_number_of_inserts) {
+  const rows from = {row("2001:db8::/32", 1), row("::/0", 2)};
+  rows to = from;
+  for (const char *text : {"2002::/32", "2003::/32", "2004::/32", "2005::/32"}) {
+    to.push_back(row(text, 3));
+  }
+  const hardware_plan plan = plan_for(from, to, 9);
+  EXPECT_EQ(texts_of(plan)[0], "move ::/0 from 1 to 8");
+  EXPECT_EQ(plan.moves, 1u);
+}
+
+TEST(plan, an_entry_that_makes_room_ahead_goes_as_far_as_its_descendants_let_it) {
+  const rows from = {row("2001::/16", 1), row("2001:db8::/32", 2), row("2001:db8:1::/48", 3)};
+  const std::vector<uint32_t> layout = {5, 4, 1};
+  rows to = from;
+  to.push_back(row("2001:d00::/24", 4));
+  const hardware_plan plan = make_plan(from, layout, to, 6);
+  EXPECT_EQ(texts_of(plan), (texts{"move 2001:db8::/32 from 4 to 2", "insert 2001:d00::/24 at 4"}));
+}
+
 TEST(plan, the_shorter_chain_is_moved) {
   // free slots at both ends; behind the new /48 stand three ancestors, ahead of it one descendant
   const rows from = {row("::/0", 0), row("2001::/16", 1), row("2001:db8::/32", 2), row("2001:db8:1:1::/64", 3)};

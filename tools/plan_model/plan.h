@@ -9,8 +9,10 @@
 //   plan = make_plan(old_rows, layout, new_rows, slots)
 //   simulate_plan(...)                              plan_simulation.h: drive it through a model and probe
 //
+// With slots = old rows + new rows every plan is safe; its peak_slots says how many are enough.
+//
 // Each step is one write. When plan.early_removes is 0, every address gets its old or its new answer after every
-// step, and no third one.
+// step, and no third one. (What a result leads to is the second stage's: its codes must be in place by then.)
 #ifndef PLAN_H
 #define PLAN_H
 

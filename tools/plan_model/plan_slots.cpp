@@ -12,9 +12,12 @@
 //                                              D2 goes to the free slot, D1 to D2's, the new entry to D1's: all other
 //                                              descendants of D1 stand ahead of D2. 2 moves
 //
-// The nearest free slot on a side has the shortest chain of that side; the shorter of the two is taken. Each write
-// puts a second copy of an entry where only the order of that entry's own chain matters, and the next write replaces
-// the first copy: no address notices, and no slot is ever empty meanwhile.
+// The nearest free slot on a side has the shortest chain of that side; the shorter of the two chains is taken. Its
+// last entry goes as far as the next link lets it, not into the nearest free slot: ::/0 at the end of a packed table
+// moves to the end of the hardware once, and all later inserts find room ahead of it.
+//
+// Each write puts a second copy of an entry where only the order of that entry's own chain matters, and the next write
+// replaces the first copy: no address notices, and no slot is ever empty meanwhile.
 #include "plan_slots.h"
 
 #include <algorithm>
@@ -77,20 +80,23 @@ uint32_t slot_keeper::last_descendant(uint32_t node) const {
 }
 
 slot_keeper::room slot_keeper::room_behind(uint32_t node, uint32_t free_slot) const {
-  room found = {free_slot, {}};
-  for (uint32_t a = nearest_ancestor(node); a != union_node::no_node && slot_of_[a] < free_slot;
-       a = nearest_ancestor(a)) {
+  room found;
+  uint32_t a = nearest_ancestor(node);
+  for (; a != union_node::no_node && slot_of_[a] < free_slot; a = nearest_ancestor(a)) {
     found.moves.push_back({a, slot_of_[a], 0});
   }
+  const auto limit = a == union_node::no_node ? free_.end() : free_.lower_bound(slot_of_[a]);
+  found.slot = *std::prev(limit);
   return found;
 }
 
 slot_keeper::room slot_keeper::room_ahead(uint32_t node, uint32_t free_slot) const {
-  room found = {free_slot, {}};
-  for (uint32_t d = last_descendant(node); d != union_node::no_node && slot_of_[d] > free_slot;
-       d = last_descendant(d)) {
+  room found;
+  uint32_t d = last_descendant(node);
+  for (; d != union_node::no_node && slot_of_[d] > free_slot; d = last_descendant(d)) {
     found.moves.push_back({d, slot_of_[d], 0});
   }
+  found.slot = *(d == union_node::no_node ? free_.begin() : free_.upper_bound(slot_of_[d]));
   return found;
 }
 
