@@ -187,7 +187,7 @@ bool grow_path(addition *add, int32_t bits, uint32_t tag, made_path *path) {
 }
 
 int32_t add_below_leaf(addition *add, tcamv6_cmpr_pref *slot) {
-  TM_LOG(trace, "%s: case b, add prefix %p to a leaf node %p.", adder, static_cast<const void *>(add->prefix),
+  TM_LOG(trace, "%s: case b, add prefix %p to a leaf node %p", adder, static_cast<const void *>(add->prefix),
          static_cast<void *>(add->enclosing.trie_node));
   const int32_t rest = static_cast<int32_t>(add->state->max_cmpr_len) - add->enclosing.cmpr_node->len;
   if (add->enclosing.data->dummy == TM_CHUNK_IDX_NULL &&

@@ -9,24 +9,20 @@
 
 namespace {
 
-// Make the missing child of a node. Returns null when no element is left.
-tm_util_trie_node *make_child(tm_util_trie_node *node, uint32_t bit) {
+// Make the missing child of a node and note it as part of a growing chain. Returns null when no element is left.
+tm_util_trie_node *grow_child(tm_util_trie_node *node, uint32_t bit, tm_trie_grown *grown) {
   auto *child = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
   if (child == nullptr) {
     return nullptr;
   }
   tm_util_trie_node_initialize(child, node, bit == 0);
-  tm_trie_link_child(node, bit, child);
-  return child;
-}
-
-// The same, noted as part of a growing chain.
-tm_util_trie_node *grow_child(tm_util_trie_node *node, uint32_t bit, tm_trie_grown *grown) {
-  tm_util_trie_node *child = make_child(node, bit);
-  if (child != nullptr) {
-    grown->top = grown->top == nullptr ? child : grown->top;
-    grown->end = child;
+  if (grown->top == nullptr) {
+    tm_trie_link_child(node, bit, child);
+    grown->top = child;
+  } else {
+    (bit != 0 ? node->right : node->left) = tm_idx(child);  // the parent is as new as the child: no journal
   }
+  grown->end = child;
   return child;
 }
 
