@@ -104,6 +104,7 @@ std::vector<probe> make_probes(std::span<const first_stage_row> old_rows, std::s
   const prefix_forest old_forest(prefixes_of(old_rows));
   const prefix_forest new_forest(prefixes_of(new_rows));
   std::vector<probe> probes;
+  probes.reserve(edges.size());
   for (const ip_key address : edges) {
     probes.push_back({address, longest_match(old_forest, old_rows, address),
                       longest_match(new_forest, new_rows, address), model_tcam::none, false});
