@@ -164,6 +164,29 @@ TEST_F(tm_array_test, stable_sort_of_single_bytes_and_odd_sizes) {
   }
 }
 
+TEST_F(tm_array_test, stable_sort_of_large_elements) {
+  struct large_record {
+    int32_t key;
+    uint32_t order;
+    uint8_t filler[1000];
+  };
+  dice random(45);
+  for (const bool refused : {false, true}) {
+    test_host::fail_all_heap_allocations(refused);
+    for (const size_t n : {2u, 3u, 5u, 20u, 100u}) {
+      std::vector<large_record> records(n);
+      for (uint32_t i = 0; i < n; ++i) {
+        records[i] = {static_cast<int32_t>(random.below(6)), i, {}};
+        std::memset(records[i].filler, static_cast<int>(i + 1), sizeof records[i].filler);
+      }
+      std::vector<large_record> expected = records;
+      std::stable_sort(expected.begin(), expected.end(), [](const auto &a, const auto &b) { return a.key < b.key; });
+      tm_stable_sort(records.data(), n, sizeof(large_record), tm_util_cmp_int);
+      EXPECT_EQ(std::memcmp(records.data(), expected.data(), n * sizeof(large_record)), 0) << n << " records";
+    }
+  }
+}
+
 TEST_F(tm_array_test, stable_sort_of_nothing_touches_nothing) {
   tm_stable_sort(nullptr, 0, sizeof(record), by_key);
   record one{3, 4, {}};

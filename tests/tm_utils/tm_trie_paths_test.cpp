@@ -310,6 +310,23 @@ TEST_F(tm_trie_paths_test, extending_path_refused_at_any_node_keeps_the_partial_
   }
 }
 
+TEST_F(tm_trie_paths_test, extending_path_found_by_search_tells_the_chain_it_made) {
+  for (const char *path : {"0", "1", "10", "11"}) {
+    insert(path);
+  }
+  tm_trie_grown grown{root, root};
+  const tm_util_trie_node *made = tm_trie_extend_path(root, 4, 1, &grown);
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(bits_of(made->key, made->len), "1000");
+  EXPECT_EQ(grown.top, at("100"));
+  EXPECT_EQ(grown.end, made);
+  insert("0", 1);
+  insert("1", 1);
+  EXPECT_EQ(tm_trie_extend_path(root, 4, 1, &grown), nullptr);
+  EXPECT_EQ(grown.top, nullptr);
+  EXPECT_EQ(grown.end, nullptr);
+}
+
 TEST_F(tm_trie_paths_test, extending_path_refused_on_one_side_agrees_with_the_twin) {
   dice random(83);
   for (int round = 0; round < 2000; ++round) {
