@@ -8,6 +8,10 @@ import subprocess
 import sys
 
 
+# Offered by every host, but no message of the library needs it today.
+NOT_CALLED = {'cerr_strerror'}
+
+
 def without_comments(text):
     return re.sub(r'/\*.*?\*/|//[^\n]*', ' ', text, flags=re.S)
 
@@ -89,7 +93,7 @@ def main():
     expected = listed
     if args.without_platform:
         expected = listed - platform
-        good = compare('left to the host', undefined_names(args.nm, args.library) & platform, platform)
+        good = compare('left to the host', undefined_names(args.nm, args.library) & platform, platform - NOT_CALLED)
     good = compare('exported by the library, against the version script', set(symbols), expected) and good
     good = compare('declared in the headers, against the version script', declared, listed) and good
     for name, (kind, version) in sorted(symbols.items()):

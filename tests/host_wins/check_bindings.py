@@ -9,6 +9,10 @@ import subprocess
 import sys
 
 
+# Offered by every host, but no message of the library needs it today.
+NOT_CALLED = {'cerr_strerror'}
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument('--platform', required=True)
@@ -31,7 +35,7 @@ def main():
     for name in sorted(platform):
         targets = bound.get(name, set())
         print(f'{name}: {", ".join(sorted(targets)) or "not referenced by the library"}')
-        good = good and targets == {host}
+        good = good and (targets == {host} or (name in NOT_CALLED and not targets))
     return 0 if good else 1
 
 

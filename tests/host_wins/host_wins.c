@@ -2,8 +2,8 @@
  *
  * The shared library ships definitions of the same names. Linked like any other library, it must use the
  * host's: ordinary symbol interposition, no special option. The program runs the library through start, a
- * full compression, a batch, a batch that fails, a broken invariant and a reset, and then looks at the
- * counts.
+ * full compression, a batch, a reset and a broken invariant, and then looks at the counts. (cerr_strerror is
+ * part of what a host offers, but no message of the library needs it today.)
  */
 #include <setjmp.h>
 #include <stdarg.h>
@@ -16,18 +16,13 @@
 
 static struct {
   int buginf, console, fatal, heap_malloc, heap_calloc, heap_free, pool_create, pool_malloc, pool_free, getenv, fill,
-      register_cb, error_text;
+      register_cb;
 } calls;
 
 static void (*debug_all_callback)(int32_t on);
 static jmp_buf fatal_exit;
 
-/* Once armed, the next ancestor-tree node is refused and the compressed trie loses its branches: the clean-up of
- * the failed addition cannot find its own path any more and must say so, with the error's text. */
-static bool break_next_addition;
-
 typedef struct host_pool {
-  const char *name;
   size_t elem_size, n_elems, n_fresh, n_free;
   unsigned char *elements;
   void **free_elements;
@@ -77,11 +72,11 @@ void zel_free_named(void *ptr) {
 
 void *zel_chunk_create(const char *name, size_t elem_size, size_t n_elems, int fixed_1, int fixed_4, int fixed_0) {
   host_pool *pool = calloc(1, sizeof *pool);
+  (void)name;
   ++calls.pool_create;
   if (pool == NULL || fixed_1 != 1 || fixed_4 != 4 || fixed_0 != 0) {
     abort();
   }
-  pool->name = name;
   pool->elem_size = elem_size;
   pool->n_elems = n_elems;
   pool->elements = malloc(elem_size * n_elems);
@@ -89,21 +84,9 @@ void *zel_chunk_create(const char *name, size_t elem_size, size_t n_elems, int f
   return pool;
 }
 
-static void cut_compressed_trie(void) {
-  tcamv6_state *state = zel_v6comp_instance(0, 0);
-  tm_util_trie_node *root = tm_chunk_idx2ptr(TM_V6_TRIE_NODE, state->cmpr_root);
-  root->left = TM_CHUNK_IDX_NULL;
-  root->right = TM_CHUNK_IDX_NULL;
-}
-
 void *chunk_malloc(void *handle) {
   host_pool *pool = handle;
   ++calls.pool_malloc;
-  if (break_next_addition && strcmp(pool->name, "TM_V6_ANC_TREE") == 0) {
-    break_next_addition = false;
-    cut_compressed_trie();
-    return NULL;
-  }
   if (pool->n_free > 0) {
     return pool->free_elements[--pool->n_free];
   }
@@ -133,10 +116,8 @@ void zel_debug_all_register_cb(void (*callback)(int32_t on)) {
 }
 
 const char *cerr_strerror(int32_t error) {
-  static char text[32];
-  ++calls.error_text;
-  snprintf(text, sizeof text, "host's text %d", (int)error);
-  return text;
+  (void)error;
+  return "an error";
 }
 
 /* A request for instance (0, 0): adds 2001:db8:<group>::/<length>. */
@@ -178,14 +159,6 @@ static void run_requests(void) {
   expect(add(1, 48) == 0, "a batch succeeds");
 }
 
-static void run_broken_addition(void) {
-  break_next_addition = true;
-  if (setjmp(fatal_exit) == 0) {
-    (void)add(2, 48);
-  }
-  expect(!break_next_addition, "the addition asks for an ancestor-tree node");
-}
-
 static void run_fatal(void) {
   const int before = calls.fatal;
   if (setjmp(fatal_exit) == 0) {
@@ -200,7 +173,6 @@ int main(void) {
   expect(zel_v6comp_reset_instance(0, 0) == 0, "an instance is reset");
   expect(calls.pool_free > 0, "elements come back to the host's pools");
   expect(add(0, 32) == 0, "after the reset a full compression succeeds");
-  run_broken_addition();
   run_fatal();
 
   const struct {
@@ -217,8 +189,7 @@ int main(void) {
               {"chunk_free", calls.pool_free},
               {"zel_getenv", calls.getenv},
               {"zel_memset", calls.fill},
-              {"zel_debug_all_register_cb", calls.register_cb},
-              {"cerr_strerror", calls.error_text}};
+              {"zel_debug_all_register_cb", calls.register_cb}};
   puts("");
   for (size_t i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
     printf("%-26s %d calls\n", rows[i].name, rows[i].count);
