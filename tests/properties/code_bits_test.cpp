@@ -78,7 +78,7 @@ TEST(CodeBits, EachLevelOfNestingNeedsOneMore) {
 
 class CodeBitsOfTables : public testing::TestWithParam<random_tables::shape> {
  protected:
-  static void SetUpTestSuite() { library_table::start(uint64_t{1} << 20); }
+  static void SetUpTestSuite() { library_table::start(); }
 };
 
 TEST_P(CodeBitsOfTables, AreWhatTheLibraryReportsAndNeverLessThanTheTightestCodesNeed) {

@@ -88,7 +88,7 @@ std::string first_fault_of_dump(const stored_prefixes &stored) {
 
 class FullCompression : public testing::TestWithParam<shape> {
  protected:
-  static void SetUpTestSuite() { library_table::start(uint64_t{1} << 20); }
+  static void SetUpTestSuite() { library_table::start(); }
 };
 
 TEST_P(FullCompression, KeepsContainmentAndLongestMatch) {
@@ -141,7 +141,7 @@ TEST_P(FullCompression, GivesTheSameResultTwice) {
 }
 
 TEST(DeepTables, AreRefusedExactlyWhenTheyNeedMoreThan64Bits) {
-  library_table::start(uint64_t{1} << 20);
+  library_table::start();
   random_source random(15);
   std::map<uint32_t, unsigned> statuses;
   for (int round = 0; round < 400; ++round) {

@@ -2,7 +2,9 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace library_table {
 
@@ -26,10 +28,14 @@ tcamv6_state *instance() { return zel_v6comp_instance(0, 0); }
 
 }  // namespace
 
-void start(uint64_t pool_elements) {
+void start() {
+  static bool started = false;
+  if (std::exchange(started, true)) {
+    return;
+  }
   for (tm_raw_blk_row &row : raw_blk) {
     if (row.enabled != 0 && row.elem_size != 0) {
-      row.n_elems = pool_elements;
+      row.n_elems = uint64_t{1} << 20;
     }
   }
   if (zel_v6comp_init_global_state(1, 1) != 0) {

@@ -11,8 +11,8 @@
 
 namespace library_table {
 
-// Start the library with pools of this many elements of each type. Later calls abandon the pools of earlier ones.
-void start(uint64_t pool_elements);
+// Start the library, once, with pools for any table of these tests.
+void start();
 
 // Compress a table in full on instance 0 of processor 0, whatever it held before; keeps the request's own results.
 uint32_t compress(const v6tool::prefix_table &table);

@@ -14,12 +14,19 @@ using namespace v6tool;
 using random_tables::random_source;
 using random_tables::random_table;
 
+// Empty pools, and peaks that begin at 0.
+void start_anew() {
+  library_table::start();
+  zel_v6comp_reset_instance(0, 0);
+  forget_pool_peaks();
+}
+
 TEST(PoolSizing, EveryPeakLiesBetweenTheLeastAndTheMost) {
   random_source random(21);
   for (int round = 0; round < 120; ++round) {
     const random_tables::shape shape = random_tables::all_shapes[round % std::size(random_tables::all_shapes)];
     const prefix_table table = random_table(random, shape, 1 + random() % 300);
-    library_table::start(200000);  // fresh pools: peaks begin at 0
+    start_anew();
     if (library_table::compress(table) != 0) {
       continue;
     }
@@ -37,7 +44,7 @@ TEST(PoolSizing, TheLeastOfTheTreeIsExact) {
   random_source random(22);
   for (int round = 0; round < 40; ++round) {
     const prefix_table table = random_table(random, random_tables::shape::mixed, 1 + random() % 200);
-    library_table::start(200000);
+    start_anew();
     if (library_table::compress(table) == 0) {
       const pool_needs needs = find_pool_needs(find_stored_prefixes(table));
       ASSERT_EQ(pool_peak(raw_blk[TM_V6_ANC_TREE].name), needs[TM_V6_ANC_TREE].least);

@@ -70,4 +70,10 @@ uint64_t pool_peak(const std::string &name) {
   return peak;
 }
 
+void forget_pool_peaks() {
+  for (counted_pool &pool : pools) {
+    pool.peak = pool.out;
+  }
+}
+
 }  // namespace v6tool

@@ -1,0 +1,1 @@
+v6comp compress $input/tight.txt
