@@ -3,8 +3,8 @@
 // Drawn from what the library answers, not from its insides: tries appear folded, with a node for each stored prefix
 // and each branching point, and the bits between them on the edge.
 //
-//   box, solid    a prefix of the table           round    a branching point
-//   box, dashed   an anchor, or the default ::/0  diamond  the rest of a prefix: what none of those inside it covers
+//   box, solid    a prefix of the table           point    a branching point
+//   box, dashed   an anchor, or the default ::/0  ellipse  the rest of a prefix: what none of those inside it covers
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -139,7 +139,7 @@ class picture {
   void draw_rest(const std::string &name, uint32_t index) {
     const auto inside = [&](uint32_t i) { return stored_.forest.parent(i) == index; };
     if (index + 1 < stored_.forest.size() && inside(index + 1)) {  // sorted: the first one inside comes next
-      line("{}_rest [shape=diamond, label=\"{}\"]", name, format_code_address(results_[index].address));
+      line("{}_rest [shape=ellipse, label=\"{}\"]", name, format_code_address(results_[index].address));
       line("{} -> {}_rest [style=dashed]", name, name);
     }
   }
@@ -181,8 +181,8 @@ void add_dot_command(CLI::App &app, command &chosen) {
       ->capture_default_str();
   add_output_file(*sub, options->output);
   sub->footer(
-      "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are branches, a\n"
-      "diamond is the compressed address of what a prefix keeps for itself. Try: v6comp dot t.txt | dot -Tsvg\n"
+      "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are branches, an\n"
+      "ellipse is the compressed address of what a prefix keeps for itself. Try: v6comp dot t.txt | dot -Tsvg\n"
       "Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
   sub->callback([options, &chosen] { chosen = [options] { return run_dot(*options); }; });
 }

@@ -7,28 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "library_instance.h"
 #include "stored_prefixes.h"
 #include "table_reader.h"
 #include "tool_options.h"
-#include "zel_v6comp.h"
 
 namespace v6tool {
-
-// What a prefix became.
-struct translation {
-  ip_prefix code;  // the compressed prefix, bits beyond its length cleared
-  ip_key address;  // the compressed address
-};
-
-struct address_answer {
-  ip_prefix match;  // the longest stored prefix, anchors and /0 included
-  translation result;
-};
-
-struct dump_row {
-  ip_prefix prefix;
-  translation result;
-};
 
 struct pool_use {
   std::string name;
@@ -43,34 +27,28 @@ class library_session {
   library_session(const prefix_table &table, const common_options &options);
 
   const stored_prefixes &stored() const { return stored_; }
-  double compress_ms() const { return compress_ms_; }
+  double compress_ms() const { return result_.ms; }
 
   // The compressed prefix of table row `row` in the request's own result.
-  ip_prefix result_code(size_t row) const { return result_codes_[row]; }
+  ip_prefix result_code(size_t row) const { return result_.codes[row]; }
 
-  // Ask the library. Nothing: it does not store the prefix, or no stored prefix covers the address.
-  std::optional<translation> translate(const ip_prefix &prefix) const;
-  std::optional<address_answer> find(ip_key address) const;
+  std::optional<translation> translate(const ip_prefix &prefix) const { return instance_->translate(prefix); }
+  std::optional<address_answer> find(ip_key address) const { return instance_->find(address); }
+  std::vector<dump_row> dump() const { return instance_->dump(); }
 
   // As translate, for a prefix that is known to be stored.
   translation translate_stored(const ip_prefix &prefix) const;
 
-  // The library's walk of its table: prefixes of the table and /0, each after all that lie inside it.
-  std::vector<dump_row> dump() const;
-
   std::vector<pool_use> pools() const;
 
  private:
-  void start(const common_options &options);
-  void compress(const prefix_table &table, const common_options &options);
-  std::vector<std::string> explain(uint32_t status) const;
-  std::vector<std::string> explain_pools() const;
-
   stored_prefixes stored_;
-  tcamv6_state *state_ = nullptr;
-  std::vector<ip_prefix> result_codes_;
-  double compress_ms_ = 0;
+  std::optional<library_instance> instance_;  // once the library runs
+  request_outcome result_;
 };
+
+// The rows of a table as a request.
+std::vector<request_row> request_rows(const prefix_table &table);
 
 }  // namespace v6tool
 
