@@ -23,7 +23,7 @@ void start_anew() {
 
 TEST(PoolSizing, EveryPeakLiesBetweenTheLeastAndTheMost) {
   random_source random(21);
-  for (int round = 0; round < 120; ++round) {
+  for (size_t round = 0; round < 120; ++round) {
     const random_tables::shape shape = random_tables::all_shapes[round % std::size(random_tables::all_shapes)];
     const prefix_table table = random_table(random, shape, 1 + random() % 300);
     start_anew();
