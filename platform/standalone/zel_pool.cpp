@@ -9,7 +9,10 @@
 //
 // Elements that came back form a list through their own first eight bytes, last in first out: the next one
 // taken is the one most likely still in the cache. Only when the list is empty does `fresh` move, so a new
-// pool hands out ascending addresses. Taking and giving back are a few instructions, never a heap call.
+// pool hands out ascending addresses. When the last element comes back the pool is new again: a table that is
+// released and built anew gets its nodes in walk order each time, where the list would scatter them more with
+// every round (a fourth compression took twice the time of the first). Taking and giving back are a few
+// instructions, never a heap call.
 #include <sys/mman.h>
 
 #include <cstdint>
@@ -38,6 +41,10 @@ namespace {
 
 constexpr size_t element_alignment = 8;
 
+// Pools of this size ask for huge pages: walks over millions of nodes then spend less on page faults and address
+// translation. Smaller pools commit memory by the single page.
+constexpr size_t huge_pool_bytes = size_t{32} << 20;
+
 struct pool {
   const char *name;
   size_t elem_size;
@@ -45,6 +52,7 @@ struct pool {
   unsigned char *fresh;
   unsigned char *end;
   void *free_list;
+  size_t in_use;
 };
 
 constexpr size_t header_size = 64;  // a cache line: elements start on one
@@ -75,6 +83,9 @@ ZEL_STANDALONE void *zel_chunk_create(const char *name, size_t elem_size, size_t
   if (area == MAP_FAILED) {
     return nullptr;
   }
+  if (bytes >= huge_pool_bytes) {
+    madvise(area, bytes, MADV_HUGEPAGE);  // a wish: nothing depends on it
+  }
   pool *p = static_cast<pool *>(area);
   p->name = name;
   p->elem_size = stride;
@@ -82,6 +93,7 @@ ZEL_STANDALONE void *zel_chunk_create(const char *name, size_t elem_size, size_t
   p->fresh = p->elements;
   p->end = static_cast<unsigned char *>(area) + bytes;
   p->free_list = nullptr;
+  p->in_use = 0;
   return p;
 }
 
@@ -91,13 +103,16 @@ ZEL_STANDALONE void *chunk_malloc(void *handle) {
     void *element = p->free_list;
     ZEL_POOL_ALLOW(element, p->elem_size);
     std::memcpy(&p->free_list, element, sizeof p->free_list);
+    ++p->in_use;
     return element;
   }
   if (p->fresh == p->end) {
     return nullptr;
   }
   void *element = p->fresh;
+  ZEL_POOL_ALLOW(element, p->elem_size);
   p->fresh += p->elem_size;
+  ++p->in_use;
   return element;
 }
 
@@ -109,6 +124,10 @@ ZEL_STANDALONE void chunk_free(void *handle, void *element) {
   std::memcpy(element, &p->free_list, sizeof p->free_list);
   p->free_list = element;
   ZEL_POOL_FORBID(element, p->elem_size);
+  if (--p->in_use == 0) {
+    p->fresh = p->elements;
+    p->free_list = nullptr;
+  }
 }
 
 }  // extern "C"

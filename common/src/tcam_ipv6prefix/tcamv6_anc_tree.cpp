@@ -145,6 +145,11 @@ int32_t tcamv6_gen_anc_tree(tm_util_trie_node *node, tm_chunk_idx *parentp) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     return TM_EINVAL;
   }
+  // Nodes without a prefix are transparent: a chain of them is passed in a loop.
+  while (node != nullptr && node->tag == 0 && *parentp != TM_CHUNK_IDX_NULL &&
+         (node->left == TM_CHUNK_IDX_NULL || node->right == TM_CHUNK_IDX_NULL)) {
+    node = tm_trie_child(node, node->left == TM_CHUNK_IDX_NULL);
+  }
   if (node == nullptr) {
     return 0;
   }

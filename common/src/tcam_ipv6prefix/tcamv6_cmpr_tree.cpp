@@ -104,14 +104,14 @@ int32_t place_dummy(const tcamv6_anc_data *owner, tcamv6_anc_data *dummy, tm_uti
 }
 
 // A longer prefix hangs at the end of its path in the path-compressed trie, one bit per edge.
-int32_t place_prefix(const tm_util_trie_node *owner_orig, const tcamv6_anc_data *child, tm_util_trie_node *pcmpr_root,
-                     tm_util_trie_node *owner_node, const char *function) {
+int32_t place_prefix(const tm_util_trie_node *owner_orig, const tcamv6_anc_data *child,
+                     tm_util_trie_node *owner_pcmpr_node, tm_util_trie_node *owner_node, const char *function) {
   const tm_util_trie_node *child_orig = tm_trie_node(child->orig);
   uint8_t bits[TM_KEY_BYTES] = {};
   int32_t n = 0;
-  int32_t result = tm_util_trie_pcmpr_getpath(pcmpr_root, owner_orig->key, owner_orig->len, child_orig->key,
-                                              child_orig->len, bits, &n);
-  if (result == TM_OK) {
+  int32_t result = TM_EINVAL;
+  if (tm_util_trie_pcmpr_lookup_internal(owner_pcmpr_node, child_orig->key, child_orig->len, owner_orig->len, 1, bits,
+                                         &n) != nullptr) {
     TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, n,
            static_cast<void *>(owner_node), tm_ptr<void>(child->cmpr_node));
     result = tm_util_trie_pcmpr_addpath(owner_node, tcamv6_cmpr_node(child), bits, n);
@@ -123,7 +123,8 @@ int32_t place_prefix(const tm_util_trie_node *owner_orig, const tcamv6_anc_data 
 }
 
 // Code a node's children by the branching of the path-compressed trie.
-int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root,
+//   pcmpr_node   the node's own in the path-compressed trie, null to have it looked up
+int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *pcmpr_node,
                                  tm_util_trie_node *trie_node) {
   TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", __func__, static_cast<void *>(anc_node),
          static_cast<void *>(pcmpr_root), static_cast<void *>(trie_node));
@@ -135,12 +136,16 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
   TM_REQUIRE(data != nullptr, "anc_data is NULL");
   const tm_util_trie_node *orig = tm_trie_node(data->orig);
   TM_REQUIRE(orig != nullptr, "anc_orig is NULL");
+  if (pcmpr_node == nullptr) {
+    int32_t count;
+    pcmpr_node = tm_util_trie_pcmpr_lookup_internal(pcmpr_root, orig->key, orig->len, 0, 0, nullptr, &count);
+  }
   for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); child != nullptr; child = tcamv6_anc_next(child)) {
     tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
     TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
     const int32_t result = tcamv6_anc_is_dummy(child_data)
                                ? place_dummy(data, child_data, trie_node, __func__)
-                               : place_prefix(orig, child_data, pcmpr_root, trie_node, __func__);
+                               : place_prefix(orig, child_data, pcmpr_node, trie_node, __func__);
     if (result != TM_OK) {
       return result;
     }
@@ -155,6 +160,8 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
     zel_fatal("\n%s: anc_data is NULL", driver);
   }
   data->cmpr_node = TM_CHUNK_IDX_NULL;
+  tm_util_trie_node *pcmpr_node = tm_trie_node(data->aux);
+  data->aux = 0;
   if (cost_only == 0) {
     const int32_t made = make_cmpr_node(data);
     if (made != TM_OK) {
@@ -167,7 +174,7 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
   tm_util_trie_node *cmpr_node = tcamv6_cmpr_node(data);
   const int32_t result =
       cost_only == 0 && tcamv6_anc_uses_pcmpr(data)
-          ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), cmpr_node)
+          ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), pcmpr_node, cmpr_node)
           : tcamv6_gen_huffman_tree(node, cmpr_node, cost_only);
   if (result != TM_OK) {
     TM_LOG(info, "%s: failed to generate subtrie %d", driver, result);

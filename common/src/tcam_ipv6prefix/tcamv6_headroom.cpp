@@ -42,8 +42,8 @@ int32_t child_limit(int32_t lim, const child_room *room) {
   return limit > cost ? limit : cost;
 }
 
-int32_t measure_child(const tcamv6_state *state, const tcamv6_anc_data *root, const tcamv6_anc_data *child,
-                      child_room *room) {
+// The child's path starts at its root's node in the path-compressed trie; its own is kept for the final pass.
+int32_t measure_child(const tcamv6_anc_data *root, tcamv6_anc_data *child, child_room *room) {
   const tm_util_trie_node *child_orig = tm_trie_node(child->orig);
   const tm_util_trie_node *root_orig = tm_trie_node(root->orig);
   if (child_orig == nullptr) {
@@ -53,8 +53,14 @@ int32_t measure_child(const tcamv6_state *state, const tcamv6_anc_data *root, co
     zel_fatal("\n%s root_anc NULL", walk);
   }
   room->cost = child->cost;
-  room->path = tm_util_trie_pcmpr_len(tm_trie_node(state->pcmpr_root), root_orig->key, root_orig->len,
-                                      child_orig->key, child_orig->len, &room->longest);
+  tm_util_trie_node *node = tm_util_trie_pcmpr_lookup_internal(tm_trie_node(root->aux), child_orig->key,
+                                                               child_orig->len, root_orig->len, 0, nullptr, &room->path);
+  child->aux = tm_idx(node);
+  if (node == nullptr) {
+    room->path = TM_EINVAL;
+  } else {
+    room->longest = static_cast<int8_t>(tm_ptr<tcamv6_pcmpr_data>(node->data)->longest);
+  }
   TM_LOG(info, "%s: Path to child %d", walk, room->path);
   if (room->path < 0) {
     TM_LOG(error, "%s: pcmpr_len() failed %d", walk, room->path);
@@ -94,9 +100,12 @@ void check_paths(tcamv6_anc_data *root, int32_t lim, const child_room *room) {
   }
 }
 
-int32_t set_child(tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node, tcamv6_anc_data *child) {
+int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_anc_data *root, int32_t limit);
+
+int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node,
+                  tcamv6_anc_data *child) {
   child_room room = {};
-  const int32_t measured = measure_child(state, root, child, &room);
+  const int32_t measured = measure_child(root, child, &room);
   if (measured != TM_OK) {
     return measured;
   }
@@ -115,16 +124,17 @@ int32_t set_child(tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *chi
     return TM_EFAULT;
   }
   check_paths(root, lim, &room);
-  return tcamv6_opt_tree_for_updates(state, child_node, room.limit);
+  return set_limits(state, child_node, child, room.limit);
 }
 
-}  // namespace
+void require_data(const tcamv6_anc_data *data, const char *text) {
+  if (data == nullptr) {
+    zel_fatal("\n%s: %s", walk, text);
+  }
+}
 
-int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node, int32_t limit) {
-  TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");
-  tcamv6_anc_data *root = tcamv6_anc_data_of(anc_node);
-  TM_REQUIRE(root != nullptr, "root_data is NULL");
-  TM_LOG(trace, "%s: Starting ancestor root %p root_data %p (cost:%d,ht:%d,lim:%d)", __func__,
+int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_anc_data *root, int32_t limit) {
+  TM_LOG(trace, "%s: Starting ancestor root %p root_data %p (cost:%d,ht:%d,lim:%d)", walk,
          static_cast<void *>(anc_node), static_cast<void *>(root), root->cost, root->ht, tcamv6_anc_lim(root));
   tcamv6_anc_set_lim(root, limit);
   tcamv6_anc_set_uses_pcmpr(root, true);
@@ -132,10 +142,10 @@ int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node
   for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
        child = tcamv6_anc_next(child)) {
     tcamv6_anc_data *data = tcamv6_anc_data_of(child);
-    TM_REQUIRE(data != nullptr, "child_data is NULL");
+    require_data(data, "child_data is NULL");
     const bool is_dummy = tcamv6_anc_is_dummy(data);
     TM_LOG(trace,
-           "%s: root %p child %p child_data %p is_dummy=%s root(cost:%d,ht:%d,lim:%d) child(cost:%d,ht:%d)", __func__,
+           "%s: root %p child %p child_data %p is_dummy=%s root(cost:%d,ht:%d,lim:%d) child(cost:%d,ht:%d)", walk,
            static_cast<void *>(anc_node), static_cast<void *>(child), static_cast<void *>(data),
            is_dummy ? "TRUE" : "FALSE", root->cost, root->ht, tcamv6_anc_lim(root), data->cost, data->ht);
     if (is_dummy) {
@@ -144,6 +154,26 @@ int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node
       result = set_child(state, root, child, data);
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", walk, result);
   return result;
+}
+
+// Where the walk starts in the path-compressed trie.
+void find_first_node(const tcamv6_state *state, tcamv6_anc_data *root) {
+  const tm_util_trie_node *orig = tm_trie_node(root->orig);
+  if (orig != nullptr) {
+    int32_t count;
+    root->aux = tm_idx(tm_util_trie_pcmpr_lookup_internal(tm_trie_node(state->pcmpr_root), orig->key, orig->len, 0, 0,
+                                                          nullptr, &count));
+  }
+}
+
+}  // namespace
+
+int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node, int32_t limit) {
+  TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");
+  tcamv6_anc_data *root = tcamv6_anc_data_of(anc_node);
+  require_data(root, "root_data is NULL");
+  find_first_node(state, root);
+  return set_limits(state, anc_node, root, limit);
 }

@@ -95,13 +95,43 @@ void count_record(tcamv6_state *state, tm_util_trie_node *node, const tcamv6_pre
   node->aux2 = static_cast<uint16_t>(node->aux2 + record->anchor_ref);
 }
 
+// The path of the record inserted last. The list is sorted, so the next one shares most of it.
+struct insertion_path {
+  tm_util_trie_node *nodes[TM_KEY_BITS + 1];  // by depth
+  const tcamv6_prefix *record;                // null before the first one
+};
+
+// Insert a record, walking from where its path leaves the last one's.
+tm_util_trie_node *insert_record(insertion_path *path, const tcamv6_prefix *record) {
+  int32_t depth = 0;
+  if (path->record != nullptr) {
+    const int32_t most = record->length < path->record->length ? record->length : path->record->length;
+    depth = tm_key_common_bits(record->address, path->record->address, most);
+  }
+  path->record = record;
+  tm_util_trie_node *node = path->nodes[depth];
+  while (depth < record->length) {
+    const uint32_t bit = tm_key_bit(record->address, depth);
+    tm_util_trie_node *child = tm_trie_child(node, bit);
+    node = child != nullptr ? child : tm_trie_make_child(node, bit);
+    if (node == nullptr) {
+      return nullptr;
+    }
+    path->nodes[++depth] = node;
+  }
+  return node;
+}
+
 int32_t insert_list(full_run *run) {
   run->state->n_prefs = 0;
+  insertion_path path;
+  path.record = nullptr;
+  path.nodes[0] = run->orig_root;
   for (uint32_t i = 0; i < run->count; ++i) {
     const tcamv6_prefix *record = &run->list[i];
     TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d %s", pipeline, TM_ADDR_ARGS(record->address), record->length,
            tm_anchor_text(tm_prefix_is_anchor(record)));
-    tm_util_trie_node *node = tm_util_trie_insert(run->orig_root, record->address, record->length);
+    tm_util_trie_node *node = insert_record(&path, record);
     if (node == nullptr) {
       TM_LOG(info, "%s: failed to insert prefix %d in orig trie", pipeline, static_cast<int>(i));
       return TM_ENOMEM;
@@ -171,7 +201,7 @@ int32_t collect_nodes(full_run *run) {
   for (uint32_t i = 0; i < run->count; ++i) {
     run->cmpr_prefs[i].own_node = run->cmpr_nodes[i] != nullptr;
   }
-  result = tcamv6_gen_output_trie_ptrs(run->orig_root, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
+  result = tcamv6_gen_output_trie_ptrs(run->orig_nodes, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
   return result == TM_OK ? TM_OK : report("gen_output_trie_ptrs()", result);
 }
 

@@ -78,19 +78,19 @@ int32_t tcamv6_gen_trie_ptrs(const tm_n_ary_node *node, uint32_t count, tm_util_
   return TM_OK;
 }
 
-int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *orig_root, const tcamv6_prefix *list, uint32_t count,
+int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *const *orig_nodes, const tcamv6_prefix *list, uint32_t count,
                                     tm_util_trie_node **cmpr_nodes, tm_util_trie_node **replace_nodes) {
   TM_LOG(trace, "%s: Starting inp_trie %p, inp_pref %p, n_prefs %d, out_pref %p, dummy %p", __func__,
-         static_cast<void *>(orig_root), static_cast<const void *>(list), static_cast<int>(count),
+         static_cast<const void *>(orig_nodes), static_cast<const void *>(list), static_cast<int>(count),
          static_cast<void *>(cmpr_nodes), static_cast<void *>(replace_nodes));
   int32_t result = TM_OK;
   if (count != 0 &&
-      (orig_root == nullptr || list == nullptr || cmpr_nodes == nullptr || replace_nodes == nullptr)) {
+      (orig_nodes == nullptr || list == nullptr || cmpr_nodes == nullptr || replace_nodes == nullptr)) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     result = TM_EINVAL;
   }
   for (uint32_t i = 0; result == TM_OK && i < count; ++i) {
-    const tm_util_trie_node *node = tm_util_trie_lookup(orig_root, list[i].address, list[i].length, 0);
+    const tm_util_trie_node *node = orig_nodes[i];
     if (!tcamv6_holds_prefix(node, list[i].length)) {
       TM_LOG(info, "%s: Error - inserted prefix not found in original trie len %d, node %p", __func__, list[i].length,
              static_cast<const void *>(node));

@@ -79,11 +79,7 @@ tm_util_trie_node *tcamv6_safe_common_ancestor(tm_util_trie_node *cmpr_root, con
     return nullptr;
   }
   const int32_t shorter = a->len < b->len ? a->len : b->len;
-  int32_t depth = 0;
-  while (depth < shorter && tm_key_bit(a->key, depth) == tm_key_bit(b->key, depth)) {
-    ++depth;
-  }
-  return tm_util_trie_tracepath(cmpr_root, a->key, 0, depth, 0, 0);
+  return tm_util_trie_tracepath(cmpr_root, a->key, 0, tm_key_common_bits(a->key, b->key, shorter), 0, 0);
 }
 
 int32_t tcamv6_find_absent_deletes(const tcamv6_state *state, const uint8_t *records, uint32_t n, uint8_t *absent) {

@@ -22,6 +22,18 @@ bool tm_key_equal_bits(const uint8_t *a, const uint8_t *b, uint32_t n) {
   return n % 8 == 0 || ((a[whole] ^ b[whole]) & tm_leading_mask(n % 8)) == 0;
 }
 
+int32_t tm_key_common_bits(const uint8_t *a, const uint8_t *b, int32_t most) {
+  int32_t bits = 0;
+  for (uint32_t k = 0; bits < most && k < TM_KEY_BYTES; ++k, bits += 8) {
+    const auto differing = static_cast<uint32_t>(a[k] ^ b[k]);
+    if (differing != 0) {
+      bits += __builtin_clz(differing) - 24;
+      break;
+    }
+  }
+  return bits < most ? bits : most;
+}
+
 void tm_key_copy_bits(uint8_t *to, const uint8_t *from, uint32_t n) {
   const uint32_t whole = n / 8;
   memset(to, 0, TM_KEY_BYTES);

@@ -44,6 +44,9 @@ inline uint8_t tm_leading_mask(uint32_t n) { return static_cast<uint8_t>(0xFF00u
 /* Are the first n bits (0..128) of two keys equal? */
 bool tm_key_equal_bits(const uint8_t *a, const uint8_t *b, uint32_t n);
 
+/* Number of equal leading bits of two keys, at most `most` (0..128). */
+int32_t tm_key_common_bits(const uint8_t *a, const uint8_t *b, int32_t most);
+
 /* Copy the first n bits (0..128) of a key and clear the rest. */
 void tm_key_copy_bits(uint8_t *to, const uint8_t *from, uint32_t n);
 

@@ -30,13 +30,19 @@ bool has_both_children(const tm_util_trie_node *node) {
   return node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL;
 }
 
-void free_payload(const tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
+void free_node(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
   if (free_data == 1 && node->data != TM_CHUNK_IDX_NULL) {
     tm_chunk_free(data_type, tm_chunk_idx2ptr(data_type, node->data));
   }
+  tm_chunk_free(TM_V6_TRIE_NODE, node);
 }
 
 }  // namespace
+
+tm_util_trie_node *tm_trie_make_child(tm_util_trie_node *node, uint32_t bit) {
+  tm_trie_grown grown = {};
+  return grow_child(node, bit, &grown);
+}
 
 void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node *child) {
   tm_edit(bit != 0 ? &node->right : &node->left, tm_idx(child));
@@ -95,14 +101,22 @@ tm_util_trie_node *tm_util_trie_find(tm_util_trie_node *root, uint32_t tag) {
   return node;
 }
 
+// Most nodes are links of chains: these are walked in a loop, and freed from their end up.
 void tm_util_trie_free(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
-  if (node == nullptr) {
-    return;
+  tm_util_trie_node *chain[TM_KEY_BITS + 1];
+  size_t n = 0;
+  while (node != nullptr && !has_both_children(node) && n < sizeof chain / sizeof chain[0]) {
+    chain[n++] = node;
+    node = tm_trie_child(node, node->left == TM_CHUNK_IDX_NULL);
   }
-  tm_util_trie_free(tm_trie_child(node, 0), free_data, data_type);
-  tm_util_trie_free(tm_trie_child(node, 1), free_data, data_type);
-  free_payload(node, free_data, data_type);
-  tm_chunk_free(TM_V6_TRIE_NODE, node);
+  if (node != nullptr) {
+    tm_util_trie_free(tm_trie_child(node, 0), free_data, data_type);
+    tm_util_trie_free(tm_trie_child(node, 1), free_data, data_type);
+    free_node(node, free_data, data_type);
+  }
+  while (n > 0) {
+    free_node(chain[--n], free_data, data_type);
+  }
 }
 
 int32_t tm_util_trie_make_printable(tm_util_trie_node *node, uint8_t *key_buffer, int32_t len, int32_t flag) {
@@ -216,8 +230,7 @@ int32_t tm_util_trie_free_trailing_path(tm_util_trie_node *root, tm_util_trie_no
   tm_trie_link_child(place, side, nullptr);
   while (chain != nullptr) {
     tm_util_trie_node *next = tm_trie_child(chain, chain->left == TM_CHUNK_IDX_NULL);
-    free_payload(chain, free_data, data_type);
-    tm_chunk_free(TM_V6_TRIE_NODE, chain);
+    free_node(chain, free_data, data_type);
     chain = next;
   }
   return TM_OK;

@@ -116,6 +116,9 @@ inline bool tm_trie_is_leaf(const tm_util_trie_node *node) {
 /* Link a child (or none) under a stored node, through the journal of a safe batch. */
 void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node *child);
 
+/* Make the missing child of a node; null when no element is left. */
+tm_util_trie_node *tm_trie_make_child(tm_util_trie_node *node, uint32_t bit);
+
 /* A chain of nodes made by one call, also by one that failed for want of memory: its first and its deepest node,
  * both null when none was made. */
 typedef struct tm_trie_grown {
