@@ -85,7 +85,7 @@ uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, ui
   }
   uint32_t n = 0;
   const int32_t result = tcamv6_dump_n_prefixes(state, &n);
-  if (result != TM_OK || n == 0) {
+  if (state == nullptr || result != TM_OK || n == 0) {
     TM_LOG_PROCESSING(info, "%s: failed to get number of prefixes in table %d (got %d)", __func__, result,
                       static_cast<int>(n));
     *count_out = 0;

@@ -93,7 +93,7 @@ tcamv6_anc_data *tcamv6_address_data(tcamv6_anc_data *data, const char *function
 
 // Make a node with its data: no links, tag 0, no limits, created. Returns 0 or -12 (reported); a node whose data
 // cannot be had stays allocated and is abandoned.
-int32_t tcamv6_anc_tree_node_new(bool is_dummy, tm_n_ary_node **node);
+int32_t tcamv6_anc_tree_node_new(bool is_dummy, tm_n_ary_node **out);
 
 // Build the tree below a trie node.
 //   parentp   the current parent; null at the root, where it becomes the tree's root
