@@ -4,7 +4,7 @@
 #include <memory>
 #include <random>
 
-#include "containment_check.h"
+#include "instance_check.h"
 #include "library_session.h"
 #include "prefix_text.h"
 #include "progress_note.h"
@@ -21,21 +21,6 @@ struct verify_options {
   uint64_t seed = 1;
 };
 
-struct verdict {
-  std::string counterexample;  // "" = all is right
-  uint64_t lookups = 0;
-};
-
-std::vector<compressed_row> translate_all(const library_session &session) {
-  std::vector<compressed_row> rows;
-  rows.reserve(session.stored().prefixes.size());
-  for (const ip_prefix &prefix : session.stored().prefixes) {
-    const translation result = session.translate_stored(prefix);
-    rows.push_back({prefix, result.code, result.address});
-  }
-  return rows;
-}
-
 // The request's results must say the same as the lookups.
 std::string compare_results(const library_session &session, const prefix_table &table,
                             const std::vector<compressed_row> &rows) {
@@ -50,79 +35,48 @@ std::string compare_results(const library_session &session, const prefix_table &
   return "";
 }
 
-// One address: the library must find the longest stored prefix, and what that became.
-class address_prober {
- public:
-  address_prober(const library_session &session, const std::vector<compressed_row> &rows)
-      : session_(session), rows_(rows) {}
-
-  bool probe(ip_key address, verdict &v) const {
-    ++v.lookups;
-    const std::optional<address_answer> found = session_.find(address);
-    const uint32_t expected = session_.stored().forest.longest_match(address);
-    if (!found) {
-      v.counterexample = format_address(address) + ": the lookup finds nothing";
-      return false;
-    }
-    const compressed_row &row = rows_[expected];
-    if (found->match != row.original) {
-      v.counterexample = format_address(address) + ": the lookup finds " + format_prefix(found->match) +
-                         ", the longest match is " + format_prefix(row.original);
-      return false;
-    }
-    if (found->result.code != row.code || found->result.address != row.address) {
-      v.counterexample =
-          format_address(address) + ": the lookup gives other results than that of " + format_prefix(row.original);
-      return false;
-    }
-    return true;
-  }
-
- private:
-  const library_session &session_;
-  const std::vector<compressed_row> &rows_;
-};
-
-verdict check_table(const library_session &session, const prefix_table &table, const verify_options &options) {
-  verdict v;
-  const std::vector<compressed_row> rows = translate_all(session);
-  v.counterexample = containment_counterexample(rows);
-  if (v.counterexample.empty()) {
-    v.counterexample = compare_results(session, table, rows);
-  }
-  const address_prober prober(session, rows);
-  const std::vector<ip_prefix> &stored = session.stored().prefixes;
-  for (size_t i = 0; i < stored.size() && v.counterexample.empty(); ++i) {
-    const ip_key first = first_address(stored[i]);
-    const ip_key last = last_address(stored[i]);
-    for (const ip_key address : {previous_key(first), first, last, next_key(last)}) {
-      if (!prober.probe(address, v)) {
-        break;
-      }
-    }
-  }
+// Addresses somewhere inside stored prefixes.
+bool random_addresses_are_right(instance_check &check, const stored_prefixes &stored, const verify_options &options) {
   std::mt19937_64 random(options.seed);
-  for (uint32_t i = 0; i < options.random_probes && v.counterexample.empty(); ++i) {
-    const ip_prefix &prefix = stored[random() % stored.size()];
+  for (uint32_t i = 0; i < options.random_probes; ++i) {
+    const ip_prefix &prefix = stored.prefixes[random() % stored.prefixes.size()];
     const ip_key noise = {random(), random()};
-    prober.probe(prefix.key | (noise & ~leading_ones(prefix.length)), v);
+    if (!check.probe(prefix.key | (noise & ~leading_ones(prefix.length)))) {
+      return false;
+    }
   }
-  return v;
+  return true;
+}
+
+// The first counterexample, "" = all is right.
+std::string check_table(instance_check &check, const library_session &session, const prefix_table &table,
+                        const verify_options &options) {
+  if (check.codes_are_right()) {
+    const std::string difference = compare_results(session, table, check.rows());
+    if (!difference.empty()) {
+      return difference;
+    }
+    if (check.edges_are_right()) {
+      random_addresses_are_right(check, session.stored(), options);
+    }
+  }
+  return check.counterexample();
 }
 
 exit_code run_verify(const verify_options &options) {
   const prefix_table table = read_command_table(options.common);
   const library_session session(table, options.common);
   const progress_note note("verifying", options.common.quiet);
-  const verdict v = check_table(session, table, options);
+  instance_check check(session.instance(), session.stored());
+  const std::string counterexample = check_table(check, session, table, options);
   const stored_prefixes &stored = session.stored();
   write_output(options.output,
-               v.counterexample.empty()
+               counterexample.empty()
                    ? fmt::format("right: {} prefixes and {} anchors keep their containment, {} addresses find their "
                                  "longest match\n",
-                                 stored.n_table, stored.n_anchors, v.lookups)
-                   : "wrong: " + v.counterexample + '\n');
-  return v.counterexample.empty() ? exit_good : exit_no;
+                                 stored.n_table, stored.n_anchors, check.lookups())
+                   : "wrong: " + counterexample + '\n');
+  return counterexample.empty() ? exit_good : exit_no;
 }
 
 }  // namespace

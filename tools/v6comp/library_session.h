@@ -26,6 +26,7 @@ class library_session {
  public:
   library_session(const prefix_table &table, const common_options &options);
 
+  const library_instance &instance() const { return *instance_; }
   const stored_prefixes &stored() const { return stored_; }
   double compress_ms() const { return result_.ms; }
 
