@@ -41,10 +41,6 @@ namespace {
 
 constexpr size_t element_alignment = 8;
 
-// Pools of this size ask for huge pages: walks over millions of nodes then spend less on page faults and address
-// translation. Smaller pools commit memory by the single page.
-constexpr size_t huge_pool_bytes = size_t{32} << 20;
-
 struct pool {
   const char *name;
   size_t elem_size;
@@ -82,9 +78,6 @@ ZEL_STANDALONE void *zel_chunk_create(const char *name, size_t elem_size, size_t
   void *area = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (area == MAP_FAILED) {
     return nullptr;
-  }
-  if (bytes >= huge_pool_bytes) {
-    madvise(area, bytes, MADV_HUGEPAGE);  // a wish: nothing depends on it
   }
   pool *p = static_cast<pool *>(area);
   p->name = name;

@@ -140,18 +140,16 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
     int32_t count;
     pcmpr_node = tm_util_trie_pcmpr_lookup_internal(pcmpr_root, orig->key, orig->len, 0, 0, nullptr, &count);
   }
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); child != nullptr; child = tcamv6_anc_next(child)) {
+  int32_t result = TM_OK;
+  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
+       child = tcamv6_anc_next(child)) {
     tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
     TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
-    const int32_t result = tcamv6_anc_is_dummy(child_data)
-                               ? place_dummy(data, child_data, trie_node, __func__)
-                               : place_prefix(orig, child_data, pcmpr_node, trie_node, __func__);
-    if (result != TM_OK) {
-      return result;
-    }
+    result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, __func__)
+                                             : place_prefix(orig, child_data, pcmpr_node, trie_node, __func__);
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, TM_OK);
-  return TM_OK;
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
 }
 
 int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only) {

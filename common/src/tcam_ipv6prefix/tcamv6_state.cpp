@@ -75,26 +75,28 @@ void tcamv6_clear_state(tcamv6_state *state) {
 }
 
 int32_t tcamv6_reset(tcamv6_state **handlep, int32_t keep) {
+  int32_t result = TM_OK;
   if (handlep == nullptr || *handlep == nullptr) {
     TM_LOG(info, "%s: Bad arguments", __func__);
-    return TM_EINVAL;
-  }
-  TM_LOG(trace, "%s: Starting handlep %p", __func__, static_cast<void *>(handlep));
-  tcamv6_state *state = *handlep;
-  tcamv6_reclaim_leftovers();
-  if ((state->marks & TCAMV6_MARK_KEPT) == 0) {
-    tcamv6_release_contents(state);
-  }
-  if (keep == 1) {
-    state->marks |= TCAMV6_MARK_KEPT;
+    result = TM_EINVAL;
   } else {
-    if (lies_in_global_block(state)) {
-      tcamv6_clear_state(state);
-    } else {
-      zel_free_named(state);
+    TM_LOG(trace, "%s: Starting handlep %p", __func__, static_cast<void *>(handlep));
+    tcamv6_state *state = *handlep;
+    tcamv6_reclaim_leftovers();
+    if ((state->marks & TCAMV6_MARK_KEPT) == 0) {
+      tcamv6_release_contents(state);
     }
-    *handlep = nullptr;
+    if (keep == 1) {
+      state->marks |= TCAMV6_MARK_KEPT;
+    } else {
+      if (lies_in_global_block(state)) {
+        tcamv6_clear_state(state);
+      } else {
+        zel_free_named(state);
+      }
+      *handlep = nullptr;
+    }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, TM_OK);
-  return TM_OK;
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
 }

@@ -1,7 +1,5 @@
 #include "tm_bits.h"
 
-#include <string.h>
-
 uint32_t tm_util_bit_cnt_1(uint32_t word) { return static_cast<uint32_t>(__builtin_popcount(word)); }
 
 uint32_t tm_util_bit_find_first_set(uint32_t word) {
@@ -23,13 +21,14 @@ bool tm_key_equal_bits(const uint8_t *a, const uint8_t *b, uint32_t n) {
 }
 
 int32_t tm_key_common_bits(const uint8_t *a, const uint8_t *b, int32_t most) {
-  int32_t bits = 0;
-  for (uint32_t k = 0; bits < most && k < TM_KEY_BYTES; ++k, bits += 8) {
-    const auto differing = static_cast<uint32_t>(a[k] ^ b[k]);
-    if (differing != 0) {
-      bits += __builtin_clz(differing) - 24;
-      break;
-    }
+  const tm_key_number differing = tm_key_load(a) ^ tm_key_load(b);
+  const auto high = static_cast<uint64_t>(differing >> 64);
+  const auto low = static_cast<uint64_t>(differing);
+  int32_t bits = TM_KEY_BITS;
+  if (high != 0) {
+    bits = __builtin_clzll(high);
+  } else if (low != 0) {
+    bits = 64 + __builtin_clzll(low);
   }
   return bits < most ? bits : most;
 }

@@ -206,6 +206,10 @@ tm_util_trie_node *tm_util_trie_pcmpr_lookup_internal(tm_util_trie_node *node, c
     return nullptr;
   }
   *count = 0;
+  if (start < 0 || key_len > TM_KEY_BITS) {
+    return nullptr;
+  }
+  const tm_key_number key_number = tm_key_load(key);
   int32_t at = start;
   while (node != nullptr && at < key_len) {
     tcamv6_pcmpr_data *edges = edges_of(node);
@@ -215,16 +219,17 @@ tm_util_trie_node *tm_util_trie_pcmpr_lookup_internal(tm_util_trie_node *node, c
     if (child == nullptr) {
       return nullptr;
     }
-    const uint8_t *edge = edge_bits(edges, side);
-    const int32_t len = *edge_len(edges, side);
-    for (int32_t i = 0; i < len; ++i, ++at) {
-      if (at == key_len) {
-        return node;  // the key ends inside the edge
-      }
-      if (tm_key_bit(key, at) != tm_key_bit(edge, i)) {
-        return nullptr;
-      }
+    const int32_t edge_bits_left = *edge_len(edges, side);
+    const int32_t key_bits_left = key_len - at;
+    const int32_t n = edge_bits_left < key_bits_left ? edge_bits_left : key_bits_left;
+    const tm_key_number differing = (key_number << at) ^ tm_key_load(edge_bits(edges, side));
+    if ((differing & tm_key_number_leading(n)) != 0) {
+      return nullptr;
     }
+    if (n < edge_bits_left) {
+      return node;  // the key ends inside the edge
+    }
+    at += n;
     if (record == 1) {
       tm_key_put_bit(bits, *count, side != 0);
     }

@@ -37,6 +37,42 @@ void free_node(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
   tm_chunk_free(TM_V6_TRIE_NODE, node);
 }
 
+void set_path_bit(tm_key_number *path, int32_t bit, bool value) {
+  *path = value ? *path | tm_key_number_bit(bit) : *path & ~tm_key_number_bit(bit);
+}
+
+// Rewrite the keys of a subtree whose root is at depth len on a path. Bits of the path that a walk has set stay set
+// beyond the next node's depth, and show in keys: a node after a branch gets the path's first bytes only, the nodes of a
+// chain all 16. Right subtrees come first.
+int32_t rewrite_keys(tm_util_trie_node *node, tm_key_number *path, int32_t len) {
+  tm_key_store(node->key, *path & tm_key_number_leading((len + 7) / 8 * 8));
+  node->len = static_cast<uint16_t>(len);
+  while (!has_both_children(node) && !tm_trie_is_leaf(node)) {
+    if (len >= TM_KEY_BITS) {
+      return TM_EINVAL;
+    }
+    const uint32_t bit = node->left == TM_CHUNK_IDX_NULL;
+    set_path_bit(path, len, bit != 0);
+    node = tm_trie_child(node, bit);
+    __builtin_prefetch(node + 4);  // the links of a chain mostly lie side by side
+    tm_key_store(node->key, *path);
+    node->len = static_cast<uint16_t>(++len);
+  }
+  if (tm_trie_is_leaf(node)) {
+    return TM_OK;
+  }
+  if (len >= TM_KEY_BITS) {
+    return TM_EINVAL;
+  }
+  set_path_bit(path, len, true);
+  const int32_t result = rewrite_keys(tm_trie_child(node, 1), path, len + 1);
+  if (result != TM_OK) {
+    return result;
+  }
+  set_path_bit(path, len, false);
+  return rewrite_keys(tm_trie_child(node, 0), path, len + 1);
+}
+
 }  // namespace
 
 tm_util_trie_node *tm_trie_make_child(tm_util_trie_node *node, uint32_t bit) {
@@ -119,40 +155,17 @@ void tm_util_trie_free(tm_util_trie_node *node, int32_t free_data, uint32_t data
   }
 }
 
-int32_t tm_util_trie_make_printable(tm_util_trie_node *node, uint8_t *key_buffer, int32_t len, int32_t flag) {
+int32_t tm_util_trie_make_printable(tm_util_trie_node *node, uint8_t *key_buffer, int32_t len, int32_t /*flag*/) {
   if (node == nullptr) {
     return TM_OK;
   }
-  if (len < 0 || len > TM_KEY_BITS) {
+  if (key_buffer == nullptr || len < 0 || len > TM_KEY_BITS) {
     return TM_EINVAL;
   }
-  memset(node->key, 0, TM_KEY_BYTES);
-  memcpy(node->key, key_buffer, static_cast<size_t>((len + 7) / 8));
-  node->len = static_cast<uint16_t>(len);
-  // Along a chain the child gets all 16 bytes of the buffer: bits beyond its length stay visible.
-  while (!has_both_children(node) && !tm_trie_is_leaf(node)) {
-    const uint32_t bit = node->right != TM_CHUNK_IDX_NULL;
-    if (len >= TM_KEY_BITS) {
-      return TM_EINVAL;
-    }
-    tm_key_put_bit(key_buffer, len, bit != 0);
-    node = tm_trie_child(node, bit);
-    memcpy(node->key, key_buffer, TM_KEY_BYTES);
-    node->len = static_cast<uint16_t>(++len);
-  }
-  for (uint32_t turn = 0; turn < 2; ++turn) {
-    const uint32_t bit = 1 - turn;  // right first: the buffer's leftover bits depend on the order
-    tm_util_trie_node *child = tm_trie_child(node, bit);
-    if (child == nullptr) {
-      continue;
-    }
-    tm_key_put_bit(key_buffer, len, bit != 0);
-    const int32_t result = tm_util_trie_make_printable(child, key_buffer, len + 1, flag);
-    if (result != TM_OK) {
-      return result;
-    }
-  }
-  return TM_OK;
+  tm_key_number path = tm_key_load(key_buffer);
+  const int32_t result = rewrite_keys(node, &path, len);
+  tm_key_store(key_buffer, path);
+  return result;
 }
 
 tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown) {
