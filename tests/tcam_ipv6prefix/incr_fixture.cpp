@@ -16,7 +16,8 @@ tcamv6_prefix record_of(const std::string &text) {
   const size_t start = text[0] == '+' || text[0] == '-' ? 1 : 0;
   record.flags_tag = text[0] == '-' ? 0 : TM_PREFIX_FLAG_ADD;
   const size_t slash = text.find('/');
-  if (slash == std::string::npos || inet_pton(AF_INET6, text.substr(start, slash - start).c_str(), record.address) != 1) {
+  if (slash == std::string::npos ||
+      inet_pton(AF_INET6, text.substr(start, slash - start).c_str(), record.address) != 1) {
     ADD_FAILURE() << "no prefix: " << text;
     return record;
   }

@@ -17,7 +17,7 @@
 #include "zel_v6comp.h"
 
 std::vector<tcamv6_prefix> records_of(const std::string &batch);
-tcamv6_prefix record_of(const std::string &text);       // without a sign: an addition
+tcamv6_prefix record_of(const std::string &text);         // without a sign: an addition
 std::string text_of(const uint8_t *address, int length);  // "2001:db8::/32"
 std::string bits_of_key(const uint8_t *key, int length);  // "0100"
 
@@ -67,7 +67,7 @@ class incr_test : public ::testing::Test {
   uint32_t request(const std::string &batch);
 
   static void only(std::initializer_list<uint32_t tcamv6_debug_flags_t::*> words);
-  static std::vector<std::string> lines();     // of the log so far, addresses of memory as "PTR"; then clears it
+  static std::vector<std::string> lines();      // of the log so far, addresses of memory as "PTR"; then clears it
   static std::string golden(const char *name);  // tests/golden/<name>
 
   tm_util_trie_node *stored(const std::string &prefix) const;  // null: not stored

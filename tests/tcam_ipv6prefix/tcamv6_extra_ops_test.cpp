@@ -116,10 +116,10 @@ TEST_F(tcamv6_extra_ops_test, null_arguments_are_refused_under_the_info_word) {
   EXPECT_EQ(tcamv6_extra_ops_get(state, &half, &half, nullptr), -22);
   EXPECT_EQ(tcamv6_extra_ops_free(nullptr), -22);
   EXPECT_EQ(count, 7u);
-  EXPECT_THAT(lines(), ::testing::ElementsAre(
-                           "tcamv6_extra_ops_get: Bad arguments", "tcamv6_extra_ops_get: Bad arguments",
-                           "tcamv6_extra_ops_get: Bad arguments", "tcamv6_extra_ops_get: Bad arguments",
-                           "tcamv6_extra_ops_free: Bad arguments"));
+  EXPECT_THAT(lines(),
+              ::testing::ElementsAre("tcamv6_extra_ops_get: Bad arguments", "tcamv6_extra_ops_get: Bad arguments",
+                                     "tcamv6_extra_ops_get: Bad arguments", "tcamv6_extra_ops_get: Bad arguments",
+                                     "tcamv6_extra_ops_free: Bad arguments"));
   tcamv6_debug_flags = {1, 0, 1, 1, 1, 1};
   EXPECT_EQ(tcamv6_extra_ops_free(nullptr), -22);
   EXPECT_EQ(lines(), std::vector<std::string>{});
