@@ -4,12 +4,10 @@
 
 namespace v6tool {
 
-namespace {
-
-// The library cuts every longer prefix to these lengths, so that later additions find a place below them.
-constexpr uint8_t anchor_lengths[] = {32, 48, 64, 96};
-
-}  // namespace
+std::span<const uint8_t> anchor_lengths() {
+  static constexpr uint8_t lengths[] = {32, 48, 64, 96};
+  return lengths;
+}
 
 const char *kind_name(prefix_kind kind) {
   switch (kind) {
@@ -41,7 +39,7 @@ stored_prefixes find_stored_prefixes(const prefix_table &table) {
   const std::vector<ip_prefix> given = distinct_prefixes(table);
   stored.prefixes = given;
   stored.prefixes.push_back({});
-  for (const uint8_t length : anchor_lengths) {
+  for (const uint8_t length : anchor_lengths()) {
     ip_prefix last;
     for (const ip_prefix &prefix : given) {
       const ip_prefix anchor = {masked(prefix.key, length), length};

@@ -3,6 +3,7 @@
 #define STORED_PREFIXES_H
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "prefix_forest.h"
@@ -34,6 +35,9 @@ struct stored_prefixes {
 };
 
 stored_prefixes find_stored_prefixes(const prefix_table &table);
+
+// The library cuts every longer prefix to these lengths, so that later additions find a place below them.
+std::span<const uint8_t> anchor_lengths();
 
 }  // namespace v6tool
 

@@ -78,40 +78,6 @@ class duplicate_finder {
   std::vector<uint32_t> slots_;
 };
 
-// One line without its end. Returns the fault in words; "" with `has_row` telling whether it holds a prefix.
-std::string parse_line(std::string_view line, table_row &row, bool &has_row) {
-  has_row = false;
-  std::string_view rest = trimmed(line.substr(0, std::min(line.find('#'), line.size())));
-  if (rest.empty()) {
-    return "";
-  }
-  if (line.find('\0') != std::string_view::npos) {
-    return "NUL byte in the line";
-  }
-  if (rest.size() > max_line) {
-    return "line of " + std::to_string(rest.size()) + " characters, at most " + std::to_string(max_line) +
-           " are expected";
-  }
-  const std::string_view prefix_word = take_word(rest);
-  const std::string_view weight_word = take_word(rest);
-  std::string fault = parse_prefix(prefix_word, row.prefix);
-  if (!fault.empty()) {
-    return printable(prefix_word) + ": " + fault;
-  }
-  row.weight = 1;
-  if (!weight_word.empty()) {
-    fault = parse_weight(weight_word, row.weight);
-    if (!fault.empty()) {
-      return printable(prefix_word) + ' ' + printable(weight_word) + ": " + fault;
-    }
-  }
-  if (!rest.empty()) {
-    return printable(rest) + ": unexpected text after the weight";
-  }
-  has_row = true;
-  return "";
-}
-
 }  // namespace
 
 void message_list::add(std::string text) {
@@ -165,6 +131,49 @@ std::string read_file(const std::string &path, std::string &content) {
   return fault;
 }
 
+std::string parse_table_line(std::string_view line, table_row &row, bool &has_row) {
+  has_row = false;
+  std::string_view rest = trimmed(line.substr(0, std::min(line.find('#'), line.size())));
+  if (rest.empty()) {
+    return "";
+  }
+  if (line.find('\0') != std::string_view::npos) {
+    return "NUL byte in the line";
+  }
+  if (rest.size() > max_line) {
+    return "line of " + std::to_string(rest.size()) + " characters, at most " + std::to_string(max_line) +
+           " are expected";
+  }
+  const std::string_view prefix_word = take_word(rest);
+  const std::string_view weight_word = take_word(rest);
+  std::string fault = parse_prefix(prefix_word, row.prefix);
+  if (!fault.empty()) {
+    return printable(prefix_word) + ": " + fault;
+  }
+  row.weight = 1;
+  if (!weight_word.empty()) {
+    fault = parse_weight(weight_word, row.weight);
+    if (!fault.empty()) {
+      return printable(prefix_word) + ' ' + printable(weight_word) + ": " + fault;
+    }
+  }
+  if (!rest.empty()) {
+    return printable(rest) + ": unexpected text after the weight";
+  }
+  has_row = true;
+  return "";
+}
+
+std::string_view take_line(std::string_view &content) {
+  const size_t end = std::min(content.find('\n'), content.size());
+  std::string_view line = content.substr(0, end);
+  content.remove_prefix(std::min(end + 1, content.size()));
+  if (line.ends_with('\r')) {
+    line.remove_suffix(1);
+  }
+  return line;
+}
+
 bool parse_table(const std::string &name, std::string_view content, size_t max_rows, prefix_table &table,
                  read_report &report) {
   table.name = name;
@@ -175,15 +184,10 @@ bool parse_table(const std::string &name, std::string_view content, size_t max_r
   const auto at_line = [&](const std::string &text) { return name + ':' + std::to_string(line_number) + ": " + text; };
   while (!content.empty()) {
     ++line_number;
-    const size_t end = std::min(content.find('\n'), content.size());
-    std::string_view line = content.substr(0, end);
-    content.remove_prefix(std::min(end + 1, content.size()));
-    if (line.ends_with('\r')) {
-      line.remove_suffix(1);
-    }
+    const std::string_view line = take_line(content);
     table_row row;
     bool has_row = false;
-    const std::string fault = parse_line(line, row, has_row);
+    const std::string fault = parse_table_line(line, row, has_row);
     if (!fault.empty()) {
       report.faults.add(at_line(fault));
     }

@@ -51,6 +51,13 @@ bool read_table(const std::string &path, size_t max_rows, prefix_table &table, r
 bool parse_table(const std::string &name, std::string_view content, size_t max_rows, prefix_table &table,
                  read_report &report);
 
+// One line without its end, `#` comments and all. Returns its fault in words; "" with `has_row` telling whether it
+// holds a prefix. row.line is left alone.
+std::string parse_table_line(std::string_view line, table_row &row, bool &has_row);
+
+// Cut the first line off the content, its LF or CRLF removed.
+std::string_view take_line(std::string_view &content);
+
 // The distinct prefixes of a table, sorted.
 std::vector<ip_prefix> distinct_prefixes(const prefix_table &table);
 
