@@ -383,6 +383,9 @@ int32_t run_batch(batch *b, batch_kind kind) {
     result = apply_batch(b);
   }
   if (journalled && result == TM_OK) {
+    result = tm_journal_check();
+  }
+  if (journalled && result == TM_OK) {
     tm_journal_commit();
   }
   tcamv6_dump_chunk_info("End point");

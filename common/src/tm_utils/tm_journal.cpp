@@ -14,7 +14,8 @@ bool tm_journal_is_open = false;
 
 namespace {
 
-// Most that one record can need; a new level's relinking comes on top (tm_journal_reserve_edits).
+// What one record is allotted; a new level's relinking comes on top (tm_journal_reserve_edits). A deletion can release
+// more than its own path, when earlier ones had to leave theirs in place: the log of releases grows then.
 constexpr size_t edits_per_record = 64;      // a record edits at most 30 words
 constexpr size_t elements_per_record = 400;  // 128 nodes of the trie, two compressed paths of 64, some records
 
@@ -38,6 +39,7 @@ struct journal {
   size_t edit_room;
   element_log taken;
   element_log released;
+  bool lost_a_release;  // one found no room: the batch can be rolled back, but not committed
 };
 
 journal open_journal = {};
@@ -48,8 +50,24 @@ typed_element pack(uint32_t type, const void *element) { return tm_idx(element) 
 
 void give_back(typed_element packed) { tm_chunk_free(packed & 7u, tm_ptr<void>(packed & ~uint64_t{7})); }
 
+// Twice the room. Returns false when there is no memory for it.
+bool grow(element_log *log) {
+  const size_t room = 2 * log->room + 1;
+  auto *elements = static_cast<typed_element *>(zel_malloc_named(TM_MEM_TAG_LIST, room * sizeof(typed_element)));
+  if (elements == nullptr) {
+    return false;
+  }
+  if (log->count != 0) {
+    memcpy(elements, log->elements, log->count * sizeof(typed_element));
+  }
+  zel_free_named(log->elements);
+  log->elements = elements;
+  log->room = room;
+  return true;
+}
+
 bool add_element(element_log *log, uint32_t type, const void *element) {
-  if (log->count == log->room) {
+  if (log->count == log->room && !grow(log)) {
     return false;
   }
   log->elements[log->count++] = pack(type, element);
@@ -137,7 +155,8 @@ void tm_journal_rollback() {
 void tm_journal_discard() { close_journal(); }
 
 void tm_journal_save(void *field, size_t size) {
-  TM_REQUIRE(open_journal.n_edits < open_journal.edit_room, "journal is full");
+  TM_REQUIRE(open_journal.n_edits < open_journal.edit_room || tm_journal_reserve_edits(open_journal.edit_room) == TM_OK,
+             "journal is full");
   auto *word = reinterpret_cast<uint64_t *>(reinterpret_cast<uintptr_t>(field) & ~uintptr_t{7});
   TM_REQUIRE(static_cast<uint8_t *>(field) + size <= reinterpret_cast<uint8_t *>(word + 1), "field crosses a word");
   open_journal.edits[open_journal.n_edits++] = {word, *word};
@@ -146,5 +165,9 @@ void tm_journal_save(void *field, size_t size) {
 bool tm_journal_take(uint32_t type, void *element) { return add_element(&open_journal.taken, type, element); }
 
 void tm_journal_release(uint32_t type, void *element) {
-  TM_REQUIRE(add_element(&open_journal.released, type, element), "journal is full");
+  if (!add_element(&open_journal.released, type, element)) {
+    open_journal.lost_a_release = true;
+  }
 }
+
+int32_t tm_journal_check() { return open_journal.lost_a_release ? TM_ENOMEM : TM_OK; }

@@ -22,6 +22,9 @@ int32_t tm_journal_open(uint32_t n_records);
 // as many nodes as its parent has children). Returns 0 or -12; 0 when no journal is open.
 int32_t tm_journal_reserve_edits(size_t n_words);
 
+// Can the open journal be committed? Returns 0, or -12 when it could not keep note of all releases: roll back.
+int32_t tm_journal_check(void);
+
 // Make the releases of the batch, forget the rest, close.
 void tm_journal_commit(void);
 
