@@ -107,9 +107,9 @@ class picture {
   }
 
   void draw_trie(const std::vector<ip_prefix> &keys, bool with_rests) {
+    const std::vector<folded_node> nodes = fold(keys);
     std::vector<ip_prefix> places;
     places.reserve(nodes.size());
-    std::vector<ip_prefix> places;
     for (const folded_node &node : nodes) {
       places.push_back(node.at);
     }
