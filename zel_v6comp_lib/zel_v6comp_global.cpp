@@ -66,8 +66,8 @@ uint32_t zel_v6comp_init_global_state(int32_t n_instances, int32_t n_processors)
 }
 
 tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance) {
-  const bool on_grid = processor >= 0 && processor < TCAMV6_MAX_PROCESSORS && instance >= 0 &&
-                       instance < TCAMV6_MAX_INSTANCES;
+  const bool on_grid =
+      processor >= 0 && processor < TCAMV6_MAX_PROCESSORS && instance >= 0 && instance < TCAMV6_MAX_INSTANCES;
   return gbl_state != nullptr && on_grid ? gbl_state->conf[processor][instance].state : nullptr;
 }
 

@@ -51,12 +51,14 @@ uint32_t report_calloc(size_t bytes) {
 
 uint32_t allocate_results(const request *r) {
   const size_t prefs_bytes = r->count * sizeof(tcamv6_cmpr_pref);
-  *r->cmpr_prefs = static_cast<tcamv6_cmpr_pref *>(zel_calloc_named(TM_MEM_TAG_RESULT, r->count, sizeof(tcamv6_cmpr_pref)));
+  *r->cmpr_prefs =
+      static_cast<tcamv6_cmpr_pref *>(zel_calloc_named(TM_MEM_TAG_RESULT, r->count, sizeof(tcamv6_cmpr_pref)));
   if (*r->cmpr_prefs == nullptr) {
     return report_calloc(prefs_bytes);
   }
   const size_t addrs_bytes = r->count * sizeof(tcamv6_cmpr_addr);
-  *r->cmpr_addrs = static_cast<tcamv6_cmpr_addr *>(zel_calloc_named(TM_MEM_TAG_RESULT, r->count, sizeof(tcamv6_cmpr_addr)));
+  *r->cmpr_addrs =
+      static_cast<tcamv6_cmpr_addr *>(zel_calloc_named(TM_MEM_TAG_RESULT, r->count, sizeof(tcamv6_cmpr_addr)));
   return *r->cmpr_addrs == nullptr ? report_calloc(addrs_bytes) : 0;
 }
 
@@ -144,7 +146,8 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
   tcamv6_reclaim_leftovers();
   const bool full = tcamv6_init_opt_done(state) != TM_OK;
   uint32_t unused_changed = 0;
-  request r = {state, nullptr, 0, cmpr_prefs_out, cmpr_addrs_out, changed_out != nullptr ? changed_out : &unused_changed};
+  request r = {state,          nullptr,        0,
+               cmpr_prefs_out, cmpr_addrs_out, changed_out != nullptr ? changed_out : &unused_changed};
   const int32_t built = build_list(&r, records_of(req), n, full);
   if (built != TM_OK) {
     TM_LOG_PROCESSING(info, "%s: failed to build prefix list", __func__);

@@ -199,9 +199,8 @@ TEST_F(tcamv6_code_tree_test, result_is_traced_on_every_path) {
   tcamv6_gen_huffman_tree(parent, top, 0);
   test_host::fail_pool_element(1);
   tcamv6_gen_huffman_tree(parent, top, 0);
-  EXPECT_EQ(plain_log_lines(), (std::vector<std::string>{
-                                   start, "tcamv6_gen_huffman_tree: Complete 0", start,
-                                   "tcamv6_gen_huffman_tree: Complete -22", start,
-                                   "tcamv6_gen_huffman_tree: Complete -12", start,
-                                   "tcamv6_gen_huffman_tree: Complete -12"}));
+  EXPECT_EQ(plain_log_lines(),
+            (std::vector<std::string>{
+                start, "tcamv6_gen_huffman_tree: Complete 0", start, "tcamv6_gen_huffman_tree: Complete -22", start,
+                "tcamv6_gen_huffman_tree: Complete -12", start, "tcamv6_gen_huffman_tree: Complete -12"}));
 }

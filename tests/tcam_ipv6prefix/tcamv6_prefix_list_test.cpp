@@ -8,8 +8,8 @@ class tcamv6_prefix_list_test : public tcamv6_test {
   std::vector<tcamv6_prefix> build(const std::vector<tcamv6_prefix> &records, bool full) {
     tcamv6_prefix *list = nullptr;
     uint32_t count = 99;
-    EXPECT_EQ(
-        tcamv6_build_prefix_list(records.data(), &list, static_cast<uint32_t>(records.size()), &count, full), TM_OK);
+    EXPECT_EQ(tcamv6_build_prefix_list(records.data(), &list, static_cast<uint32_t>(records.size()), &count, full),
+              TM_OK);
     std::vector<tcamv6_prefix> result(list, list + count);
     zel_free_named(list);
     return result;

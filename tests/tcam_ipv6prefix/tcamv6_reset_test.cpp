@@ -135,9 +135,9 @@ TEST_F(tcamv6_reset_test, kept_record_answers_minus_22_to_lookups_handles_dumps_
   EXPECT_EQ(tcamv6_extra_ops_get(state, &first, &second, words), TM_EINVAL);
   EXPECT_EQ(tcamv6_optimized_compress(state, 1, &prefix, &pref, &addr, words), TM_EINVAL);
   EXPECT_EQ(tcamv6_incr_compress(state, 1, &prefix, &pref, &addr, &words[0], &words[1], &words[2]), TM_EINVAL);
-  for (const char *function :
-       {"tcamv6_lookup_prefix", "tcamv6_lookup_address", "tcamv6_prefix_handle_attach", "tcamv6_prefix_handle_query",
-        "tcamv6_dump_n_prefixes", "tcamv6_dump_cmpr_tbl", "tcamv6_extra_ops_get", "tcamv6_optimized_compress", "tcamv6_incr_compress"}) {
+  for (const char *function : {"tcamv6_lookup_prefix", "tcamv6_lookup_address", "tcamv6_prefix_handle_attach",
+                               "tcamv6_prefix_handle_query", "tcamv6_dump_n_prefixes", "tcamv6_dump_cmpr_tbl",
+                               "tcamv6_extra_ops_get", "tcamv6_optimized_compress", "tcamv6_incr_compress"}) {
     EXPECT_TRUE(was_logged(std::string(function) + ": Bad arguments")) << function;
   }
   EXPECT_EQ(allocated(), empty);

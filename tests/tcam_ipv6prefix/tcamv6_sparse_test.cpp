@@ -218,8 +218,7 @@ TEST_F(tcamv6_sparse_test, null_tree_gives_0_and_a_root_without_data_minus_14) {
   EXPECT_TRUE(test_host::log_calls().empty());
   tm_n_ary_node bare = {};
   EXPECT_EQ(tcamv6_make_sparse_cmpr_trie(&bare, max_len), TM_EFAULT);
-  EXPECT_EQ(plain_log_lines(),
-            std::vector<std::string>{"tcamv6_make_sparse_cmpr_trie: anc_node has NULL data"});
+  EXPECT_EQ(plain_log_lines(), std::vector<std::string>{"tcamv6_make_sparse_cmpr_trie: anc_node has NULL data"});
 }
 
 TEST_F(tcamv6_sparse_test, child_without_data_is_minus_14_under_the_error_word) {

@@ -87,9 +87,9 @@ TEST_F(tcamv6_state_test, messages_of_init_are_gated_by_trace_and_info) {
 TEST_F(tcamv6_state_test, messages_of_init_opt_done_are_gated_by_trace_and_info) {
   tcamv6_debug_flags = {1, 1, 0, 0, 0, 0};
   tcamv6_init_opt_done(nullptr);
-  EXPECT_EQ(plain_log_lines(), (std::vector<std::string>{"tcamv6_init_opt_done: Starting state_hndl <ptr>",
-                                                         "tcamv6_init_opt_done: Bad arguments",
-                                                         "tcamv6_init_opt_done: Complete -22"}));
+  EXPECT_EQ(plain_log_lines(),
+            (std::vector<std::string>{"tcamv6_init_opt_done: Starting state_hndl <ptr>",
+                                      "tcamv6_init_opt_done: Bad arguments", "tcamv6_init_opt_done: Complete -22"}));
   test_host::clear_log();
   only_error();
   tcamv6_init_opt_done(nullptr);

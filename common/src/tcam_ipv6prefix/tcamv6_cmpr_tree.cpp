@@ -170,10 +170,9 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
     return TM_OK;
   }
   tm_util_trie_node *cmpr_node = tcamv6_cmpr_node(data);
-  const int32_t result =
-      cost_only == 0 && tcamv6_anc_uses_pcmpr(data)
-          ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), pcmpr_node, cmpr_node)
-          : tcamv6_gen_huffman_tree(node, cmpr_node, cost_only);
+  const int32_t result = cost_only == 0 && tcamv6_anc_uses_pcmpr(data)
+                             ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), pcmpr_node, cmpr_node)
+                             : tcamv6_gen_huffman_tree(node, cmpr_node, cost_only);
   if (result != TM_OK) {
     TM_LOG(info, "%s: failed to generate subtrie %d", driver, result);
   }

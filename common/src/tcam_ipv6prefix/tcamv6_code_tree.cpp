@@ -104,8 +104,8 @@ void abandon_joints(const tm_util_heap_elem *entries, uint32_t count) {
 }  // namespace
 
 int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie_node, int32_t cost_only) {
-  TM_LOG(trace, "%s: Starting anc_node index %lx, trie_node %p", __func__,
-         static_cast<unsigned long>(tm_idx(anc_node)), static_cast<void *>(trie_node));
+  TM_LOG(trace, "%s: Starting anc_node index %lx, trie_node %p", __func__, static_cast<unsigned long>(tm_idx(anc_node)),
+         static_cast<void *>(trie_node));
   if (anc_node == nullptr || (cost_only == 0 && trie_node == nullptr)) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);

@@ -60,9 +60,10 @@ int32_t row_of_node(const tm_n_ary_node *node, row_cursor *row, int32_t total_on
 }
 
 int32_t walk_tree(int32_t max_prefs, const tm_n_ary_node *node, row_cursor row, int32_t total_only) {
-  TM_LOG(trace, "%s: Starting max_prefs %d, node %p, orig_pref %p, cmpr_pref %p, cmpr_addr %p total_no_of_prefixes_only %s",
-         walk, max_prefs, static_cast<const void *>(node), static_cast<void *>(row.orig),
-         static_cast<void *>(row.cmpr), static_cast<void *>(row.addr), total_only != 0 ? "TRUE" : "FALSE");
+  TM_LOG(trace,
+         "%s: Starting max_prefs %d, node %p, orig_pref %p, cmpr_pref %p, cmpr_addr %p total_no_of_prefixes_only %s",
+         walk, max_prefs, static_cast<const void *>(node), static_cast<void *>(row.orig), static_cast<void *>(row.cmpr),
+         static_cast<void *>(row.addr), total_only != 0 ? "TRUE" : "FALSE");
   if (max_prefs == 0 || node == nullptr) {
     TM_LOG(info, "%s: Bad arguments", walk);
     return TM_EINVAL;
@@ -121,8 +122,8 @@ int32_t tcamv6_dump_cmpr_tbl(tcamv6_state *state, int32_t n, tcamv6_prefix *orig
   } else if (static_cast<uint32_t>(n) != state->n_prefs) {
     TM_LOG(info, "%s: n_prefixes %d != state->n_prefs %d", __func__, n, static_cast<int>(state->n_prefs));
   } else {
-    const int32_t rows = tcamv6_dump_tree_int(n, tm_ptr<tm_n_ary_node>(state->anc_root), orig_prefs, cmpr_prefs,
-                                              cmpr_addrs, 0);
+    const int32_t rows =
+        tcamv6_dump_tree_int(n, tm_ptr<tm_n_ary_node>(state->anc_root), orig_prefs, cmpr_prefs, cmpr_addrs, 0);
     if (rows >= 0) {
       *count_out = static_cast<uint32_t>(rows);
       result = TM_OK;

@@ -14,10 +14,10 @@ namespace {
 constexpr const char *walk = "tcamv6_opt_tree_for_updates";
 
 struct child_room {
-  int32_t path;     // P
-  int8_t longest;   // L
-  uint8_t cost;     // w
-  int32_t limit;    // of the child
+  int32_t path;    // P
+  int8_t longest;  // L
+  uint8_t cost;    // w
+  int32_t limit;   // of the child
 };
 
 uint32_t path_and_cost(const child_room *room) { return static_cast<uint32_t>(room->path) + room->cost; }
@@ -53,8 +53,8 @@ int32_t measure_child(const tcamv6_anc_data *root, tcamv6_anc_data *child, child
     zel_fatal("\n%s root_anc NULL", walk);
   }
   room->cost = child->cost;
-  tm_util_trie_node *node = tm_util_trie_pcmpr_lookup_internal(tm_trie_node(root->aux), child_orig->key,
-                                                               child_orig->len, root_orig->len, 0, nullptr, &room->path);
+  tm_util_trie_node *node = tm_util_trie_pcmpr_lookup_internal(
+      tm_trie_node(root->aux), child_orig->key, child_orig->len, root_orig->len, 0, nullptr, &room->path);
   child->aux = tm_idx(node);
   if (node == nullptr) {
     room->path = TM_EINVAL;
@@ -87,9 +87,10 @@ void log_formula(int formula, const tcamv6_anc_data *root, const tcamv6_anc_data
 // A root that cannot give a child its path and what lies below loses the branching of the path-compressed trie.
 void check_paths(tcamv6_anc_data *root, int32_t lim, const child_room *room) {
   if (static_cast<uint32_t>(lim) < path_and_branch(room)) {
-    TM_LOG(error,
-           "%s: WARNING: Path length from the root to a child (%d) to its furthest leaf (%d) exceeds the root limit (%d)",
-           walk, room->path, room->longest, lim);
+    TM_LOG(
+        error,
+        "%s: WARNING: Path length from the root to a child (%d) to its furthest leaf (%d) exceeds the root limit (%d)",
+        walk, room->path, room->longest, lim);
     tcamv6_anc_set_uses_pcmpr(root, false);
   }
   if (static_cast<uint32_t>(lim) < path_and_cost(room)) {
@@ -102,8 +103,7 @@ void check_paths(tcamv6_anc_data *root, int32_t lim, const child_room *room) {
 
 int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_anc_data *root, int32_t limit);
 
-int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node,
-                  tcamv6_anc_data *child) {
+int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node, tcamv6_anc_data *child) {
   child_room room = {};
   const int32_t measured = measure_child(root, child, &room);
   if (measured != TM_OK) {
@@ -144,9 +144,8 @@ int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_an
     tcamv6_anc_data *data = tcamv6_anc_data_of(child);
     require_data(data, "child_data is NULL");
     const bool is_dummy = tcamv6_anc_is_dummy(data);
-    TM_LOG(trace,
-           "%s: root %p child %p child_data %p is_dummy=%s root(cost:%d,ht:%d,lim:%d) child(cost:%d,ht:%d)", walk,
-           static_cast<void *>(anc_node), static_cast<void *>(child), static_cast<void *>(data),
+    TM_LOG(trace, "%s: root %p child %p child_data %p is_dummy=%s root(cost:%d,ht:%d,lim:%d) child(cost:%d,ht:%d)",
+           walk, static_cast<void *>(anc_node), static_cast<void *>(child), static_cast<void *>(data),
            is_dummy ? "TRUE" : "FALSE", root->cost, root->ht, tcamv6_anc_lim(root), data->cost, data->ht);
     if (is_dummy) {
       set_dummy(root, data);

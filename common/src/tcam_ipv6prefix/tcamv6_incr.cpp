@@ -122,8 +122,7 @@ void log_refusal(const batch *b, const tcamv6_prefix *record, int32_t result) {
   TM_LOG(error,
          "%s: Incremental Compression failed on the %d-%s new prefix (code %d): " TM_ADDR_FORMAT
          " / %d. Recompression and brief disruption may occur.",
-         driver, static_cast<int>(b->at), ordinal_suffix(b->at), result, TM_ADDR_ARGS(record->address),
-         record->length);
+         driver, static_cast<int>(b->at), ordinal_suffix(b->at), result, TM_ADDR_ARGS(record->address), record->length);
 }
 
 // The ancestor data of the prefix that was just added.
@@ -222,8 +221,8 @@ int32_t walk_rows(const tcamv6_state *state) {
                               nullptr, 1);
 }
 
-// Would a walk of the whole table succeed, and print nothing? It fails when the rows before some node use up n_prefs. The
-// root comes last, so it does not while n_prefs exceeds the rows of all other nodes.
+// Would a walk of the whole table succeed, and print nothing? It fails when the rows before some node use up n_prefs.
+// The root comes last, so it does not while n_prefs exceeds the rows of all other nodes.
 bool walk_is_certain(const tcamv6_state *state) {
   const tcamv6_anc_data *root = tcamv6_anc_data_of(tcamv6_anc_node(state->anc_root));
   if (tcamv6_debug_flags.trace != 0 || root == nullptr || root->orig == TM_CHUNK_IDX_NULL) {

@@ -275,8 +275,8 @@ int32_t add_to_node(addition *add, tm_util_trie_node *node, int32_t *changed) {
   return TM_OK;
 }
 
-// Take a path back. What cannot go, being part of owned paths by now or never having been whole, is left to be reclaimed.
-// Returns true when the path had been made whole.
+// Take a path back. What cannot go, being part of owned paths by now or never having been whole, is left to be
+// reclaimed. Returns true when the path had been made whole.
 bool take_back_path(const addition *add, made_path *path) {
   if (path->end == nullptr) {
     tcamv6_remember_path(cmpr_root(add), &path->grown);

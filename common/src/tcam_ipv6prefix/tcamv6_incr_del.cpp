@@ -37,7 +37,8 @@ int32_t report(const char *text, int32_t result) {
 
 // Take the record's weights off the node's counters, if it has as much.
 int32_t take_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix, tcamv6_state *state, int32_t *changed) {
-  const uint32_t stored = tcamv6_safe_updates_on() && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
+  const uint32_t stored =
+      tcamv6_safe_updates_on() && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
   if (prefix->weight > stored) {
     TM_LOG(error, "%s: requested node count %d is more than existing %d refs len:%d p_len:%d dummy_ref_ct:%d data:%d",
            deleter, static_cast<int>(prefix->weight), static_cast<int>(stored), node->len, prefix->length, node->aux2,
@@ -67,8 +68,7 @@ void find_links(deletion *del, const tcamv6_state *state) {
 
 // The enclosing prefix, found by looking the node's own key up once it is no prefix any more.
 void find_parent(deletion *del) {
-  const tm_util_trie_node *enclosing =
-      tm_util_trie_lookup(del->orig_root, del->trie_node->key, del->trie_node->len, 1);
+  const tm_util_trie_node *enclosing = tm_util_trie_lookup(del->orig_root, del->trie_node->key, del->trie_node->len, 1);
   require(enclosing != nullptr, "bmp_trie_node is NULL");
   const auto *orig = tm_ptr<tcamv6_orig_data>(enclosing->data);
   require(orig != nullptr, "orig_trie_data is NULL");

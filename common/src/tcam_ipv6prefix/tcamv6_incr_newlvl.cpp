@@ -99,8 +99,7 @@ int32_t split_children(new_level *level) {
     if (contained != TM_OK && contained != TM_ENOENT) {
       return contained;
     }
-    const int32_t result =
-        tm_util_list_insert(contained == TM_OK ? &level->adopted : &level->staying, tm_idx(child));
+    const int32_t result = tm_util_list_insert(contained == TM_OK ? &level->adopted : &level->staying, tm_idx(child));
     if (result != TM_OK) {
       TM_LOG(info, "%s: list_insert failed %d", leveler, result);
       return result;

@@ -183,8 +183,7 @@ int32_t build_compressed_trie(full_run *run) {
 }
 
 int32_t make_sparse(full_run *run) {
-  const int32_t result =
-      tcamv6_make_sparse_cmpr_trie(run->anc_root, static_cast<int32_t>(run->state->max_cmpr_len));
+  const int32_t result = tcamv6_make_sparse_cmpr_trie(run->anc_root, static_cast<int32_t>(run->state->max_cmpr_len));
   if (result != TM_OK) {
     TM_LOG(error, "%s: Failed to make compressed trie sparse %d", pipeline, result);
   }

@@ -84,8 +84,7 @@ int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *const *orig_nodes, const 
          static_cast<const void *>(orig_nodes), static_cast<const void *>(list), static_cast<int>(count),
          static_cast<void *>(cmpr_nodes), static_cast<void *>(replace_nodes));
   int32_t result = TM_OK;
-  if (count != 0 &&
-      (orig_nodes == nullptr || list == nullptr || cmpr_nodes == nullptr || replace_nodes == nullptr)) {
+  if (count != 0 && (orig_nodes == nullptr || list == nullptr || cmpr_nodes == nullptr || replace_nodes == nullptr)) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     result = TM_EINVAL;
   }

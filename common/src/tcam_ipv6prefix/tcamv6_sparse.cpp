@@ -44,9 +44,8 @@ int32_t tcamv6_set_cmpr_trie_prefix_node_limits(const tm_n_ary_node *anc_node, i
   limits->max_depth = static_cast<int8_t>(static_cast<uint8_t>(max_cmpr_len - data->bits));
   limits->ends = tcamv6_anc_is_dummy(data);
   TM_LOG(info, "%s: cmpr node %p cmpr data %p max_depth %d anc node %p anc data %p (cost:%d,ht:%d,len:%d)", __func__,
-         static_cast<void *>(node), static_cast<void *>(limits), limits->max_depth,
-         static_cast<const void *>(anc_node), static_cast<const void *>(data), data->cost, data->ht,
-         tcamv6_anc_lim(data));
+         static_cast<void *>(node), static_cast<void *>(limits), limits->max_depth, static_cast<const void *>(anc_node),
+         static_cast<const void *>(data), data->cost, data->ht, tcamv6_anc_lim(data));
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); child != nullptr;
        child = tcamv6_anc_next(child)) {
     const int32_t result = tcamv6_set_cmpr_trie_prefix_node_limits(child, max_cmpr_len);

@@ -3,8 +3,8 @@
 
 #include <string.h>
 
-#include "tcamv6_leftovers.h"
 #include "tcamv6_anc_tree.h"
+#include "tcamv6_leftovers.h"
 #include "tm_debug.h"
 #include "tm_n_ary_tree.h"
 #include "tm_trie.h"

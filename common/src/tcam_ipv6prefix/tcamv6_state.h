@@ -15,8 +15,8 @@ TM_API_BEGIN
 enum {
   TCAMV6_MAX_PROCESSORS = 4,
   TCAMV6_MAX_INSTANCES = 2,
-  TCAMV6_MAX_PREF_LEN = 128, /* bits of an uncompressed key */
-  TCAMV6_MAX_CMPR_LEN = 64,  /* most bits of a compressed prefix */
+  TCAMV6_MAX_PREF_LEN = 128,  /* bits of an uncompressed key */
+  TCAMV6_MAX_CMPR_LEN = 64,   /* most bits of a compressed prefix */
   TCAMV6_MAX_PREFIXES = 65534 /* records of one request */
 };
 
@@ -25,14 +25,14 @@ enum {
 typedef struct tcamv6_state {
   uint32_t max_pref_len;
   uint32_t max_cmpr_len;
-  int32_t opt_done;           /* 1 = a full compression has succeeded; requests are batches from then on */
-  int32_t trees_built;        /* ancestor tree and path-compressed trie are those of this run */
-  tm_chunk_idx cmpr_root;     /* compressed trie */
-  tm_chunk_idx orig_root;     /* trie of the uncompressed prefixes */
-  tm_chunk_idx pcmpr_root;    /* path-compressed trie; only during a full compression */
-  tm_chunk_idx anc_root;      /* ancestor tree */
-  uint32_t n_prefs;           /* distinct prefixes stored, anchors included */
-  uint32_t extra_op_count;    /* records of each half of extra_ops */
+  int32_t opt_done;            /* 1 = a full compression has succeeded; requests are batches from then on */
+  int32_t trees_built;         /* ancestor tree and path-compressed trie are those of this run */
+  tm_chunk_idx cmpr_root;      /* compressed trie */
+  tm_chunk_idx orig_root;      /* trie of the uncompressed prefixes */
+  tm_chunk_idx pcmpr_root;     /* path-compressed trie; only during a full compression */
+  tm_chunk_idx anc_root;       /* ancestor tree */
+  uint32_t n_prefs;            /* distinct prefixes stored, anchors included */
+  uint32_t extra_op_count;     /* records of each half of extra_ops */
   tcamv6_cmpr_pref *extra_ops; /* 2 x extra_op_count records on the platform heap, or null */
   uint64_t reserved;
   tm_incr_update_entry entries[TM_INCR_SLOTS]; /* the instance's update list */

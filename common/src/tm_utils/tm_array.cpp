@@ -17,8 +17,8 @@ struct sort_job {
   uint8_t *at(size_t i) const { return array + i * elem_size; }
 };
 
-constexpr size_t run_length = 8;      // shorter runs are sorted by insertion
-constexpr size_t largest_cell = 64;   // largest element that insertion keeps on the stack
+constexpr size_t run_length = 8;     // shorter runs are sorted by insertion
+constexpr size_t largest_cell = 64;  // largest element that insertion keeps on the stack
 
 void swap_elements(const sort_job &job, size_t a, size_t b) {
   uint8_t *x = job.at(a);
@@ -87,8 +87,8 @@ void rotate(const sort_job &job, size_t first, size_t middle, size_t last) {
 size_t partition_point(const sort_job &job, size_t first, size_t last, size_t pivot, bool after_equals) {
   while (first < last) {
     const size_t probe = first + (last - first) / 2;
-    const bool before = after_equals ? job.cmp(job.at(pivot), job.at(probe)) >= 0
-                                     : job.cmp(job.at(probe), job.at(pivot)) < 0;
+    const bool before =
+        after_equals ? job.cmp(job.at(pivot), job.at(probe)) >= 0 : job.cmp(job.at(probe), job.at(pivot)) < 0;
     if (before) {
       first = probe + 1;
     } else {

@@ -28,9 +28,7 @@ tm_chunk_info *chunk_info_base = nullptr;
 // Abandoned elements, one chain per type. Nothing refers to them, so the first 8 bytes of each hold the next.
 void *abandoned[TM_CHUNK_TYPES] = {};
 
-void *pool_of(uint32_t type) {
-  return reinterpret_cast<void *>(static_cast<uintptr_t>(chunk_info_base[type].handle));
-}
+void *pool_of(uint32_t type) { return reinterpret_cast<void *>(static_cast<uintptr_t>(chunk_info_base[type].handle)); }
 
 // Can a type be taken or given back? Reports under the caller's name when not.
 bool type_has_pool(uint32_t type, const char *function) {
@@ -104,9 +102,7 @@ void tm_chunk_free(uint32_t type, void *element) {
   --chunk_info_base[type].allocated;
 }
 
-void *tm_chunk_idx2ptr(uint32_t type, tm_chunk_idx idx) {
-  return type < TM_CHUNK_TYPES ? tm_ptr<void>(idx) : nullptr;
-}
+void *tm_chunk_idx2ptr(uint32_t type, tm_chunk_idx idx) { return type < TM_CHUNK_TYPES ? tm_ptr<void>(idx) : nullptr; }
 
 tm_chunk_idx tm_chunk_ptr2idx(uint32_t type, const void *ptr) {
   return type < TM_CHUNK_TYPES ? tm_idx(ptr) : TM_CHUNK_IDX_NULL;

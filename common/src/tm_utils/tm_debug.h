@@ -38,38 +38,37 @@ TM_API_END
 #ifdef __cplusplus
 
 /* TM_LOG(error, "%s: ...", __func__, ...): one log line, gated by the named word. */
-#define TM_LOG(word, ...)              \
-  do {                                 \
+#define TM_LOG(word, ...)               \
+  do {                                  \
     if (tcamv6_debug_flags.word != 0) { \
-      zel_buginf(__VA_ARGS__);         \
-      zel_buginf("\n");                \
-    }                                  \
+      zel_buginf(__VA_ARGS__);          \
+      zel_buginf("\n");                 \
+    }                                   \
   } while (0)
 
 /* TM_LOG_PROCESSING(info, "%s: ...", ...): the same for problems of the request layer. */
-#define TM_LOG_PROCESSING(word, ...)     \
-  do {                                   \
-    if (tcamv6_debug_flags.word != 0) {   \
-      zel_buginf("\nTM_PROCESSING ");    \
-      zel_buginf(__VA_ARGS__);           \
-      zel_buginf("\n");                  \
-    }                                    \
+#define TM_LOG_PROCESSING(word, ...)    \
+  do {                                  \
+    if (tcamv6_debug_flags.word != 0) { \
+      zel_buginf("\nTM_PROCESSING ");   \
+      zel_buginf(__VA_ARGS__);          \
+      zel_buginf("\n");                 \
+    }                                   \
   } while (0)
 
 /* TM_REQUIRE(node, "node is NULL"): a broken invariant ends the process, naming the function. */
-#define TM_REQUIRE(condition, text)              \
-  do {                                           \
-    if (!(condition)) {                          \
-      zel_fatal("\n%s: " text, __func__);        \
-    }                                            \
+#define TM_REQUIRE(condition, text)       \
+  do {                                    \
+    if (!(condition)) {                   \
+      zel_fatal("\n%s: " text, __func__); \
+    }                                     \
   } while (0)
 
 /* The two ways in which a prefix is printed: arguments of a format that begins with "%s ". */
-#define TM_ADDR_FORMAT \
-  "%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x"
-#define TM_ADDR_ARGS(a)                                                                             \
-  (a)[0], (a)[1], (a)[2], (a)[3], (a)[4], (a)[5], (a)[6], (a)[7], (a)[8], (a)[9], (a)[10], (a)[11], \
-      (a)[12], (a)[13], (a)[14], (a)[15]
+#define TM_ADDR_FORMAT "%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x"
+#define TM_ADDR_ARGS(a)                                                                                               \
+  (a)[0], (a)[1], (a)[2], (a)[3], (a)[4], (a)[5], (a)[6], (a)[7], (a)[8], (a)[9], (a)[10], (a)[11], (a)[12], (a)[13], \
+      (a)[14], (a)[15]
 
 #endif
 

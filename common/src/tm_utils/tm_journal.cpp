@@ -106,8 +106,8 @@ int32_t tm_journal_open(uint32_t n_records) {
   // Nothing that is given back makes room before the batch ends, so a batch takes no more than is unused now.
   const size_t most = n_records * elements_per_record;
   open_journal.edit_room = (n_records + 1) * edits_per_record;
-  open_journal.edits = static_cast<saved_word *>(
-      zel_malloc_named(TM_MEM_TAG_LIST, open_journal.edit_room * sizeof(saved_word)));
+  open_journal.edits =
+      static_cast<saved_word *>(zel_malloc_named(TM_MEM_TAG_LIST, open_journal.edit_room * sizeof(saved_word)));
   if (open_journal.edits == nullptr || !make_element_log(&open_journal.taken, smaller(most, unused)) ||
       !make_element_log(&open_journal.released, smaller(most, allocated + unused))) {
     close_journal();

@@ -26,8 +26,8 @@ extend_side extend_side_of_root(const tm_util_trie_node *root) {
   if (root->tag == 0) {
     return EXTEND_NONE;
   }
-  const bool only_child_1 = tm_util_trie_pcmpr_is_branch(tm_trie_child(root, 1)) &&
-                            !tm_util_trie_pcmpr_is_branch(tm_trie_child(root, 0));
+  const bool only_child_1 =
+      tm_util_trie_pcmpr_is_branch(tm_trie_child(root, 1)) && !tm_util_trie_pcmpr_is_branch(tm_trie_child(root, 0));
   return only_child_1 ? EXTEND_CHILD_0 : EXTEND_CHILD_1;
 }
 
@@ -120,8 +120,7 @@ int32_t tm_util_trie_pcmpr_node_new(tm_util_trie_node **output) {
 }
 
 bool tm_util_trie_pcmpr_is_branch(const tm_util_trie_node *node) {
-  return node != nullptr &&
-         (node->tag != 0 || (node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL));
+  return node != nullptr && (node->tag != 0 || (node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL));
 }
 
 int32_t tm_util_trie_pcmpr_gen(tm_util_trie_node *trie_root, tm_util_trie_node **output) {
@@ -200,8 +199,7 @@ int32_t tm_util_calculate_longest_pathlen(const tm_util_trie_node *node) {
 }
 
 tm_util_trie_node *tm_util_trie_pcmpr_lookup_internal(tm_util_trie_node *node, const uint8_t *key, int32_t key_len,
-                                                      int32_t start, int32_t record, uint8_t *bits,
-                                                      int32_t *count) {
+                                                      int32_t start, int32_t record, uint8_t *bits, int32_t *count) {
   if ((record == 1 && bits == nullptr) || key == nullptr || count == nullptr) {
     return nullptr;
   }
@@ -263,19 +261,17 @@ int32_t tm_util_trie_pcmpr_len(tm_util_trie_node *root, const uint8_t *key_a, in
   return count;
 }
 
-int32_t tm_util_trie_pcmpr_getpath(tm_util_trie_node *root, const uint8_t *key_a, int32_t len_a,
-                                   const uint8_t *key_b, int32_t len_b, uint8_t *bits, int32_t *count) {
+int32_t tm_util_trie_pcmpr_getpath(tm_util_trie_node *root, const uint8_t *key_a, int32_t len_a, const uint8_t *key_b,
+                                   int32_t len_b, uint8_t *bits, int32_t *count) {
   if (root == nullptr || key_a == nullptr || key_b == nullptr || bits == nullptr || count == nullptr ||
       !is_prefix_of(key_a, len_a, key_b, len_b)) {
     return TM_EINVAL;
   }
   tm_util_trie_node *node_a = tm_util_trie_pcmpr_lookup_internal(root, key_a, len_a, 0, 0, nullptr, count);
-  return tm_util_trie_pcmpr_lookup_internal(node_a, key_b, len_b, len_a, 1, bits, count) != nullptr ? TM_OK
-                                                                                                   : TM_EINVAL;
+  return tm_util_trie_pcmpr_lookup_internal(node_a, key_b, len_b, len_a, 1, bits, count) != nullptr ? TM_OK : TM_EINVAL;
 }
 
-int32_t tm_util_trie_pcmpr_addpath(tm_util_trie_node *start, tm_util_trie_node *end, const uint8_t *bits,
-                                   int32_t n) {
+int32_t tm_util_trie_pcmpr_addpath(tm_util_trie_node *start, tm_util_trie_node *end, const uint8_t *bits, int32_t n) {
   if (start == nullptr || bits == nullptr) {
     return TM_EINVAL;
   }

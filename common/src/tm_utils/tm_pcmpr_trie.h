@@ -13,11 +13,11 @@ TM_API_BEGIN
 
 /** Edges of one path-compressed node. Bits are laid out as in keys. */
 typedef struct tcamv6_pcmpr_data {
-  uint8_t path0[16];  /* edge to child 0; its first bit is 0 */
-  uint8_t path1[16];  /* edge to child 1; its first bit is 1 */
-  uint8_t len0;       /* bits of path0 */
-  uint8_t len1;       /* bits of path1 */
-  uint8_t longest;    /* edges of the longest path down from here */
+  uint8_t path0[16]; /* edge to child 0; its first bit is 0 */
+  uint8_t path1[16]; /* edge to child 1; its first bit is 1 */
+  uint8_t len0;      /* bits of path0 */
+  uint8_t len1;      /* bits of path1 */
+  uint8_t longest;   /* edges of the longest path down from here */
   uint8_t reserved;
   uint32_t extension; /* non-zero: the only edge is "0" to child 0 and stands for no key bit */
 } tcamv6_pcmpr_data;

@@ -7,8 +7,8 @@
 TM_API_BEGIN
 
 enum {
-  TM_PREFIX_FLAG_ADD = 1,    /* bit 0 of flags_tag: set = add, clear = delete */
-  TM_PREFIX_TAG_SHIFT = 12,  /* bits 12-31 of flags_tag: the tag, a 20-bit sequence number */
+  TM_PREFIX_FLAG_ADD = 1,   /* bit 0 of flags_tag: set = add, clear = delete */
+  TM_PREFIX_TAG_SHIFT = 12, /* bits 12-31 of flags_tag: the tag, a 20-bit sequence number */
   TM_PREFIX_FLAGS_MASK = 0xFFF,
   TM_PREFIX_TAG_MASK = 0xFFFFF
 };

@@ -42,8 +42,8 @@ void set_path_bit(tm_key_number *path, int32_t bit, bool value) {
 }
 
 // Rewrite the keys of a subtree whose root is at depth len on a path. Bits of the path that a walk has set stay set
-// beyond the next node's depth, and show in keys: a node after a branch gets the path's first bytes only, the nodes of a
-// chain all 16. Right subtrees come first.
+// beyond the next node's depth, and show in keys: a node after a branch gets the path's first bytes only, the nodes of
+// a chain all 16. Right subtrees come first.
 int32_t rewrite_keys(tm_util_trie_node *node, tm_key_number *path, int32_t len) {
   tm_key_store(node->key, *path & tm_key_number_leading((len + 7) / 8 * 8));
   node->len = static_cast<uint16_t>(len);
@@ -93,8 +93,7 @@ void tm_util_trie_node_initialize(tm_util_trie_node *node, const tm_util_trie_no
   }
 }
 
-tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len,
-                                       tm_trie_grown *grown) {
+tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len, tm_trie_grown *grown) {
   tm_util_trie_node *node = root;
   *grown = {};
   for (int32_t i = 0; i < len; ++i) {

@@ -48,8 +48,7 @@ TM_API tm_util_trie_node *tm_util_trie_insert(tm_util_trie_node *root, const uin
 /** Look a key up.
  *  @param mode   0 = the node at depth len, tagged or not; 1 = the deepest tagged node at depth 0..len
  *  @return null when there is none */
-TM_API tm_util_trie_node *tm_util_trie_lookup(tm_util_trie_node *root, const uint8_t *key, int32_t len,
-                                              int32_t mode);
+TM_API tm_util_trie_node *tm_util_trie_lookup(tm_util_trie_node *root, const uint8_t *key, int32_t len, int32_t mode);
 
 /** Find a tag in a trie that is ordered by tag like a binary search tree; null when it is not there. */
 TM_API tm_util_trie_node *tm_util_trie_find(tm_util_trie_node *root, uint32_t tag);
@@ -127,8 +126,7 @@ typedef struct tm_trie_grown {
 } tm_trie_grown;
 
 /* tm_util_trie_insert and tm_util_trie_gen_extending_path, telling what they made. */
-tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len,
-                                       tm_trie_grown *grown);
+tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len, tm_trie_grown *grown);
 tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown);
 
 #endif
