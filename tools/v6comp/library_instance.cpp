@@ -82,6 +82,15 @@ tcamv6_prefix record_of(const request_row &row) {
   return record;
 }
 
+std::vector<request_row> request_rows(const prefix_table &table) {
+  std::vector<request_row> rows;
+  rows.reserve(table.rows.size());
+  for (const table_row &row : table.rows) {
+    rows.push_back({row.prefix, row.weight, true});
+  }
+  return rows;
+}
+
 library_instance::library_instance(const common_options &options)
     : processor_(options.processor),
       instance_(options.instance),
@@ -144,17 +153,19 @@ std::optional<address_answer> library_instance::find(ip_key address) const {
   return address_answer{prefix, translation_of(code, code_address)};
 }
 
-std::vector<dump_row> library_instance::dump() const {
+uint32_t library_instance::count_stored() const {
   uint32_t n = 0;
+  return tcamv6_dump_n_prefixes(state_, &n) == TM_OK ? n : 0;
+}
+
+std::vector<dump_row> library_instance::dump() const {
+  const uint32_t n = count_stored();
   uint32_t written = 0;
-  int32_t status = tcamv6_dump_n_prefixes(state_, &n);
   std::vector<tcamv6_prefix> prefixes(n);
   std::vector<tcamv6_cmpr_pref> codes(n);
   std::vector<tcamv6_cmpr_addr> addresses(n);
-  if (status == TM_OK) {
-    status = tcamv6_dump_cmpr_tbl(state_, static_cast<int32_t>(n), prefixes.data(), codes.data(), addresses.data(),
-                                  &written);
-  }
+  const int32_t status =
+      tcamv6_dump_cmpr_tbl(state_, static_cast<int32_t>(n), prefixes.data(), codes.data(), addresses.data(), &written);
   if (status != TM_OK) {
     throw tool_failure{exit_no, {fmt::format("the library cannot dump the table: {}", status)}};
   }

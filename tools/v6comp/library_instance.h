@@ -51,6 +51,9 @@ void start_library(const common_options &options, const pool_needs &needs);
 tcamv6_prefix record_of(const ip_prefix &prefix);
 tcamv6_prefix record_of(const request_row &row);
 
+// The rows of a table as a request.
+std::vector<request_row> request_rows(const prefix_table &table);
+
 class library_instance {
  public:
   // Of the processor and number that the options name.
@@ -64,6 +67,9 @@ class library_instance {
   // Ask the library. Nothing: it does not store the prefix, or no stored prefix covers the address.
   std::optional<translation> translate(const ip_prefix &prefix) const;
   std::optional<address_answer> find(ip_key address) const;
+
+  // Distinct prefixes stored, anchors and /0 included.
+  uint32_t count_stored() const;
 
   // The library's walk of its table: prefixes of the table and /0, each after all that lie inside it.
   std::vector<dump_row> dump() const;

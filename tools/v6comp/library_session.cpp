@@ -36,13 +36,4 @@ std::vector<pool_use> library_session::pools() const {
   return uses;
 }
 
-std::vector<request_row> request_rows(const prefix_table &table) {
-  std::vector<request_row> rows;
-  rows.reserve(table.rows.size());
-  for (const table_row &row : table.rows) {
-    rows.push_back({row.prefix, row.weight, true});
-  }
-  return rows;
-}
-
 }  // namespace v6tool

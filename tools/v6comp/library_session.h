@@ -48,9 +48,6 @@ class library_session {
   request_outcome result_;
 };
 
-// The rows of a table as a request.
-std::vector<request_row> request_rows(const prefix_table &table);
-
 }  // namespace v6tool
 
 #endif

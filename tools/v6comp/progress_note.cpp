@@ -67,4 +67,17 @@ progress_note::~progress_note() {
   }
 }
 
+counted_note::counted_note(const char *what, size_t steps, bool quiet)
+    : text_(std::string(what) + ", step " + std::string(std::to_string(steps).size(), ' ') + " of " +
+            std::to_string(steps)),
+      digits_(std::to_string(steps).size()),
+      note_(text_.c_str(), quiet) {}
+
+void counted_note::at(size_t step) {
+  size_t place = text_.rfind(" of ");
+  for (size_t i = 0; i < digits_; ++i, step /= 10) {
+    text_[--place] = step == 0 ? ' ' : static_cast<char>('0' + step % 10);
+  }
+}
+
 }  // namespace v6tool

@@ -2,6 +2,9 @@
 #ifndef PROGRESS_NOTE_H
 #define PROGRESS_NOTE_H
 
+#include <cstddef>
+#include <string>
+
 namespace v6tool {
 
 // While one exists, a terminal on standard error shows what is being done and for how many seconds, from the first
@@ -15,6 +18,18 @@ class progress_note {
 
  private:
   bool active_;
+};
+
+// The same for work in steps: it shows which one is being done.
+class counted_note {
+ public:
+  counted_note(const char *what, size_t steps, bool quiet);
+  void at(size_t step);
+
+ private:
+  std::string text_;  // what the note shows; written to in place
+  size_t digits_;
+  progress_note note_;
 };
 
 }  // namespace v6tool

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "code_bits.h"
+#include "json_summary.h"
 
 namespace v6tool {
 
@@ -105,33 +106,11 @@ std::string text_summary(const summary &s) {
   return out;
 }
 
-// One line per value, nested keys joined by dots.
-void append_csv(std::string &out, const std::string &key, const nlohmann::ordered_json &value) {
-  if (!value.is_object()) {
-    out += key + ',' + csv_text(value.is_string() ? value.get<std::string>() : value.dump()) + '\n';
-    return;
-  }
-  for (const auto &[name, inner] : value.items()) {
-    append_csv(out, key.empty() ? name : key + '.' + name, inner);
-  }
-}
-
 }  // namespace
 
 std::string table_summary(const library_session &session, const prefix_table &table, const output_format &format) {
   const summary s = summarize(session, table);
-  const std::string name = format.name;
-  if (name == "text") {
-    return text_summary(s);
-  }
-  const nlohmann::ordered_json object = json_summary(s, table.name);
-  if (name == "csv") {
-    std::string out = "key,value\n";
-    append_csv(out, "", object);
-    return out;
-  }
-  constexpr auto replace = nlohmann::ordered_json::error_handler_t::replace;
-  return object.dump(name == "json" ? 2 : -1, ' ', true, replace) + '\n';
+  return &format == &text_format() ? text_summary(s) : format_summary(json_summary(s, table.name), format);
 }
 
 }  // namespace v6tool

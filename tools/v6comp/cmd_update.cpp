@@ -1,0 +1,109 @@
+// v6comp update: keep a table up to date, batch by batch, and say what became of each.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "instance_check.h"
+#include "live_options.h"
+#include "live_table.h"
+#include "progress_note.h"
+#include "tool_options.h"
+#include "update_figures.h"
+
+namespace v6tool {
+
+namespace {
+
+enum class check_time : uint8_t { every, end, off };
+
+struct update_options {
+  live_options live;
+  output_options output;
+  std::string history;
+  check_time verify = check_time::end;
+  bool summary = false;
+  bool headroom = false;
+};
+
+std::string violation_in(const live_table &live) {
+  const stored_prefixes stored = find_stored_prefixes(live.table());
+  instance_check check(live.instance(), stored);
+  if (check.codes_are_right() && check.edges_are_right() && live.instance().count_stored() != stored.prefixes.size()) {
+    return fmt::format("the library stores {} prefixes, {} are expected", live.instance().count_stored(),
+                       stored.prefixes.size());
+  }
+  return check.counterexample();
+}
+
+update_figures run_history(const prefix_table &table, const update_history &history, const update_options &options) {
+  counted_note note("updating", history.batches.size(), options.live.common.quiet);
+  live_table live(table, history, options.live);
+  update_figures figures = {
+      table.name,         history.name, options.live.policy->name, options.live.as_written, live.size(),
+      live.compress_ms(), {},           history.batches.size()};
+  for (const history_batch &batch : history.batches) {
+    batch_figures b;
+    b.number = figures.batches.size() + 1;
+    note.at(b.number);
+    b.report = live.apply(batch);
+    b.table_prefixes = live.size();
+    const bool is_last = b.number == history.batches.size() ||
+                         (b.report.refused_changes != 0 && options.live.on_refusal == refusal_action::stop);
+    b.checked = options.verify == check_time::every || (options.verify == check_time::end && is_last);
+    b.violation = b.checked ? violation_in(live) : "";
+    figures.batches.push_back(std::move(b));
+    if (is_last) {
+      break;
+    }
+  }
+  return figures;
+}
+
+exit_code run_update(const update_options &options) {
+  const prefix_table table = read_command_table(options.live.common);
+  const update_history history = read_command_history(options.history);
+  const update_figures figures = run_history(table, history, options);
+  const output_format &format = *options.output.format;
+  std::string out = options.summary    ? update_summary(figures, format)
+                    : options.headroom ? update_refusals(figures, format)
+                                       : update_rows(figures, format);
+  const std::string closing = closing_line(figures);
+  if (&format == &text_format()) {
+    out += closing;
+  } else if (!options.live.common.quiet) {
+    say(closing.substr(0, closing.size() - 1));
+  }
+  write_output(options.output, out);
+  const update_totals totals = total_of(figures);
+  return totals.left_out == 0 && totals.violations == 0 ? exit_good : exit_no;
+}
+
+}  // namespace
+
+void add_update_command(CLI::App &app, command &chosen) {
+  CLI::App *sub = app.add_subcommand("update", "Apply batches of changes to a table");
+  const auto options = std::make_shared<update_options>();
+  add_common_options(*sub, options->live.common);
+  add_history_argument(*sub, options->history);
+  add_live_options(*sub, options->live);
+  sub->add_option("--verify", options->verify, "when to prove the table right: every batch, at the end, or off")
+      ->transform(CLI::CheckedTransformer(
+          std::map<std::string, check_time>{
+              {"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}},
+          CLI::ignore_case))
+      ->type_name("every|end|off")
+      ->default_str("end");
+  sub->add_flag("-s,--summary", options->summary, "print figures of the whole history instead");
+  sub->add_flag("--headroom", options->headroom, "print what ran out at each refusal instead, and where");
+  add_output_options(*sub, options->output);
+  sub->footer(
+      "Lines of a history: +prefix/length [weight], -prefix/length [weight], --- after each batch.\n"
+      "changed: prefixes in the table before and after whose compressed prefix or address is another.\n"
+      "Policies:\n" +
+      policy_help() +
+      "A delete of more weight than a prefix has is refused, and its batch left out, whatever --on-refusal is.\n"
+      "Exit: 0 all done and right, 1 a batch was refused or a check failed, 2 usage or bad input.");
+  sub->callback([options, &chosen] { chosen = [options] { return run_update(*options); }; });
+}
+
+}  // namespace v6tool

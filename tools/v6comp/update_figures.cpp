@@ -1,0 +1,219 @@
+#include "update_figures.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <iterator>
+
+#include "json_summary.h"
+#include "prefix_text.h"
+
+namespace v6tool {
+
+namespace {
+
+constexpr column batch_columns[] = {{"batch", 6},           {"adds", 6},    {"deletes", 7}, {"present", 7},
+                                    {"absent", 6},          {"changed", 7}, {"result", 12}, {"requests", 8},
+                                    {"table_prefixes", 8},  {"time_us", 9}, {"right", 5},   {"refusals", 0},
+                                    {"refused_changes", 0}, {"kind", 0},    {"reason", 40}, {"violation", 0}};
+
+constexpr column refusal_columns[] = {{"batch", 6},
+                                      {"kind", 10},
+                                      {"prefix", 30},
+                                      {"anchor", 6},
+                                      {"case", 10},
+                                      {"enclosing", 30},
+                                      {"enclosing_compressed_length_bits", 8},
+                                      {"free_bits", 9},
+                                      {"siblings", 8},
+                                      {"result", 12},
+                                      {"reason", 0}};
+
+uint64_t microseconds(double ms) { return static_cast<uint64_t>(std::llround(ms * 1000)); }
+
+std::string result_of(const batch_report &report) {
+  if (report.recompressed) {
+    return "recompressed";
+  }
+  return report.refused_changes != 0 ? "refused" : report.refused ? "split" : "accepted";
+}
+
+// In text the columns need a heading; a name is cut where its column is narrow.
+std::string heading(std::span<const column> columns, const output_format &format) {
+  std::string out;
+  if (&format != &text_format()) {
+    return out;
+  }
+  for (const column &c : columns) {
+    if (c.text_width != 0) {
+      const std::string name = std::string(c.name).substr(0, static_cast<size_t>(c.text_width));
+      fmt::format_to(std::back_inserter(out), "{:<{}} ", name, c.text_width);
+    }
+  }
+  out.erase(out.find_last_not_of(' ') + 1);
+  return out + '\n';
+}
+
+cell text_or_nothing(const std::string &text) { return text.empty() ? cell() : cell(text); }
+
+nlohmann::ordered_json json_of(const update_figures &f, const update_totals &t) {
+  nlohmann::ordered_json cases = nlohmann::ordered_json::object();
+  for (size_t i = 0; i < n_record_cases; ++i) {
+    cases[case_name(static_cast<record_case>(i))] = t.sum.cases[i];
+  }
+  return {{"table", f.table},
+          {"history", f.history},
+          {"policy", f.policy},
+          {"safe_updates", !f.as_written},
+          {"table_prefixes_before", f.first_prefixes},
+          {"table_prefixes_after", f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes},
+          {"batches", f.batches.size()},
+          {"batches_not_reached", f.batches_of_history - f.batches.size()},
+          {"accepted", t.accepted},
+          {"accepted_after_split", t.split},
+          {"recompressed", t.recompressed},
+          {"refused", t.left_out},
+          {"refusals_by_kind", t.refusals},
+          {"refused_requests", t.sum.refusals},
+          {"requests", t.sum.requests},
+          {"adds", t.sum.adds},
+          {"deletes", t.sum.deletes},
+          {"present", t.sum.present},
+          {"absent", t.sum.absent},
+          {"refused_changes", t.sum.refused_changes},
+          {"changed_by_batches", t.changed_by_batches},
+          {"changed_by_recompressions", t.changed_by_recompressions},
+          {"records_by_case", cases},
+          {"checks", t.checks},
+          {"violations", t.violations},
+          {"breaks", t.breaks},
+          {"first_violation", t.first_violation},
+          {"first_compression_us", microseconds(f.first_ms)},
+          {"time_us", microseconds(t.sum.ms)}};
+}
+
+std::string text_of(const update_figures &f, const update_totals &t) {
+  std::string out;
+  auto to = std::back_inserter(out);
+  const uint64_t after = f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes;
+  fmt::format_to(to, "table               {} prefixes, then {}\n", f.first_prefixes, after);
+  fmt::format_to(to, "batches             {} of {}, {} adds ({} present), {} deletes ({} absent)\n", f.batches.size(),
+                 f.batches_of_history, t.sum.adds, t.sum.present, t.sum.deletes, t.sum.absent);
+  fmt::format_to(to, "accepted            {}, {} of them after a first refusal\n", t.accepted, t.split);
+  fmt::format_to(to, "recompressed        {}\n", t.recompressed);
+  fmt::format_to(to, "refused             {}, {} changes left out\n", t.left_out, t.sum.refused_changes);
+  for (const auto &[kind, count] : t.refusals) {
+    fmt::format_to(to, "  {:<18}{}\n", kind, count);
+  }
+  fmt::format_to(to, "changed             {} by batches, {} by recompressions\n", t.changed_by_batches,
+                 t.changed_by_recompressions);
+  out += "records\n";
+  for (size_t i = 0; i < n_record_cases; ++i) {
+    fmt::format_to(to, "  {:<18}{}\n", case_name(static_cast<record_case>(i)), t.sum.cases[i]);
+  }
+  fmt::format_to(to, "time                {:.1f} ms, and {:.1f} ms for the first compression\n", t.sum.ms, f.first_ms);
+  return out;
+}
+
+}  // namespace
+
+update_totals total_of(const update_figures &figures) {
+  update_totals t;
+  bool was_right = true;
+  for (const batch_figures &b : figures.batches) {
+    const batch_report &r = b.report;
+    t.sum.adds += r.adds;
+    t.sum.deletes += r.deletes;
+    t.sum.present += r.present;
+    t.sum.absent += r.absent;
+    t.sum.requests += r.requests;
+    t.sum.refusals += r.refusals;
+    t.sum.refused_changes += r.refused_changes;
+    t.sum.ms += r.ms;
+    for (size_t i = 0; i < n_record_cases; ++i) {
+      t.sum.cases[i] += r.cases[i];
+    }
+    (r.recompressed ? t.changed_by_recompressions : t.changed_by_batches) += r.changed;
+    ++(r.recompressed ? t.recompressed : r.refused_changes != 0 ? t.left_out : t.accepted);
+    t.split += result_of(r) == "split" ? 1 : 0;
+    if (r.refused) {
+      ++t.refusals[r.refused->kind];
+    }
+    if (b.checked) {
+      ++t.checks;
+      t.violations += b.violation.empty() ? 0 : 1;
+      t.breaks += was_right && !b.violation.empty() ? 1 : 0;
+      was_right = b.violation.empty();
+    }
+    if (t.first_violation.empty() && !b.violation.empty()) {
+      t.first_violation = fmt::format("batch {}: {}", b.number, b.violation);
+    }
+  }
+  return t;
+}
+
+std::string update_rows(const update_figures &figures, const output_format &format) {
+  record_writer writer(format, {std::begin(batch_columns), std::end(batch_columns)});
+  for (const batch_figures &b : figures.batches) {
+    const batch_report &r = b.report;
+    const cell cells[] = {b.number,
+                          r.adds,
+                          r.deletes,
+                          r.present,
+                          r.absent,
+                          r.changed,
+                          result_of(r),
+                          r.requests,
+                          b.table_prefixes,
+                          microseconds(r.ms),
+                          b.checked ? cell(b.violation.empty()) : cell(),
+                          r.refusals,
+                          r.refused_changes,
+                          r.refused ? cell(r.refused->kind) : cell(),
+                          r.refused ? cell(r.refused->reason) : cell(),
+                          text_or_nothing(b.violation)};
+    writer.row(cells);
+  }
+  return heading(batch_columns, format) + writer.finish();
+}
+
+std::string update_refusals(const update_figures &figures, const output_format &format) {
+  record_writer writer(format, {std::begin(refusal_columns), std::end(refusal_columns)});
+  for (const batch_figures &b : figures.batches) {
+    if (!b.report.refused) {
+      continue;
+    }
+    const refusal &r = *b.report.refused;
+    const cell cells[] = {b.number,
+                          r.kind,
+                          r.prefix ? cell(format_prefix(*r.prefix)) : cell(),
+                          r.is_anchor,
+                          text_or_nothing(r.case_of_prefix),
+                          r.prefix ? cell(format_prefix(r.enclosing)) : cell(),
+                          r.enclosing_bits ? cell(*r.enclosing_bits) : cell(),
+                          r.enclosing_bits ? cell(TCAMV6_MAX_CMPR_LEN - *r.enclosing_bits) : cell(),
+                          r.siblings,
+                          result_of(b.report),
+                          r.reason};
+    writer.row(cells);
+  }
+  return heading(refusal_columns, format) + writer.finish();
+}
+
+std::string update_summary(const update_figures &figures, const output_format &format) {
+  const update_totals totals = total_of(figures);
+  return &format == &text_format() ? text_of(figures, totals) : format_summary(json_of(figures, totals), format);
+}
+
+std::string closing_line(const update_figures &figures) {
+  const update_totals t = total_of(figures);
+  std::string line = fmt::format("{} batches: {} accepted, {} recompressed, {} refused; ", figures.batches.size(),
+                                 t.accepted, t.recompressed, t.left_out);
+  if (t.checks == 0) {
+    return line + "not checked\n";
+  }
+  line += fmt::format("{} violations in {} checks\n", t.violations, t.checks);
+  return t.first_violation.empty() ? line : line + t.first_violation + '\n';
+}
+
+}  // namespace v6tool
