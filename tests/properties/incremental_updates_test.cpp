@@ -88,7 +88,7 @@ TEST_F(IncrementalUpdates, EmptyBatchChangesNothing) {
 
 TEST_F(IncrementalUpdates, ThousandCyclesOfFillUpdateRefuseAndResetGiveEveryElementBack) {
   for (int cycle = 0; cycle < 1000; ++cycle) {
-    zel_v6comp_set_safe_updates(cycle % 2);
+    zel_v6comp_set_safe_updates(cycle % 2 != 0 ? 1 : 0);
     start_table(60);
     for (int i = 0; i < 6; ++i) {
       change_list batch = random_batches::random_batch(random, space, table, 6);
