@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "test_host.h"
+#include "tm_chunk.h"
 #include "tm_prefix.h"
 
 // "2001:db8::/32" -> a record of the caller's.
@@ -80,8 +81,9 @@ inline std::string key_bits(const uint8_t *key, uint32_t len) {
 
 // The text without its pointers and handles, which differ from run to run.
 inline std::string without_pointers(const std::string &text) {
+  static const std::regex twice("0x0x[0-9a-f]+|0x\\(nil\\)");
   static const std::regex pointer("0x[0-9a-f]+|\\(nil\\)|(index )[0-9a-f]+");
-  return std::regex_replace(text, pointer, "$1<ptr>");
+  return std::regex_replace(std::regex_replace(text, twice, "0x<ptr>"), pointer, "$1<ptr>");
 }
 
 // What was logged so far, line by line, without pointers.
@@ -97,6 +99,23 @@ inline bool was_logged(const std::string &line) {
   const std::vector<std::string> lines = plain_log_lines();
   return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
+
+// Pools of another size for as long as this lives; made before the library is initialised.
+class pools_of {
+ public:
+  explicit pools_of(uint64_t n_elems) {
+    std::memcpy(rows_, raw_blk, sizeof rows_);
+    for (uint32_t type = TM_V6_ANC_TREE; type <= TM_V6_TRIE_NODE; ++type) {
+      raw_blk[type].n_elems = n_elems;
+    }
+  }
+  pools_of(const pools_of &) = delete;
+  pools_of &operator=(const pools_of &) = delete;
+  ~pools_of() { std::memcpy(raw_blk, rows_, sizeof rows_); }
+
+ private:
+  tm_raw_blk_row rows_[TM_CHUNK_TYPES];
+};
 
 // The lines of a file of tests/golden or examples/tables, comments dropped.
 inline std::vector<std::string> lines_of_file(const std::string &path) {

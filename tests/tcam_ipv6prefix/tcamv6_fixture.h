@@ -80,6 +80,9 @@ class tcamv6_test : public ::testing::Test {
 
   full_result compress(const std::vector<tcamv6_prefix> &records) { return compress_on(state, records); }
   full_result compress(const std::vector<std::string> &texts) { return compress(records_of(texts)); }
+  full_result compress(std::initializer_list<const char *> texts) {
+    return compress(std::vector<std::string>(texts.begin(), texts.end()));
+  }
 
   static full_result compress_on(tcamv6_state *on, const std::vector<tcamv6_prefix> &records, bool full = true) {
     full_result r;
