@@ -2,7 +2,9 @@
 #include <string.h>
 
 #include "tm_array.h"
+#include "tm_memory.h"
 #include "zel_v6comp.h"
+#include "zel_v6comp_status.h"
 
 namespace {
 
@@ -15,20 +17,12 @@ struct dump_tables {
   tcamv6_cmpr_addr *addrs;
 };
 
-uint32_t positive(int32_t result) { return static_cast<uint32_t>(-result); }
-
 tm_incr_update_list *update_list_of(tcamv6_state *state) { return reinterpret_cast<tm_incr_update_list *>(state); }
 
-void free_table(void *table) {
-  if (table != nullptr) {
-    zel_free_named(table);
-  }
-}
-
 void free_tables(const dump_tables *tables) {
-  free_table(tables->orig);
-  free_table(tables->cmpr);
-  free_table(tables->addrs);
+  tm_free(tables->orig);
+  tm_free(tables->cmpr);
+  tm_free(tables->addrs);
 }
 
 bool allocate_tables(dump_tables *tables, uint32_t n) {
@@ -59,12 +53,12 @@ uint32_t dump_into_list(tcamv6_state *state, const dump_tables *tables, uint32_t
       tcamv6_dump_cmpr_tbl(state, static_cast<int32_t>(n), tables->orig, tables->cmpr, tables->addrs, &rows);
   if (result != TM_OK) {
     TM_LOG_PROCESSING(info, "%s: failed to retrieve compression table %d", entry, result);
-    return positive(result);
+    return zel_v6comp_status(result);
   }
   *count_out = rows;
   if (rows > TM_INCR_SLOTS) {
     TM_LOG(error, "%s: %u prefixes exceed the update list", entry, rows);
-    return positive(TM_ENOMEM);
+    return zel_v6comp_status(TM_ENOMEM);
   }
   zel_v6comp_load_update_list(state, tables, rows);
   *list_out = state->entries;
@@ -77,7 +71,7 @@ uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, ui
                                          tm_incr_update_entry **list_out) {
   if (count_out == nullptr || list_out == nullptr) {
     TM_LOG_PROCESSING(error, "%s: Bad arguments", __func__);
-    return positive(TM_EINVAL);
+    return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_state *state = zel_v6comp_instance(processor, instance);
   if (state != nullptr && (state->marks & TCAMV6_MARK_FAILED) != 0) {
@@ -89,7 +83,7 @@ uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, ui
     TM_LOG_PROCESSING(info, "%s: failed to get number of prefixes in table %d (got %d)", __func__, result,
                       static_cast<int>(n));
     *count_out = 0;
-    return positive(result);
+    return zel_v6comp_status(result);
   }
   dump_tables tables;
   uint32_t status;
@@ -97,7 +91,7 @@ uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, ui
     status = dump_into_list(state, &tables, n, count_out, list_out);
   } else {
     TM_LOG(error, "%s: failed to calloc table for %d prefixes", __func__, static_cast<int>(n));
-    status = positive(TM_ENOMEM);
+    status = zel_v6comp_status(TM_ENOMEM);
   }
   free_tables(&tables);
   return status;

@@ -4,10 +4,9 @@
 #include "tcamv6_leftovers.h"
 #include "tcamv6_safe.h"
 #include "zel_v6comp.h"
+#include "zel_v6comp_status.h"
 
 namespace {
-
-uint32_t positive(int32_t result) { return static_cast<uint32_t>(-result); }
 
 void set_chunk_bases(tm_chunk_info *base) {
   tm_chunk_set_chunk_inf_base(base);
@@ -22,7 +21,7 @@ uint32_t init_instance(int32_t processor, int32_t instance, const char *function
   if (result != TM_OK) {
     TM_LOG(error, "%s: Fatal error -- Failed to init tm chunks zel=%d inst=%d ", function, processor, instance);
   }
-  return positive(result);
+  return zel_v6comp_status(result);
 }
 
 uint32_t init_instances(int32_t n_instances, int32_t n_processors, const char *function) {
@@ -43,23 +42,23 @@ uint32_t zel_v6comp_init_global_state(int32_t n_instances, int32_t n_processors)
   zel_v6comp_dbg_init();
   if (n_processors > TCAMV6_MAX_PROCESSORS) {
     TM_LOG(error, "%s: ERROR: Invalid number of zels :%d ", __func__, n_processors);
-    return positive(TM_EINVAL);
+    return zel_v6comp_status(TM_EINVAL);
   }
   if (n_instances > TCAMV6_MAX_INSTANCES) {
     TM_LOG(error, "%s: error, current v6comp lib support only 2 instances ", __func__);
-    return positive(TM_EINVAL);
+    return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_forget_leftovers();  // they belong to the pools that are abandoned now
   gbl_state = static_cast<gbl_state_block *>(zel_calloc_named(TM_MEM_TAG_RESULT, 1, sizeof *gbl_state));
   if (gbl_state == nullptr) {
     TM_LOG(error, "%s: Fatal error -- Failed allocate gbl_state, size %zu ", __func__, sizeof *gbl_state);
-    return positive(TM_ENOMEM);
+    return zel_v6comp_status(TM_ENOMEM);
   }
   zel_memset(gbl_state, 0, sizeof *gbl_state);
   const auto result = static_cast<int32_t>(tm_init_raw_chunks(gbl_state->chunk_info, raw_blk, 0, TM_CHUNK_TYPES));
   if (result != TM_OK) {
     TM_LOG(error, "%s: Fatal error -- Failed to init tm chunks ", __func__);
-    return positive(result);
+    return zel_v6comp_status(result);
   }
   set_chunk_bases(gbl_state->chunk_info);
   return init_instances(n_instances, n_processors, __func__);
@@ -74,9 +73,9 @@ tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance) {
 uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {
   tcamv6_state *state = zel_v6comp_instance(processor, instance);
   if (state == nullptr) {
-    return positive(TM_EINVAL);
+    return zel_v6comp_status(TM_EINVAL);
   }
-  return positive(tcamv6_reset(&state, 0));
+  return zel_v6comp_status(tcamv6_reset(&state, 0));
 }
 
 void zel_v6comp_set_safe_updates(uint32_t on) { tcamv6_switch_safe_updates(on != 0); }

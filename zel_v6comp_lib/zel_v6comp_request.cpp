@@ -3,7 +3,9 @@
 
 #include "tcamv6_leftovers.h"
 #include "tcamv6_safe.h"
+#include "tm_memory.h"
 #include "zel_v6comp.h"
+#include "zel_v6comp_status.h"
 
 namespace {
 
@@ -18,8 +20,6 @@ struct request {
   tcamv6_cmpr_addr **cmpr_addrs;
   uint32_t *changed;
 };
-
-uint32_t positive(int32_t result) { return static_cast<uint32_t>(-result); }
 
 const uint8_t *records_of(const v6comp_pref_info *req) { return reinterpret_cast<const uint8_t *>(req + 1); }
 
@@ -46,7 +46,7 @@ tcamv6_state *checked_state(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr
 
 uint32_t report_calloc(size_t bytes) {
   TM_LOG_PROCESSING(info, "%s: calloc(%zu bytes) failed", entry, bytes);
-  return positive(TM_ENOMEM);
+  return zel_v6comp_status(TM_ENOMEM);
 }
 
 uint32_t allocate_results(const request *r) {
@@ -69,7 +69,7 @@ uint32_t compress_in_full(const request *r) {
   if (result != TM_OK) {
     TM_LOG(error, "%s: optimized_compress() failed %d", entry, result);
   }
-  return positive(result);
+  return zel_v6comp_status(result);
 }
 
 uint32_t apply_batch(const request *r) {
@@ -83,7 +83,7 @@ uint32_t apply_batch(const request *r) {
   if (result != TM_OK) {
     TM_LOG(error, "%s: incremental_compress() failed %d", entry, result);
   }
-  return positive(result);
+  return zel_v6comp_status(result);
 }
 
 // With safe updates, deletes that would take nothing get no anchors: these would take what other prefixes gave.
@@ -129,7 +129,7 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
                                              tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out) {
   if (req == nullptr) {
     clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
-    return positive(TM_ENOMEM);
+    return zel_v6comp_status(TM_ENOMEM);
   }
   TM_LOG(trace, "%s: Starting pref_infp %p", __func__, static_cast<const void *>(req));
   clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
@@ -137,11 +137,11 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
   if (n > TCAMV6_MAX_PREFIXES) {
     TM_LOG(error, "%s: Number of prefix %u greater than maximum possible %u", __func__, n,
            static_cast<uint32_t>(TCAMV6_MAX_PREFIXES));
-    return positive(TM_EINVAL);
+    return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_state *state = checked_state(req, cmpr_prefs_out, cmpr_addrs_out);
   if (state == nullptr) {
-    return positive(TM_EINVAL);
+    return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_reclaim_leftovers();
   const bool full = tcamv6_init_opt_done(state) != TM_OK;
@@ -151,7 +151,7 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
   const int32_t built = build_list(&r, records_of(req), n, full);
   if (built != TM_OK) {
     TM_LOG_PROCESSING(info, "%s: failed to build prefix list", __func__);
-    return positive(built);
+    return zel_v6comp_status(built);
   }
   const uint32_t status = run_request(&r, full);
   zel_free_named(r.list);
@@ -160,7 +160,7 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
 
 uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req) {
   if (req == nullptr) {
-    return positive(TM_ENOMEM);
+    return zel_v6comp_status(TM_ENOMEM);
   }
   tcamv6_cmpr_pref *cmpr_prefs = nullptr;
   tcamv6_cmpr_addr *cmpr_addrs = nullptr;
@@ -175,10 +175,6 @@ uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req) {
 }
 
 void zel_v6comp_free_compr_result(tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs) {
-  if (cmpr_addrs != nullptr) {
-    zel_free_named(cmpr_addrs);
-  }
-  if (cmpr_prefs != nullptr) {
-    zel_free_named(cmpr_prefs);
-  }
+  tm_free(cmpr_addrs);
+  tm_free(cmpr_prefs);
 }

@@ -21,14 +21,6 @@ int32_t new_node(bool is_dummy, tm_n_ary_node **node) {
   return result;
 }
 
-// A node that nothing links yet, given up with its data.
-void abandon_node(tm_n_ary_node *node) {
-  if (node != nullptr) {
-    tm_chunk_abandon(TM_V6_ANC_DATA, tcamv6_anc_data_of(node));
-    tm_chunk_abandon(TM_V6_ANC_TREE, node);
-  }
-}
-
 // Make the node of a prefix, its dummy when longer prefixes lie below, and the orig data that leads to it.
 int32_t make_prefix_node(tm_util_trie_node *trie_node, tm_n_ary_node **out) {
   tm_n_ary_node *node = nullptr;
@@ -51,8 +43,8 @@ int32_t make_prefix_node(tm_util_trie_node *trie_node, tm_n_ary_node **out) {
     }
   }
   if (result != TM_OK) {
-    abandon_node(node);
-    abandon_node(dummy);
+    tcamv6_abandon_anc_node(node);
+    tcamv6_abandon_anc_node(dummy);
     return result;
   }
   orig->anc_node_idx = tm_idx(node);
@@ -138,6 +130,13 @@ int32_t tcamv6_anc_tree_node_new(bool is_dummy, tm_n_ary_node **out) {
   node->data = tm_idx(data);
   *out = node;
   return TM_OK;
+}
+
+void tcamv6_abandon_anc_node(tm_n_ary_node *node) {
+  if (node != nullptr) {
+    tm_chunk_abandon(TM_V6_ANC_DATA, tcamv6_anc_data_of(node));
+    tm_chunk_abandon(TM_V6_ANC_TREE, node);
+  }
 }
 
 int32_t tcamv6_gen_anc_tree(tm_util_trie_node *node, tm_chunk_idx *parentp) {

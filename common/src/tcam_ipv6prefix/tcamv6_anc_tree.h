@@ -95,6 +95,9 @@ tcamv6_anc_data *tcamv6_address_data(tcamv6_anc_data *data, const char *function
 // cannot be had stays allocated and is abandoned.
 int32_t tcamv6_anc_tree_node_new(bool is_dummy, tm_n_ary_node **out);
 
+// Give up a node that was made but not linked, and its data. Null is ignored.
+void tcamv6_abandon_anc_node(tm_n_ary_node *node);
+
 // Build the tree below a trie node.
 //   parentp   the current parent; null at the root, where it becomes the tree's root
 // Returns the height (0 or more), -12 or -22. What was built before a failure stays.

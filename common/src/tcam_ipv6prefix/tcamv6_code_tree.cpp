@@ -8,6 +8,7 @@
 #include "tcamv6_leftovers.h"
 #include "tm_debug.h"
 #include "tm_heap.h"
+#include "tm_memory.h"
 
 namespace {
 
@@ -129,8 +130,6 @@ int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie
     }
   }
   TM_LOG(trace, "%s: Complete %d", __func__, result);
-  if (entries != nullptr) {
-    zel_free_named(entries);
-  }
+  tm_free(entries);
   return result;
 }

@@ -16,6 +16,7 @@
 #include "tcamv6_safe.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
+#include "tm_memory.h"
 
 namespace {
 
@@ -315,12 +316,6 @@ Record *allocate(uint32_t count) {
   return static_cast<Record *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(Record)));
 }
 
-void free_array(void *array) {
-  if (array != nullptr) {
-    zel_free_named(array);
-  }
-}
-
 int32_t tcamv6_incr_compress_fail_cleanup(const batch *b) {
   if (b->at == 0) {
     return TM_OK;
@@ -331,9 +326,9 @@ int32_t tcamv6_incr_compress_fail_cleanup(const batch *b) {
   auto *cmpr_addrs = allocate<tcamv6_cmpr_addr>(b->at);
   const bool whole = records != nullptr && cmpr_prefs != nullptr && cmpr_addrs != nullptr;
   const int32_t result = whole ? run_undo(b, records, cmpr_prefs, cmpr_addrs) : TM_OK;
-  free_array(records);
-  free_array(cmpr_prefs);
-  free_array(cmpr_addrs);
+  tm_free(records);
+  tm_free(cmpr_prefs);
+  tm_free(cmpr_addrs);
   if (whole) {
     log_undo_end(b, result);
   }

@@ -324,13 +324,6 @@ void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
   tm_edit(&node->aux2, node->aux2 + prefix->anchor_ref);
 }
 
-void tcamv6_abandon_anc_node(tm_n_ary_node *node) {
-  if (node != nullptr) {
-    tm_chunk_abandon(TM_V6_ANC_DATA, tcamv6_anc_data_of(node));
-    tm_chunk_abandon(TM_V6_ANC_TREE, node);
-  }
-}
-
 int32_t tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot,
                                int32_t *changed) {
   TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),

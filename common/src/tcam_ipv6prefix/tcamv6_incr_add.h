@@ -22,7 +22,4 @@ uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix);
 // Add a record's weights to a node's counters, modulo 2^16.
 void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix);
 
-// Give up an ancestor-tree node that was made but not linked, and its data. Null is ignored.
-void tcamv6_abandon_anc_node(tm_n_ary_node *node);
-
 #endif

@@ -17,6 +17,7 @@
 #include "tcamv6_sparse.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
+#include "tm_memory.h"
 #include "tm_pcmpr_trie.h"
 
 namespace {
@@ -68,9 +69,7 @@ int32_t allocate_arrays(full_run *run) {
 void free_arrays(full_run *run) {
   const node_array arrays[] = {run->orig_nodes, run->cmpr_nodes, run->replace_nodes};
   for (node_array array : arrays) {
-    if (array != nullptr) {
-      zel_free_named(array);
-    }
+    tm_free(array);
   }
 }
 

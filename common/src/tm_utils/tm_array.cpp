@@ -3,7 +3,7 @@
 
 #include <string.h>
 
-#include "zel_platform.h"
+#include "tm_memory.h"
 
 namespace {
 
@@ -163,7 +163,5 @@ void tm_stable_sort(void *array, size_t count, size_t elem_size, compare_fn cmp)
       }
     }
   }
-  if (scratch != nullptr) {
-    zel_free_named(scratch);
-  }
+  tm_free(scratch);
 }

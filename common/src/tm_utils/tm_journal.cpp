@@ -9,6 +9,7 @@
 
 #include "tm_chunk.h"
 #include "tm_debug.h"
+#include "tm_memory.h"
 
 bool tm_journal_is_open = false;
 
@@ -79,16 +80,10 @@ bool make_element_log(element_log *log, size_t room) {
   return log->elements != nullptr;
 }
 
-void free_log(void *log) {
-  if (log != nullptr) {
-    zel_free_named(log);
-  }
-}
-
 void close_journal() {
-  free_log(open_journal.edits);
-  free_log(open_journal.taken.elements);
-  free_log(open_journal.released.elements);
+  tm_free(open_journal.edits);
+  tm_free(open_journal.taken.elements);
+  tm_free(open_journal.released.elements);
   open_journal = {};
   tm_journal_is_open = false;
 }
