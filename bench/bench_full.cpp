@@ -118,7 +118,7 @@ void each_size(benchmark::internal::Benchmark *b) {
 
 void first_sizes(benchmark::internal::Benchmark *b) {
   each_size(b);
-  b->Iterations(3);  // each one keeps its pools to the end of the process
+  b->Iterations(1);  // each one keeps its pools to the end of the process
 }
 
 BENCHMARK_CAPTURE(full, real, false)->Apply(each_size);
