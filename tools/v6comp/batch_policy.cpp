@@ -72,7 +72,7 @@ const batch_policy *find_policy(const std::string &name) {
   return found == std::end(policies) ? nullptr : found;
 }
 
-const batch_policy &default_policy() { return *find_policy("split"); }
+const batch_policy &default_policy() { return *find_policy("shortest-first"); }
 
 std::string policy_names() {
   std::string names;

@@ -39,6 +39,7 @@ int main(int argc, char **argv) {
   v6tool::add_dump_command(app, chosen);
   v6tool::add_dot_command(app, chosen);
   v6tool::add_update_command(app, chosen);
+  v6tool::add_plan_command(app, chosen);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {

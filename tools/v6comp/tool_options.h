@@ -38,6 +38,7 @@ void add_verify_command(CLI::App &app, command &chosen);
 void add_dump_command(CLI::App &app, command &chosen);
 void add_dot_command(CLI::App &app, command &chosen);
 void add_update_command(CLI::App &app, command &chosen);
+void add_plan_command(CLI::App &app, command &chosen);
 
 void add_common_options(CLI::App &sub, common_options &options);
 void add_output_file(CLI::App &sub, output_options &options);
