@@ -4,7 +4,7 @@
   bench_compare.py OLD_NAME OLD.json,... NEW_NAME NEW.json,...
 
 The runs were taken in turns: old, new, old, new. Each pair gives a ratio; the table shows the median of the pairs and
-the smallest and largest. A spread that includes 1 says nothing.
+the smallest and largest. A change is named when all pairs agree on its direction and the median is beyond 3 %.
 """
 import statistics
 import sys
@@ -24,10 +24,11 @@ def main():
         if not values:
             continue
         ratios = sorted(new / old for old, new in values)
-        mark = "" if ratios[0] <= 1 <= ratios[-1] else "  faster" if ratios[-1] < 1 else "  SLOWER"
+        middle = statistics.median(ratios)
+        mark = "  faster" if ratios[-1] < 1 and middle < 0.97 else "  SLOWER" if ratios[0] > 1 and middle > 1.03 else ""
         print("%-32s %12.1f %12.1f %8.3f  %.3f..%.3f%s"
               % (name, statistics.median(v[0] for v in values), statistics.median(v[1] for v in values),
-                 statistics.median(ratios), ratios[0], ratios[-1], mark))
+                 middle, ratios[0], ratios[-1], mark))
     return 0
 
 
