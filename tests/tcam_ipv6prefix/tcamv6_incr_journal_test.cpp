@@ -386,6 +386,33 @@ TEST_F(tcamv6_incr_journal_test, every_end_in_the_compressed_trie_is_somebodys_k
   }
 }
 
+TEST_F(tcamv6_incr_journal_test, one_record_may_release_more_than_its_own_paths) {
+  // A pool that refuses an element in the middle of a path and serves the next call: the path is begun again elsewhere
+  // and its first part stays. All of that goes with the prefix above it.
+  compress("");
+  ASSERT_EQ(run("+8000::/1 +8000:1::/128").result, 0);
+  for (int i = 2; i <= 11; ++i) {
+    test_host::fail_pool_element(50, "TM_V6_TRIE_NODE");
+    ASSERT_EQ(run("+8000:" + std::to_string(i) + "::/128").result, 0);
+    test_host::fail_pool_element(0);
+  }
+  ASSERT_GT(ends_without_owner(tm_trie_node(state->cmpr_root)), 5u);
+  for (const std::string &longer : children("8000::/1")) {
+    if (longer != "dummy") {
+      ASSERT_EQ(run("-" + longer).result, 0);
+    }
+  }
+  const picture before = look();
+  test_host::fail_heap_allocation(5);  // after three of the journal and the extra operations: the log grows
+  const batch_answer refused = run("-8000::/1");
+  EXPECT_EQ(refused.result, -12);
+  EXPECT_TRUE(look() == before);
+  const uint32_t had = allocated();
+  EXPECT_EQ(run("-8000::/1").result, 0);
+  EXPECT_GT(had - allocated(), 400u);
+  EXPECT_EQ(state->n_prefs, 1u);
+}
+
 // ---- the whole life of an instance
 
 TEST_F(tcamv6_incr_journal_test, thousand_lives_lose_no_element_and_no_byte) {
