@@ -1,8 +1,13 @@
 #!/usr/bin/env python3
 """Print the tables of a benchmark run: targets, growth with size, phases, updates, peers.
 
-  bench_report.py RESULTS_DIRECTORY
+  bench_report.py RESULTS_DIRECTORY [--into FILE]
+
+--into also puts the tables into a page, in place of what stands between its lines `<!-- figures -->` and
+`<!-- end of figures -->`.
 """
+import contextlib
+import io
 import json
 import pathlib
 import sys
@@ -138,11 +143,7 @@ def peers(f):
     table("Peers on 60,000 prefixes: nanoseconds (ratio to the bit trie of the stored prefixes)", [""] + PEERS, rows)
 
 
-def main():
-    if len(sys.argv) != 2:
-        print(__doc__, file=sys.stderr)
-        return 2
-    directory = pathlib.Path(sys.argv[1])
+def report(directory):
     f = Figures(directory / "v6comp.json", directory / "phases.json", directory / "peers.json")
     memory_file = directory / "memory.ndjson"
     memory = [json.loads(line) for line in memory_file.read_text().splitlines()] if memory_file.exists() else []
@@ -156,6 +157,32 @@ def main():
     plans(f)
     if any(name.startswith("peer_") for name in f.names()):
         peers(f)
+
+
+def put_into(page, tables):
+    begin, end = "<!-- figures -->\n", "<!-- end of figures -->"
+    before, found, rest = page.read_text().partition(begin)
+    _, found_end, after = rest.partition(end)
+    if not found or not found_end:
+        sys.exit("%s has no lines for figures" % page)
+    page.write_text(before + begin + tables + end + after)
+
+
+def main():
+    arguments = sys.argv[1:]
+    page = None
+    if len(arguments) == 3 and arguments[1] == "--into":
+        page = pathlib.Path(arguments[2])
+        arguments = arguments[:1]
+    if len(arguments) != 1:
+        print(__doc__, file=sys.stderr)
+        return 2
+    text = io.StringIO()
+    with contextlib.redirect_stdout(text):
+        report(pathlib.Path(arguments[0]))
+    print(text.getvalue(), end="")
+    if page is not None:
+        put_into(page, text.getvalue())
     return 0
 
 
