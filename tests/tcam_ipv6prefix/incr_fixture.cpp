@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "tcamv6_leftovers.h"
@@ -93,6 +92,23 @@ std::string hex_of(const uint8_t *bytes) {
     char digits[3];
     std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
     text += digits;
+  }
+  return text;
+}
+
+// "(node 0x7f12, len 40)" -> "(node PTR, len 40)"; a null pointer, "(nil)", too.
+std::string without_addresses(const std::string &line) {
+  std::string text;
+  for (size_t i = 0; i < line.size();) {
+    if (line.compare(i, 5, "(nil)") == 0) {
+      text += "PTR";
+      i += 5;
+    } else if (line.compare(i, 2, "0x") == 0) {
+      text += "PTR";
+      i = std::min(line.find_first_not_of("0123456789abcdef", i + 2), line.size());
+    } else {
+      text += line[i++];
+    }
   }
   return text;
 }
@@ -220,10 +236,9 @@ void incr_test::only(std::initializer_list<uint32_t tcamv6_debug_flags_t::*> wor
 }
 
 std::vector<std::string> incr_test::lines() {
-  static const std::regex pointer("0x[0-9a-f]+|\\(nil\\)");
   std::vector<std::string> result;
   for (const std::string &line : test_host::log_lines()) {
-    result.push_back(std::regex_replace(line, pointer, "PTR"));
+    result.push_back(without_addresses(line));
   }
   test_host::clear_log();
   return result;
