@@ -53,6 +53,16 @@ def scale(low, high, start, end, logarithmic):
     return lambda v: start + (v - low) / (high - low) * (end - start)
 
 
+def x_axis_title(picture):
+    picture.add(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 12, "prefixes in the table", text_anchor="middle",
+                     class_="note"))
+
+
+def grid_line(picture, at, label):
+    picture.add(element("line", x1=LEFT, x2=WIDTH - RIGHT, y1="%.1f" % at, y2="%.1f" % at, stroke=GRID))
+    picture.add(text(LEFT - 8, at + 4, label, text_anchor="end", class_="note"))
+
+
 def short(value):
     if value >= 1000000:
         return "%g ms" % (value / 1e6)
@@ -84,12 +94,11 @@ def line_plot(path, title, subtitle, series):
     picture = Picture(title, subtitle)
     decade = low
     while decade <= high * 1.001:
-        picture.add(element("line", x1=LEFT, x2=WIDTH - RIGHT, y1="%.1f" % y(decade), y2="%.1f" % y(decade), stroke=GRID))
-        picture.add(text(LEFT - 8, y(decade) + 4, short(decade), text_anchor="end", class_="note"))
+        grid_line(picture, y(decade), short(decade))
         decade *= 10
     for n in SIZES:
         picture.add(text(x(n), HEIGHT - BOTTOM + 20, "{:,}".format(n), text_anchor="middle", class_="note"))
-    picture.add(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 12, "prefixes in the table", text_anchor="middle", class_="note"))
+    x_axis_title(picture)
     labels = []
     for label, colour, dash, points in series:
         path_text = " ".join("%.1f,%.1f" % (x(n), y(v)) for n, v in points)
@@ -122,8 +131,7 @@ def draw_phases(path, f):
     y = scale(0, top, HEIGHT - BOTTOM, TOP, False)
     picture = Picture("Full compression by phase", "nanoseconds per prefix; real tables")
     for value in range(0, top + 1, step):
-        picture.add(element("line", x1=LEFT, x2=WIDTH - RIGHT, y1="%.1f" % y(value), y2="%.1f" % y(value), stroke=GRID))
-        picture.add(text(LEFT - 8, y(value) + 4, "%d ns" % value, text_anchor="end", class_="note"))
+        grid_line(picture, y(value), "%d ns" % value)
     slot = (WIDTH - RIGHT - LEFT) / len(SIZES)
     for i, (n, column) in enumerate(zip(SIZES, columns)):
         left, base = LEFT + slot * (i + 0.18), 0.0
@@ -131,9 +139,10 @@ def draw_phases(path, f):
             picture.add(element("rect", x="%.1f" % left, width="%.1f" % (slot * 0.64), y="%.1f" % y(base + value),
                                 height="%.1f" % (y(base) - y(base + value)), fill=colour))
             base += value
-        picture.add(text(left + slot * 0.32, y(base) - 6, "%.0f" % base, text_anchor="middle"))
-        picture.add(text(left + slot * 0.32, HEIGHT - BOTTOM + 20, "{:,}".format(n), text_anchor="middle", class_="note"))
-    picture.add(text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 12, "prefixes in the table", text_anchor="middle", class_="note"))
+        middle = left + slot * 0.32
+        picture.add(text(middle, y(base) - 6, "%.0f" % base, text_anchor="middle"))
+        picture.add(text(middle, HEIGHT - BOTTOM + 20, "{:,}".format(n), text_anchor="middle", class_="note"))
+    x_axis_title(picture)
     for i, (name, colour) in enumerate(zip(names, PHASE_COLOURS)):
         at = HEIGHT - BOTTOM - 14 - i * 22
         picture.add(element("rect", x=WIDTH - RIGHT + 14, y=at, width=12, height=12, fill=colour))
@@ -148,20 +157,23 @@ def main():
     results, pictures = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
     pictures.mkdir(parents=True, exist_ok=True)
     f = Figures(results / "v6comp.json", results / "phases.json", results / "peers.json")
-    line_plot(pictures / "perf-full.svg", "Building a table", "time per prefix; real tables, sorted; peers only store them",
+    line_plot(pictures / "perf-full.svg", "Building a table",
+              "time per prefix; real tables, sorted; peers only store them",
               [series_of(f, "full compression", LIBRARY, "full/real/%d"),
                series_of(f, "the same, generated", SECOND, "full/generated/%d", "5 4"),
                series_of(f, "trie floor", FLOOR, "trie_floor/real/%d"),
                series_of(f, "touch floor", TOUCH, "touch_floor/%d")] + peer_series(f, "build_sorted"))
     line_plot(pictures / "perf-updates.svg", "Single updates on a loaded table",
               "time per change; solid: add, dashed: delete",
-              [series_of(f, "add", LIBRARY, "update/add/%d/1"), series_of(f, "add, safe", SECOND, "update/add_safe/%d/1"),
+              [series_of(f, "add", LIBRARY, "update/add/%d/1"),
+               series_of(f, "add, safe", SECOND, "update/add_safe/%d/1"),
                series_of(f, "delete", LIBRARY, "update/delete/%d/1", "5 4"),
                series_of(f, "delete, safe", SECOND, "update/delete_safe/%d/1", "5 4"),
                series_of(f, "bit trie add", FLOOR, "bit_trie_update/add/%d/1")]
               + [(label + " add", colour, dash, points) for label, colour, dash, points in peer_series(f, "add")])
     line_plot(pictures / "perf-lookups.svg", "Lookups", "time per lookup of a random stored prefix or covered address",
-              [series_of(f, "address", LIBRARY, "lookup_address/%d"), series_of(f, "prefix", SECOND, "lookup_prefix/%d"),
+              [series_of(f, "address", LIBRARY, "lookup_address/%d"),
+               series_of(f, "prefix", SECOND, "lookup_prefix/%d"),
                series_of(f, "bit trie, address", FLOOR, "bit_trie_address/%d"),
                series_of(f, "bit trie, prefix", TOUCH, "bit_trie_prefix/%d")] + peer_series(f, "lookup"))
     draw_phases(pictures / "perf-phases.svg", f)

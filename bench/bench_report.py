@@ -82,8 +82,8 @@ def targets(f, memory, seconds):
 def by_size(f, memory):
     rows = []
     peaks = {m["prefixes"]: m for m in memory}
-    for name, title in (("full/real", "full, real"), ("full/generated", "full, generated"), ("full_first", "full, first"),
-                        ("trie_floor/real", "trie floor"), ("touch_floor", "touch floor"),
+    for name, title in (("full/real", "full, real"), ("full/generated", "full, generated"),
+                        ("full_first", "full, first"), ("trie_floor/real", "trie floor"), ("touch_floor", "touch floor"),
                         ("lookup_prefix", "prefix lookup"), ("bit_trie_prefix", "  bit trie"),
                         ("lookup_address", "address lookup"), ("bit_trie_address", "  bit trie"),
                         ("dump", "dump"), ("reset", "reset"), ("read_table", "reading a table")):
@@ -127,7 +127,8 @@ def plans(f):
     rows = [["%d" % n] + [text_of(f.per_item("%s/%d" % (name, n)), "%.1f")
                           for name in ("plan", "sort_records", "qsort_records", "plain_scan")]
             + [text_of(f.ratio("plan/%d" % n, "sort_records/%d" % n))] for n in (1000, 8000, 32000)]
-    table("Plans, nanoseconds per record", ["slots", "plan", "std::sort", "qsort", "plain scan", "plan / std::sort"], rows)
+    table("Plans, nanoseconds per record",
+          ["slots", "plan", "std::sort", "qsort", "plain scan", "plan / std::sort"], rows)
 
 
 def peers(f):
