@@ -83,7 +83,8 @@ def by_size(f, memory):
     rows = []
     peaks = {m["prefixes"]: m for m in memory}
     for name, title in (("full/real", "full, real"), ("full/generated", "full, generated"),
-                        ("full_first", "full, first"), ("trie_floor/real", "trie floor"), ("touch_floor", "touch floor"),
+                        ("full_first", "full, first"),
+                        ("trie_floor/real", "trie floor"), ("touch_floor", "touch floor"),
                         ("lookup_prefix", "prefix lookup"), ("bit_trie_prefix", "  bit trie"),
                         ("lookup_address", "address lookup"), ("bit_trie_address", "  bit trie"),
                         ("dump", "dump"), ("reset", "reset"), ("read_table", "reading a table")):
