@@ -68,6 +68,16 @@ inline std::string prefix_text(const uint8_t *address, uint32_t length) {
   return address_text(address) + "/" + std::to_string(length);
 }
 
+// The same with the bits beyond the length cleared: those of stored prefixes are left overs of their neighbours.
+inline std::string masked_text(const uint8_t *address, uint32_t length) {
+  uint8_t masked[16];
+  for (uint32_t i = 0; i < 16; ++i) {
+    const uint32_t bits = length > 8 * i ? std::min(length - 8 * i, 8u) : 0;
+    masked[i] = static_cast<uint8_t>(address[i] & ~(0xFFu >> bits));
+  }
+  return prefix_text(masked, length);
+}
+
 inline std::string text_of(const tcamv6_prefix &record) { return prefix_text(record.address, record.length); }
 
 // The first `len` bits of a key as a string of '0' and '1'.

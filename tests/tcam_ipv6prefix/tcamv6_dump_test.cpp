@@ -210,6 +210,37 @@ TEST_F(tcamv6_dump_test, subtree_with_more_rows_than_are_left_is_minus_14) {
   EXPECT_EQ(orig[2].length, 0) << "the third row was not written";
 }
 
+TEST_F(tcamv6_dump_test, tables_are_never_written_beyond_their_end) {
+  tm_n_ary_node *root = row_node("::/0");
+  tm_n_ary_node *middle = row_node("2001:db8::/32");
+  adopt(middle, {row_node("2001:db8::/48")});
+  state->anc_root = tm_idx(root);
+  only_info();
+  for (const bool nested : {true, false}) {
+    adopt(root, {nested ? middle : row_node("fe80::/10")});
+    for (uint32_t n = 1; n < (nested ? 3u : 2u); ++n) {
+      state->n_prefs = n;
+      table_dump d = dump(n);  // with one row to spare
+      EXPECT_EQ(d.result, TM_EFAULT) << n;
+      EXPECT_TRUE(was_logged(walk + "ERROR tree contains extra prefix"));
+      EXPECT_EQ(d.orig[n].weight | d.cmpr[n].own_node | d.cmpr[n].length | d.addrs[n].bytes[0], 0u) << n;
+    }
+  }
+}
+
+TEST_F(tcamv6_dump_test, made_up_root_takes_no_row_of_a_full_table) {
+  full_result r;
+  r.list = {record_of("2001:db8::/32")};
+  compress_list_on(state, &r);
+  ASSERT_EQ(r.result, TM_OK);
+  table_dump d = dump();
+  std::memset(static_cast<void *>(&d.orig[1]), 0x11, sizeof d.orig[1]);
+  d.result = tcamv6_dump_cmpr_tbl(state, 1, d.orig.data(), d.cmpr.data(), d.addrs.data(), &d.count);
+  EXPECT_EQ(d.result, TM_OK);
+  EXPECT_EQ(d.count, 1u);
+  EXPECT_EQ(d.orig[1].length, 0x11) << "the row behind the table is not touched";
+}
+
 TEST_F(tcamv6_dump_test, dummies_and_nodes_that_were_not_created_give_no_row) {
   tm_n_ary_node *root = row_node("::/0");
   tm_n_ary_node *gone = row_node("2001:db8::/32");

@@ -35,7 +35,7 @@ void write_row(tcamv6_anc_data *data, row_cursor *row) {
 }
 
 // Rows that a node itself adds: 0 or 1.
-int32_t row_of_node(const tm_n_ary_node *node, row_cursor *row, int32_t total_only) {
+int32_t row_of_node(const tm_n_ary_node *node, row_cursor *row, bool is_written) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(node);
   if (data == nullptr) {
     zel_fatal("\n%s: node_data is NULL", walk);
@@ -44,7 +44,7 @@ int32_t row_of_node(const tm_n_ary_node *node, row_cursor *row, int32_t total_on
     return 0;
   }
   const tm_util_trie_node *orig = tm_trie_node(data->orig);
-  if (total_only == 0) {
+  if (is_written) {
     tcamv6_gen_trie_pref(orig, row->orig);
   }
   if (orig == nullptr) {
@@ -53,7 +53,7 @@ int32_t row_of_node(const tm_n_ary_node *node, row_cursor *row, int32_t total_on
   if (tcamv6_is_anchor_only(orig)) {
     return 0;
   }
-  if (total_only == 0) {
+  if (is_written) {
     write_row(data, row);
   }
   return 1;
@@ -87,7 +87,8 @@ int32_t walk_tree(int32_t max_prefs, const tm_n_ary_node *node, row_cursor row, 
       row.addr += rows;
     }
   }
-  const int32_t own = row_of_node(node, &row, total_only);
+  // A row too many is counted, so that it is noticed, but the tables end here.
+  const int32_t own = row_of_node(node, &row, total_only == 0 && remaining > 0);
   if (own != 0 && total_only == 0) {
     TM_LOG(trace, "%s: Complete %d", walk, count + own);
   }
@@ -122,8 +123,12 @@ int32_t tcamv6_dump_cmpr_tbl(tcamv6_state *state, int32_t n, tcamv6_prefix *orig
   } else if (static_cast<uint32_t>(n) != state->n_prefs) {
     TM_LOG(info, "%s: n_prefixes %d != state->n_prefs %d", __func__, n, static_cast<int>(state->n_prefs));
   } else {
-    const int32_t rows =
+    int32_t rows =
         tcamv6_dump_tree_int(n, tm_ptr<tm_n_ary_node>(state->anc_root), orig_prefs, cmpr_prefs, cmpr_addrs, 0);
+    if (rows > n) {  // of the root itself: nobody above it looked
+      TM_LOG(info, "%s: ERROR tree contains extra prefix", walk);
+      rows = TM_EFAULT;
+    }
     if (rows >= 0) {
       *count_out = static_cast<uint32_t>(rows);
       result = TM_OK;
