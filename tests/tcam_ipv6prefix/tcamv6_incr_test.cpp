@@ -193,6 +193,7 @@ TEST_F(tcamv6_incr_test, walk_result_counts_prefixes_but_not_anchors) {
 TEST_F(tcamv6_incr_test, walk_result_is_the_same_when_the_whole_tree_is_walked) {
   // With the trace word on every node is visited; else a count may be trusted.
   std::mt19937 random(5);
+  int accepted = 0;
   for (int round = 0; round < 200; ++round) {
     compress("2001:db8::/32 2001:db8:100::/40*2@2 2001:db8:200::/40");
     std::string batch;
@@ -205,12 +206,33 @@ TEST_F(tcamv6_incr_test, walk_result_is_the_same_when_the_whole_tree_is_walked) 
     if (answer.result != 0) {
       continue;
     }
+    ++accepted;
     test_host::keep_log(false);
     tcamv6_debug_flags.trace = 1;
     EXPECT_EQ(run("").walk_result, answer.walk_result) << batch;
     tcamv6_debug_flags.trace = 0;
     test_host::keep_log(true);
   }
+  EXPECT_GT(accepted, 50);
+}
+
+// ---- weights
+
+TEST_F(tcamv6_incr_test, weights_that_add_up_to_65536_make_a_prefix_look_like_an_anchor) {
+  ASSERT_EQ(request("+2001:db8::/32*65536 +2001:db9::/32"), 0u);
+  ASSERT_NE(stored("2001:db8::/32"), nullptr);
+  EXPECT_EQ(stored("2001:db8::/32")->aux1, 0);
+  EXPECT_EQ(run("").walk_result, 2u) << "::/0 and the other one";
+  EXPECT_EQ(request("-2001:db8::/32*65536"), 22u) << "a delete is compared before it is cut to 16 bits";
+  EXPECT_EQ(request("-2001:db8::/32*0"), 0u) << "weight 0 takes nothing, and the count of 0 takes the prefix";
+  EXPECT_EQ(stored("2001:db8::/32"), nullptr);
+}
+
+TEST_F(tcamv6_incr_test, anchor_can_outweigh_the_prefix_and_wrap) {
+  ASSERT_EQ(request("+2001:db8:1::/48*65535 +2001:db8::/32"), 0u);
+  EXPECT_EQ(stored("2001:db8::/32")->aux1, 0);
+  EXPECT_EQ(stored("2001:db8::/32")->aux2, 65535);
+  EXPECT_EQ(request("-2001:db8::/32"), 22u) << "all of its weight is gone";
 }
 
 // ---- extra operations of the batch before
