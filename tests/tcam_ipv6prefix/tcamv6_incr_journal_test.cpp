@@ -419,7 +419,7 @@ TEST_F(tcamv6_incr_journal_test, thousand_lives_lose_no_element_and_no_byte) {
   const size_t blocks = test_host::heap().blocks;
   const size_t bytes = test_host::heap().bytes;
   for (int life = 0; life < 1000; ++life) {
-    zel_v6comp_set_safe_updates(life % 2);
+    zel_v6comp_set_safe_updates(life % 2 == 0 ? 0 : 1);
     compress_random();
     for (int turn = 0; turn < 4; ++turn) {
       std::vector<tcamv6_prefix> batch = random_batch(6);

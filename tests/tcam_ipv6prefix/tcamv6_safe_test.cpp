@@ -164,7 +164,7 @@ TEST_F(tcamv6_safe_test, statistics_of_the_end_point_show_a_commit_but_not_yet_a
   compress("2001:db8::/32 2001:dbc::/32");
   const tm_chunk_info &nodes = gbl_state->chunk_info[TM_V6_ANC_TREE];
   const uint32_t had = nodes.allocated;
-  const auto allocated_at_end = [this] {
+  const auto allocated_at_end = [] {
     const std::vector<std::string> printed = lines();
     const std::string &line = printed.at(11);
     return static_cast<uint32_t>(std::stoul(line.substr(line.find("allocated ") + 10)));
