@@ -23,19 +23,16 @@ void append_deletes(std::span<const request_row> batch, request_rows_list &reque
   }
 }
 
-request_rows_list deletes_first(std::span<const request_row> batch) {
-  request_rows_list requests;
+void append_deletes_first(std::span<const request_row> batch, request_rows_list &requests) {
   append_deletes(batch, requests);
   std::vector<request_row> adds;
   std::copy_if(batch.begin(), batch.end(), std::back_inserter(adds), [](const request_row &r) { return r.add; });
   if (!adds.empty()) {
     requests.push_back(std::move(adds));
   }
-  return requests;
 }
 
-request_rows_list shortest_first(std::span<const request_row> batch) {
-  request_rows_list requests;
+void append_shortest_first(std::span<const request_row> batch, request_rows_list &requests) {
   append_deletes(batch, requests);
   std::map<uint8_t, std::vector<request_row>> by_length;
   std::set<ip_prefix> anchors;
@@ -54,8 +51,29 @@ request_rows_list shortest_first(std::span<const request_row> batch) {
   for (auto &[length, rows] : by_length) {
     requests.push_back(std::move(rows));
   }
+}
+
+// A delete that follows an addition of the same prefix must not overtake it: there the batch is cut.
+template <class Append>
+request_rows_list in_parts(std::span<const request_row> batch, Append append) {
+  request_rows_list requests;
+  std::set<ip_prefix> added;
+  size_t begin = 0;
+  for (size_t i = 0; i < batch.size(); ++i) {
+    if (batch[i].add) {
+      added.insert(batch[i].prefix);
+    } else if (added.contains(batch[i].prefix)) {
+      append(batch.subspan(begin, i - begin), requests);
+      added.clear();
+      begin = i;
+    }
+  }
+  append(batch.subspan(begin), requests);
   return requests;
 }
+
+request_rows_list deletes_first(std::span<const request_row> batch) { return in_parts(batch, append_deletes_first); }
+request_rows_list shortest_first(std::span<const request_row> batch) { return in_parts(batch, append_shortest_first); }
 
 constexpr batch_policy policies[] = {
     {"plain", "a batch is one request", in_one, nullptr},

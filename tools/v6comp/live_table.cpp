@@ -304,17 +304,16 @@ refusal live_table::explain(uint32_t status, const std::vector<request_row> &row
     return r;
   }
   if (seen.last) {
-    stored_counts counts = counts_;  // as they were when the record came
+    stored_counts counts = counts_;  // becomes what was stored when the record came
     for (const working_record &record : working_list(rows)) {
-      const bool is_new = record.add && !counts.is_stored(record.prefix);
-      const record_case which = counts.apply(record);
-      if (is_new && record.prefix == *seen.last) {
-        r.case_of_prefix = case_name(which);
+      if (record.add && record.prefix == *seen.last && !counts.is_stored(record.prefix)) {
+        r.enclosing = counts.enclosing(record.prefix);
+        r.siblings = counts.count_children(r.enclosing);
+        r.case_of_prefix = case_name(counts.apply(record));
         break;
       }
+      counts.apply(record);
     }
-    r.enclosing = counts.enclosing(*seen.last);
-    r.siblings = counts.count_children(r.enclosing) - 1;
     const std::optional<translation> form = instance_->translate(r.enclosing);
     const auto added = std::find_if(seen.added_lengths.begin(), seen.added_lengths.end(),
                                     [&](const auto &a) { return a.first == r.enclosing; });

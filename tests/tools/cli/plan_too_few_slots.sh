@@ -1,0 +1,1 @@
+v6comp plan $tables/office_5.txt $tables/office_5.txt --slots 3
