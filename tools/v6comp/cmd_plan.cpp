@@ -313,9 +313,8 @@ void add_plan_command(CLI::App &app, command &chosen) {
   CLI::App *sub = app.add_subcommand("plan", "Print the hardware writes from one table to another");
   const auto options = std::make_shared<plan_options>();
   add_common_options(*sub, options->live.common);
-  sub->add_option("next", options->next, "the new table, or a history of the first one; - for standard input")
-      ->required()
-      ->type_name("NEW");
+  sub->add_option("NEW", options->next, "the new table, or a history of the first one; - for standard input")
+      ->required();
   add_live_options(*sub, options->live);
   sub->add_option("--slots", options->slots, "slots of the hardware; if not given, as many as any plan can use")
       ->check(CLI::Range(uint32_t{1}, uint32_t{1} << 24))

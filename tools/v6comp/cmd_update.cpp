@@ -86,13 +86,9 @@ void add_update_command(CLI::App &app, command &chosen) {
   add_common_options(*sub, options->live.common);
   add_history_argument(*sub, options->history);
   add_live_options(*sub, options->live);
-  sub->add_option("--verify", options->verify, "when to prove the table right: every batch, at the end, or off")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, check_time>{
-              {"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}},
-          CLI::ignore_case))
-      ->type_name("every|end|off")
-      ->default_str("end");
+  add_choice<check_time>(*sub, "--verify", options->verify,
+                         {{"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}},
+                         "when to prove the table right: after every batch, at the end, or never");
   sub->add_flag("-s,--summary", options->summary, "print figures of the whole history instead");
   sub->add_flag("--headroom", options->headroom, "print what ran out at each refusal instead, and where");
   add_output_options(*sub, options->output);

@@ -1,26 +1,18 @@
 #include "live_options.h"
 
-#include <map>
-
 #include "zel_v6comp.h"
 
 namespace v6tool {
 
 void add_history_argument(CLI::App &sub, std::string &history) {
-  sub.add_option("history", history, "batches of changes to the table, - for standard input")
-      ->required()
-      ->type_name("HISTORY");
+  sub.add_option("HISTORY", history, "file of batches of changes, - for standard input")->required();
 }
 
 void add_live_options(CLI::App &sub, live_options &options) {
-  sub.add_option("--on-refusal", options.on_refusal, "when a batch is refused: recompress the table, stop, or skip it")
-      ->transform(
-          CLI::CheckedTransformer(std::map<std::string, refusal_action>{{"recompress", refusal_action::recompress},
-                                                                        {"stop", refusal_action::stop},
-                                                                        {"skip", refusal_action::skip}},
-                                  CLI::ignore_case))
-      ->type_name("recompress|stop|skip")
-      ->default_str("recompress");
+  add_choice<refusal_action>(
+      sub, "--on-refusal", options.on_refusal,
+      {{"recompress", refusal_action::recompress}, {"stop", refusal_action::stop}, {"skip", refusal_action::skip}},
+      "when a batch is refused: compress the whole table anew, stop, or leave the batch out");
   sub.add_option_function<std::string>(
          "--policy", [&options](const std::string &name) { options.policy = find_policy(name); },
          "in which requests a batch is sent, see below")

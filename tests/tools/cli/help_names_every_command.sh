@@ -1,2 +1,2 @@
-v6comp --help | grep -oE '^  (compress|lookup|verify|dump|dot) ' | tr -d ' '
-for c in compress lookup verify dump dot; do v6comp $c --help | grep -c 'Exit: 0'; done
+v6comp --help | grep -oE '^  (compress|lookup|verify|dump|dot|update|plan) ' | tr -d ' '
+for c in compress lookup verify dump dot update plan; do v6comp $c --help | grep -c 'Exit: 0'; done
