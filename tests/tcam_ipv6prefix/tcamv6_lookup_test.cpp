@@ -98,6 +98,16 @@ TEST_F(tcamv6_lookup_test, address_finds_its_longest_match_anchors_included) {
   }
 }
 
+TEST_F(tcamv6_lookup_test, address_finds_a_full_length_prefix_by_its_last_bit) {
+  ASSERT_EQ(compress({"2001:db8::4/128", "2001:db8::/127"}).result, TM_OK);
+  ASSERT_EQ(look_up_address("2001:db8::4"), TM_OK);
+  EXPECT_EQ(text_of(found), "2001:db8::4/128");
+  ASSERT_EQ(look_up_address("2001:db8::5"), TM_OK);
+  EXPECT_EQ(found.length, 96) << "the anchor that both share";
+  ASSERT_EQ(look_up_address("2001:db8::1"), TM_OK);
+  EXPECT_EQ(found.length, 127);
+}
+
 TEST_F(tcamv6_lookup_test, owner_of_more_specifics_has_its_own_key_and_its_dummys_address) {
   const full_result r = compress({"2001:db8::/32", "2001:db8:1::/48"});
   ASSERT_EQ(look_up("2001:db8::/32"), TM_OK);
