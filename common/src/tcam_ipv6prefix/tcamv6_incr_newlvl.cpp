@@ -16,11 +16,17 @@
 #include "tcamv6_safe.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
-#include "tm_list.h"
+#include "tm_memory.h"
 
 namespace {
 
 constexpr const char *leveler = "tcav6_incr_add_pref_newlvl";
+
+// Some of the parent's children, in the order of its list. Both sets share one array.
+struct child_set {
+  tm_n_ary_node **nodes;
+  size_t count;
+};
 
 struct new_level {
   tm_util_trie_node *orig_root;
@@ -29,9 +35,8 @@ struct new_level {
   tm_util_trie_node *trie_node;  // E: where the prefix will live
   tm_n_ary_node *parent;
   tcamv6_anc_data *parent_data;
-  tm_util_list_node *adopted;  // children of the parent, last one first
-  tm_util_list_node *staying;
-  size_t n_children;
+  child_set adopted;
+  child_set staying;
   tm_util_trie_node *cmpr_node;  // N
   tm_n_ary_node *dummy;
   tm_util_trie_node *dummy_end;
@@ -40,11 +45,7 @@ struct new_level {
   tcamv6_orig_data *orig;
 };
 
-tm_n_ary_node *listed(const tm_util_list_node *cell) { return tcamv6_anc_node(cell->data); }
-
-tm_util_trie_node *listed_cmpr_node(const tm_util_list_node *cell) {
-  return tcamv6_cmpr_node(tcamv6_anc_data_of(listed(cell)));
-}
+tm_util_trie_node *cmpr_node_of(const tm_n_ary_node *node) { return tcamv6_cmpr_node(tcamv6_anc_data_of(node)); }
 
 int32_t find_parent(new_level *level) {
   const tcamv6_prefix *prefix = level->prefix;
@@ -87,9 +88,32 @@ int32_t contains_child(const new_level *level, const tcamv6_anc_data *child) {
   return result;
 }
 
-int32_t split_children(new_level *level) {
+// One array for both sets: adopted children from its start, staying ones after room for all to be adopted.
+int32_t allocate_sets(new_level *level) {
+  size_t n = 0;
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
        child = tcamv6_anc_next(child)) {
+    ++n;
+  }
+  if (n == 0) {
+    return TM_OK;
+  }
+  level->adopted.nodes =
+      static_cast<tm_n_ary_node **>(zel_malloc_named(TM_MEM_TAG_CELL, 2 * n * sizeof(tm_n_ary_node *)));
+  if (level->adopted.nodes == nullptr) {
+    TM_LOG(info, "%s: list_insert failed %d", leveler, TM_ENOMEM);
+    return TM_ENOMEM;
+  }
+  level->staying.nodes = level->adopted.nodes + n;
+  return TM_OK;
+}
+
+int32_t split_children(new_level *level) {
+  const int32_t allocated = allocate_sets(level);
+  if (allocated != TM_OK) {
+    return allocated;
+  }
+  for (tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr; child = tcamv6_anc_next(child)) {
     const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
     if (data == nullptr) {
       TM_LOG(info, "%s: anc_node has NULL data", leveler);
@@ -99,30 +123,29 @@ int32_t split_children(new_level *level) {
     if (contained != TM_OK && contained != TM_ENOENT) {
       return contained;
     }
-    const int32_t result = tm_util_list_insert(contained == TM_OK ? &level->adopted : &level->staying, tm_idx(child));
-    if (result != TM_OK) {
-      TM_LOG(info, "%s: list_insert failed %d", leveler, result);
-      return result;
-    }
-    ++level->n_children;
+    child_set *set = contained == TM_OK ? &level->adopted : &level->staying;
+    set->nodes[set->count++] = child;
   }
-  if (level->adopted == nullptr) {
+  if (level->adopted.count == 0) {
     TM_LOG(info, "%s: No descendents of prefix in anc_tree %d", leveler, TM_EINVAL);
     return TM_EINVAL;
   }
   return TM_OK;
 }
 
-// Common ancestor, in the compressed trie, of the adopted children's nodes; null when there is none.
+// Common ancestor, in the compressed trie, of the adopted children's nodes; null when there is none. Folded from the
+// last child on: key bits beyond the shorter node can decide, and so the order does.
 tm_util_trie_node *common_code(const new_level *level) {
   const auto *root_orig = tm_ptr<tcamv6_orig_data>(level->orig_root->data);
   const tcamv6_anc_data *root_data =
       root_orig == nullptr ? nullptr : tcamv6_anc_data_of(tcamv6_anc_node(root_orig->anc_node_idx));
   tm_util_trie_node *cmpr_root = root_data == nullptr ? nullptr : tcamv6_cmpr_node(root_data);
-  tm_util_trie_node *common = listed_cmpr_node(level->adopted);
-  for (const tm_util_list_node *cell = level->adopted->next; cell != nullptr; cell = cell->next) {
-    common = tcamv6_safe_updates_on() ? tcamv6_safe_common_ancestor(cmpr_root, common, listed_cmpr_node(cell))
-                                      : tm_util_trie_common_ancestor(cmpr_root, common, listed_cmpr_node(cell), 1);
+  size_t i = level->adopted.count - 1;
+  tm_util_trie_node *common = cmpr_node_of(level->adopted.nodes[i]);
+  while (i-- > 0) {
+    tm_util_trie_node *node = cmpr_node_of(level->adopted.nodes[i]);
+    common = tcamv6_safe_updates_on() ? tcamv6_safe_common_ancestor(cmpr_root, common, node)
+                                      : tm_util_trie_common_ancestor(cmpr_root, common, node, 1);
   }
   return common;
 }
@@ -138,13 +161,13 @@ bool is_right_place(const new_level *level) {
   if (place->tag != 0) {
     return false;
   }
-  for (const tm_util_list_node *cell = level->adopted; cell != nullptr; cell = cell->next) {
-    if (tm_util_trie_is_ancestor(place, listed_cmpr_node(cell), 1) != TM_OK) {
+  for (size_t i = 0; i < level->adopted.count; ++i) {
+    if (tm_util_trie_is_ancestor(place, cmpr_node_of(level->adopted.nodes[i]), 1) != TM_OK) {
       return false;
     }
   }
-  for (const tm_util_list_node *cell = level->staying; cell != nullptr; cell = cell->next) {
-    const tm_util_trie_node *node = listed_cmpr_node(cell);
+  for (size_t i = 0; i < level->staying.count; ++i) {
+    const tm_util_trie_node *node = cmpr_node_of(level->staying.nodes[i]);
     if (node == place || tm_util_trie_is_ancestor(place, node, 1) == TM_OK) {
       return false;
     }
@@ -154,8 +177,8 @@ bool is_right_place(const new_level *level) {
 
 int32_t find_place(new_level *level) {
   const tm_util_trie_node *common = common_code(level);
-  for (const tm_util_list_node *cell = level->staying; cell != nullptr; cell = cell->next) {
-    if (tm_util_trie_is_ancestor(listed_cmpr_node(cell), common, 1) == TM_OK) {
+  for (size_t i = 0; i < level->staying.count; ++i) {
+    if (tm_util_trie_is_ancestor(cmpr_node_of(level->staying.nodes[i]), common, 1) == TM_OK) {
       return refuse();
     }
   }
@@ -207,10 +230,10 @@ int32_t make_records(new_level *level) {
   return TM_OK;
 }
 
-// Make a chain of a list's nodes, the last of which is the list's head, in front of `chain`.
-tm_chunk_idx chain_list(const tm_util_list_node *list, tm_chunk_idx chain) {
-  for (const tm_util_list_node *cell = list; cell != nullptr; cell = cell->next) {
-    tm_n_ary_node *node = listed(cell);
+// Chain a set's nodes in their order, in front of `chain`. Returns the first.
+tm_chunk_idx chain_set(const child_set *set, tm_chunk_idx chain) {
+  for (size_t i = set->count; i-- > 0;) {
+    tm_n_ary_node *node = set->nodes[i];
     if (node->sibling != chain) {
       tm_edit(&node->sibling, chain);
     }
@@ -222,9 +245,9 @@ tm_chunk_idx chain_list(const tm_util_list_node *list, tm_chunk_idx chain) {
 // From here on nothing fails.
 void link_level(const new_level *level) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(level->anc_node);
-  level->dummy->sibling = chain_list(level->adopted, TM_CHUNK_IDX_NULL);
+  level->dummy->sibling = chain_set(&level->adopted, TM_CHUNK_IDX_NULL);
   level->anc_node->child = tm_idx(level->dummy);
-  tm_edit(&level->parent->child, chain_list(level->staying, tm_idx(level->anc_node)));
+  tm_edit(&level->parent->child, chain_set(&level->staying, tm_idx(level->anc_node)));
   tcamv6_own_cmpr_node(tcamv6_anc_data_of(level->dummy), level->dummy_end);
   tcamv6_own_cmpr_node(data, level->cmpr_node);
   tm_edit(&level->cmpr_node->tag, TCAMV6_TAG_PREFIX_PATH);
@@ -260,7 +283,7 @@ int32_t add_level(new_level *level) {
       return result;
     }
   }
-  return tm_journal_reserve_edits(level->n_children);
+  return tm_journal_reserve_edits(level->adopted.count + level->staying.count);
 }
 
 }  // namespace
@@ -283,8 +306,7 @@ int32_t tcav6_incr_add_pref_newlvl(tm_util_trie_node *orig_root, const tcamv6_pr
       clean_up(&level);
     }
   }
-  tm_util_list_free(&level.adopted, 0);
-  tm_util_list_free(&level.staying, 0);
+  tm_free(level.adopted.nodes);
   TM_LOG(trace, "%s: Complete %d", __func__, result);
   return result;
 }
