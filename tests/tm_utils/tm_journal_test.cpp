@@ -212,7 +212,9 @@ TEST_F(tm_journal_test, closing_needs_no_memory) {
 
 TEST_F(tm_journal_test, element_without_room_for_its_note_is_refused_and_not_lost) {
   ASSERT_EQ(tm_journal_open(0), 0);
+  test_host::fail_all_heap_allocations(true);
   EXPECT_EQ(take(), nullptr);
+  test_host::fail_all_heap_allocations(false);
   EXPECT_EQ(nodes_out(), 0u);
   EXPECT_EQ(info[node_type].failed, 1u);
   EXPECT_EQ(info[node_type].mallocs, 0u);
@@ -274,11 +276,52 @@ TEST_F(tm_journal_test, reserved_edits_survive_growth_and_a_refusal_leaves_the_j
   EXPECT_EQ(test_host::heap().blocks, 0u);
 }
 
-TEST_F(tm_journal_test, edits_beyond_the_reserved_room_are_fatal_rather_than_lost) {
+TEST_F(tm_journal_test, edits_beyond_the_reserved_room_grow_the_log) {
+  tm_util_trie_node *node = take();
+  const uint32_t before = node->tag;
+  ASSERT_EQ(tm_journal_open(1), 0);
+  for (uint32_t i = 0; i < 100000; ++i) {
+    tm_edit(&node->tag, i);
+  }
+  EXPECT_EQ(tm_journal_check(), 0);
+  tm_journal_rollback();
+  EXPECT_EQ(node->tag, before);
+  EXPECT_EQ(test_host::heap().blocks, 0u);
+}
+
+TEST_F(tm_journal_test, elements_beyond_the_allotted_room_grow_their_logs) {
+  ASSERT_EQ(tm_journal_open(0), 0);
+  for (int i = 0; i < 1000; ++i) {
+    tm_util_trie_node *node = take();
+    ASSERT_NE(node, nullptr);
+    tm_chunk_free(node_type, node);
+  }
+  EXPECT_EQ(tm_journal_check(), 0);
+  tm_journal_rollback();
+  EXPECT_EQ(nodes_out(), 0u);
+  EXPECT_EQ(test_host::heap().blocks, 0u);
+}
+
+TEST_F(tm_journal_test, release_without_room_for_its_note_can_be_rolled_back_but_not_committed) {
+  tm_util_trie_node *node = take();
+  ASSERT_EQ(tm_journal_open(0), 0);
+  test_host::fail_all_heap_allocations(true);
+  for (int i = 0; i < 1000; ++i) {
+    tm_chunk_free(node_type, node);  // only noted: nothing is given back before the commit
+  }
+  test_host::fail_all_heap_allocations(false);
+  EXPECT_EQ(tm_journal_check(), TM_ENOMEM);
+  tm_journal_rollback();
+  EXPECT_EQ(nodes_out(), 1u);
+  tm_chunk_free(node_type, node);
+}
+
+TEST_F(tm_journal_test, edits_that_no_memory_is_left_to_note_are_fatal_rather_than_lost) {
   tm_util_trie_node *node = take();
   ASSERT_EQ(tm_journal_open(1), 0);
   EXPECT_FATAL(
       {
+        test_host::fail_all_heap_allocations(true);
         for (int i = 0; i < 100000; ++i) {
           tm_edit(&node->tag, i);
         }
