@@ -96,7 +96,7 @@ std::vector<bool> absent_deletes(const stored_set &before, const std::vector<cha
 }
 
 // False: the record is refused.
-bool take(stored_set &set, const list_entry &entry, bool safe) {
+bool take(stored_set &set, const list_entry &entry, bool safe, std::vector<ip_prefix> *removed) {
   const auto found = set.find(entry.prefix);
   if (found == set.end() || (safe && !entry.is_anchor() && own_share(found->second) == 0)) {
     return true;
@@ -112,6 +112,9 @@ bool take(stored_set &set, const list_entry &entry, bool safe) {
     if (entry.prefix.length == 0) {
       c.weight = 1;
     } else {
+      if (removed != nullptr) {
+        removed->push_back(entry.prefix);
+      }
       set.erase(found);
     }
   }
@@ -135,14 +138,15 @@ stored_set after_full(const std::vector<change> &changes) {
   return set;
 }
 
-stored_set after_batch(const stored_set &before, const std::vector<change> &changes, bool safe, bool &refused) {
+stored_set after_batch(const stored_set &before, const std::vector<change> &changes, bool safe, bool &refused,
+                       std::vector<ip_prefix> *removed) {
   stored_set set = before;
   refused = false;
   const std::vector<bool> absent = safe ? absent_deletes(before, changes) : std::vector<bool>(changes.size(), false);
   for (const list_entry &entry : working_list(changes, absent)) {
     if (entry.add) {
       give(set, entry);
-    } else if (!take(set, entry, safe)) {
+    } else if (!take(set, entry, safe, removed)) {
       refused = true;
       return before;
     }

@@ -14,9 +14,11 @@ namespace instance_model {
 // The set after a full compression of these changes.
 stored_set after_full(const std::vector<change> &changes);
 
-// The set after an accepted batch. `refused` becomes true when a delete asks for more than is there: the batch must
-// then be refused with 22, unless something else refuses it before.
-stored_set after_batch(const stored_set &before, const std::vector<change> &changes, bool safe, bool &refused);
+// The set after an accepted batch; prefixes that left it, if only for a moment, are added to `removed`. `refused`
+// becomes true when a delete asks for more than is there: the batch must then be refused with 22, unless something else
+// refuses it before.
+stored_set after_batch(const stored_set &before, const std::vector<change> &changes, bool safe, bool &refused,
+                       std::vector<v6tool::ip_prefix> *removed = nullptr);
 
 }  // namespace instance_model
 

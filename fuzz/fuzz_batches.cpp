@@ -1,0 +1,113 @@
+// A table and operations on it from bytes: batches as written and safe, refused memory, resets, queries, dumps. The
+// first byte says whether memory may be refused; if not, everything is done twice and must give the same bytes.
+#include "checked_library.h"
+#include "fuzz_target.h"
+#include "test_host.h"
+
+using namespace instance_model;
+using fuzz_target::expect;
+using fuzz_target::expect_none;
+
+namespace {
+
+struct session {
+  checked_library &library;
+  bool refuses_memory;
+  std::vector<place> places;
+  std::vector<answer> answers;
+
+  void step(byte_source &bytes, change_reader &reader) {
+    const place at = places[bytes.below(static_cast<uint32_t>(places.size()))];
+    switch (bytes.below(16)) {
+      case 0:
+        expect_none(library.reset(at));
+        break;
+      case 1:
+        library.set_safe(bytes.below(4) != 0);
+        break;
+      case 2:
+        expect_none(library.attach(at, reader.next_prefix(false), bytes.next_word()));
+        break;
+      case 3:
+        expect_none(library.query(at, reader.next_prefix(false)));
+        break;
+      case 4:
+        expect_none(library.lookup(at, reader.next_prefix(false)));
+        break;
+      case 5:
+        expect_none(library.lookup_address(at, reader.next_prefix(false).key));
+        break;
+      case 6:
+        expect_none(library.dump(at));
+        break;
+      case 7:
+        expect_none(library.refusals(at));
+        break;
+      default:
+        batch(bytes, reader, at);
+    }
+  }
+
+  void batch(byte_source &bytes, change_reader &reader, place at) {
+    const std::vector<change> changes = reader.next_changes(1 + bytes.below(12));
+    if (refuses_memory) {
+      library.expect_refusals(true);
+      if (bytes.below(2) == 0) {
+        test_host::fail_heap_allocation(bytes.below(24));
+      } else {
+        test_host::fail_pool_element(bytes.next() * 2u);
+      }
+    }
+    answers.emplace_back();
+    const std::string fault = library.request(at, changes, &answers.back());
+    test_host::fail_heap_allocation(0);
+    test_host::fail_pool_element(0);
+    expect_none(fault);
+    if (answers.back().status == 0) {
+      expect_none(library.memory_check());
+    }
+  }
+};
+
+std::vector<answer> run(checked_library &library, const uint8_t *data, size_t size, std::vector<place> places) {
+  byte_source bytes(data, size);
+  change_reader reader(bytes);
+  const uint8_t mode = bytes.next();
+  library.set_safe((mode & 2) != 0);
+  library.expect_refusals(false);
+  tags_so_far = 0;
+  session s = {library, (mode & 1) != 0, std::move(places), {}};
+  s.answers.emplace_back();
+  expect_none(library.request(s.places[0], reader.next_changes(bytes.below(40)), &s.answers.back()));
+  while (!bytes.empty()) {
+    s.step(bytes, reader);
+  }
+  return std::move(s.answers);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  static checked_library library;
+  if (size == 0 || size > 4096) {
+    return 0;
+  }
+  const std::vector<answer> first = run(library, data, size, {{0, 0}, {1, 1}});
+  if ((data[0] & 1) == 0) {
+    const std::vector<answer> second = run(library, data, size, {{2, 0}, {3, 1}});
+    expect(first.size() == second.size(), "the second run took another course");
+    for (size_t i = 0; i < first.size(); ++i) {
+      expect(same_bytes(first[i], second[i]), "the same request gave other bytes in the second run");
+    }
+  }
+  for (const place &at : all_places) {
+    expect_none(library.reset(at));
+  }
+  expect(allocated() == 0, "elements left after the resets");
+  expect_none(library.memory_check());
+  static unsigned runs = 0;
+  if (++runs % 256 == 0) {
+    expect_none(test_host::pool_damage());
+  }
+  return 0;
+}

@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Make the seed corpora from the example tables: make_corpus.py [repository]
+
+Small cuts of real tables in the encodings of the fuzz targets, and a few shapes by hand. The same in every run.
+"""
+import ipaddress
+import random
+import sys
+from pathlib import Path
+
+root = Path(sys.argv[1] if len(sys.argv) > 1 else Path(__file__).resolve().parent.parent)
+corpus = root / "fuzz" / "corpus"
+
+
+def put(target, name, content):
+    folder = corpus / target
+    folder.mkdir(parents=True, exist_ok=True)
+    (folder / name).write_bytes(content)
+
+
+def record(network, add=True, weight=0):
+    """A long record: control, length, address."""
+    control = (0x80 if add else 0) | 0x40 | weight
+    return bytes([control, network.prefixlen]) + network.network_address.packed
+
+
+def read(name):
+    lines = (root / "examples" / "tables" / name).read_text().splitlines()
+    return [line for line in lines if line and not line.startswith("#")]
+
+
+def plain(n):
+    dice = random.Random(n)
+    return bytes(dice.randrange(256) for _ in range(n))
+
+
+for table in ("dc_wikimedia_144.txt", "op_china_1641.txt", "bgp_2401_5270.txt"):
+    lines = read(table)
+    stem = table.split("_")[0]
+    for part in range(3):
+        start = part * len(lines) // 3
+        cut = lines[start:start + 24]
+        networks = [ipaddress.ip_network(line.split()[0]) for line in cut]
+        put("full_table", f"{stem}_{part}", b"".join(record(n) for n in networks))
+        for mode in range(4):
+            half = networks[:12]
+            body = bytes([mode, 12]) + b"".join(record(n) for n in half)
+            for n in networks[12:18]:  # place, operation, number of records [, refusal]
+                body += bytes([0, 8, 0]) + record(n) + (bytes([mode, 9]) if mode & 1 else b"")
+            for n in half[::3]:
+                body += bytes([0, 9, 0]) + record(n, add=False) + (bytes([mode, 9]) if mode & 1 else b"")
+            put("batches", f"{stem}_{part}_mode_{mode}", body)
+        put("table_reader", f"{stem}_{part}.txt", ("\n".join(cut[:12]) + "\n").encode())
+        put("prefix_text", f"{stem}_{part}", cut[0].split()[0].encode())
+
+nested = [ipaddress.ip_network(("2001:db8:ffff:ffff:ffff:ffff:ffff:ffff", n), strict=False) for n in range(0, 129, 5)]
+put("full_table", "nested", b"".join(record(n) for n in nested))
+put("full_table", "empty", b"")
+put("full_table", "weights", b"".join(record(n, weight=i % 16) for i, n in enumerate(nested)))
+for mode in range(4):
+    put("batches", f"nested_mode_{mode}", bytes([mode, 5]) + b"".join(record(n) for n in nested[:5])
+        + b"".join(bytes([i % 2, 8 + i % 4, 0]) + record(n, add=i % 3 != 0) for i, n in enumerate(nested)))
+for name, text in {
+    "crlf": b"2001:db8::/32\r\n::/0 7\r\n",
+    "comments": b"# a table\n\n 2001:db8::/32 5 # here\n\t::/1\n",
+    "faults": b"2001:db8::1/32\n2001:db8::/129\nhello\n2001:db8::/32 0\n2001:db8::/32 4294967296\n",
+    "no_newline": b"2001:db8::/32",
+    "nul": b"2001:db8::/32\0\n",
+    "long_line": b"2" * 300 + b"\n",
+    "twice": b"2001:db8::/32\n2001:db8::/32\n",
+}.items():
+    put("table_reader", name, text)
+for name, text in {
+    "any": b"::/0", "host": b"::1/128", "mapped": b"::ffff:192.0.2.1", "full": b"1:2:3:4:5:6:7:8",
+    "two_gaps": b"1::2::3", "zone": b"fe80::1%eth0", "weight": b"4294967295", "weight_zeros": b"0017",
+    "long_group": b"12345::", "upper": b"2001:DB8::ABCD/128", "blank": b"",
+}.items():
+    put("prefix_text", name, text)
+for target in ("trie", "pcmpr_trie", "containers", "plan"):
+    for n in (40, 120, 300):
+        put(target, f"dice_{n}", plain(n))
+for kind in range(3):
+    put("containers", f"kind_{kind}", bytes([kind]) + plain(200 + kind))
+put("plan", "all_states", bytes([20]) + bytes(x for i in range(20) for x in (1, i, 32, 3, 4, i % 8, 5, i % 6))
+    + bytes([20, 0, 12]) + bytes(x for i in range(12) for x in (32, 3, 4, i % 8, 5)) + bytes([0, 1, 2, 3, 1, 3, 4]))

@@ -1,0 +1,263 @@
+#include "checked_library.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "prefix_text.h"
+#include "test_host.h"
+
+namespace instance_model {
+
+namespace {
+
+using v6tool::ip_prefix;
+
+tcamv6_prefix record_of(const ip_prefix &prefix) {
+  tcamv6_prefix record = {};
+  record.length = prefix.length;
+  v6tool::key_to_bytes(prefix.key, record.address);
+  return record;
+}
+
+ip_prefix stored_form(const ip_prefix &prefix) { return {v6tool::masked(prefix.key, prefix.length), prefix.length}; }
+
+std::string difference(const stored_set &stored, const stored_set &expected) {
+  for (const auto &[prefix, count] : expected) {
+    const auto found = stored.find(prefix);
+    if (found == stored.end()) {
+      return v6tool::format_prefix(prefix) + " is missing";
+    }
+    if (found->second != count) {
+      return v6tool::format_prefix(prefix) + " has counters " + std::to_string(found->second.weight) + ' ' +
+             std::to_string(found->second.anchors) + " instead of " + std::to_string(count.weight) + ' ' +
+             std::to_string(count.anchors);
+    }
+  }
+  return stored.size() == expected.size() ? "" : "something is stored that should not be";
+}
+
+bool is_one_of(uint32_t status, std::initializer_list<uint32_t> statuses) {
+  return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
+}
+
+std::string unexpected(const char *what, uint32_t status) {
+  return std::string(what) + " answered " + std::to_string(status);
+}
+
+}  // namespace
+
+checked_library::checked_library(uint64_t pool_elements, bool fresh) {
+  if (fresh || gbl_state == nullptr) {
+    start(pool_elements);
+  }
+  for (const place &at : all_places) {
+    zel_v6comp_reset_instance(at.processor, at.instance);
+  }
+  tcamv6_debug_flags = {};
+  tags_so_far = 0;
+  set_safe_updates(false);
+}
+
+void checked_library::set_safe(bool on) {
+  safe_ = on;
+  set_safe_updates(on);
+}
+
+std::string checked_library::check(place at) {
+  table &t = tables_[at];
+  if (!thorough_) {
+    return "";
+  }
+  std::string fault = first_fault(at, t.counted);
+  if (fault.empty() && t.compressed && t.exact) {
+    fault = containment_fault(at);
+  }
+  return fault;
+}
+
+std::string checked_library::full_check(place at) {
+  const bool was = thorough_;
+  thorough_ = true;
+  std::string fault = check(at);
+  thorough_ = was;
+  const table &t = tables_[at];
+  if (fault.empty() && t.compressed && t.exact) {
+    fault = difference(stored(at), t.set);
+  }
+  return fault;
+}
+
+std::string checked_library::request(place at, const std::vector<change> &changes, answer *out) {
+  table &t = tables_[at];
+  const bool full = !t.compressed;
+  const std::string before = thorough_ && safe_ && !full ? image(at, detail::elements) : "";
+  answer a = instance_model::request(changes, at);
+  std::string fault = full ? after_full_run(at, changes, a.status) : after_batch_run(at, changes, a.status, before);
+  if (fault.empty()) {
+    fault = check(at);
+  }
+  if (out != nullptr) {
+    *out = std::move(a);
+  }
+  return fault.empty() ? "" : fault + " after " + text_of(changes);
+}
+
+std::string checked_library::after_full_run(place at, const std::vector<change> &changes, uint32_t status) {
+  table &t = tables_[at];
+  t = {};
+  if (status == 0) {
+    t.compressed = true;
+    t.set = after_full(changes);
+    return difference(stored(at), t.set);
+  }
+  const bool expected = is_one_of(status, {14, 75}) || (status == 12 && memory_may_fail_);
+  return expected ? "" : unexpected("a full compression", status);
+}
+
+std::string checked_library::after_batch_run(place at, const std::vector<change> &changes, uint32_t status,
+                                             const std::string &before) {
+  table &t = tables_[at];
+  if (!is_one_of(status, {0, 2, 14, 22, 28}) && !(status == 12 && memory_may_fail_)) {
+    return unexpected("a batch", status);
+  }
+  if (!safe_) {
+    t.exact = false;
+    t.counted = t.counted && status == 0;
+    t.set = stored(at);
+    t.handles.clear();
+    return "";
+  }
+  if (status != 0) {
+    return !before.empty() && image(at, detail::elements) != before ? "a refused batch changed something" : "";
+  }
+  bool refused = false;
+  std::vector<ip_prefix> removed;
+  stored_set expected = after_batch(t.set, changes, true, refused, &removed);
+  if (!t.exact) {
+    t.set = stored(at);
+    t.handles.clear();
+    return "";
+  }
+  if (refused) {
+    return "a delete of more than there is was accepted";
+  }
+  t.set = std::move(expected);
+  for (const ip_prefix &prefix : removed) {
+    t.handles.erase(prefix);
+  }
+  return thorough_ ? difference(stored(at), t.set) : "";
+}
+
+std::string checked_library::reset(place at) {
+  tables_[at] = {};
+  if (zel_v6comp_reset_instance(at.processor, at.instance) != 0) {
+    return "a reset was refused";
+  }
+  return check(at);
+}
+
+std::string checked_library::lookup(place at, const ip_prefix &prefix) {
+  const tcamv6_prefix record = record_of(prefix);
+  tcamv6_cmpr_pref pref;
+  tcamv6_cmpr_addr addr;
+  const int32_t result = tcamv6_lookup_prefix(state_of(at), &record, &pref, &addr);
+  const bool is_stored = tables_[at].set.count(stored_form(prefix)) != 0;
+  if (result != (is_stored ? 0 : -22)) {
+    return "lookup of " + v6tool::format_prefix(prefix) + " gave " + std::to_string(result);
+  }
+  return result == 0 && pref.length > 64 ? "a code of more than 64 bits" : "";
+}
+
+std::string checked_library::lookup_address(place at, v6tool::ip_key address) {
+  uint8_t bytes[16];
+  v6tool::key_to_bytes(address, bytes);
+  tcamv6_prefix match = {};
+  tcamv6_cmpr_pref pref;
+  tcamv6_cmpr_addr addr;
+  const int32_t result = tcamv6_lookup_address(state_of(at), bytes, &match, &pref, &addr);
+  const ip_prefix *longest = nullptr;
+  for (const auto &[prefix, count] : tables_[at].set) {
+    if (v6tool::covers(prefix, address) && (longest == nullptr || prefix.length > longest->length)) {
+      longest = &prefix;
+    }
+  }
+  if (result != (longest != nullptr ? 0 : -22)) {
+    return "lookup of " + v6tool::format_address(address) + " gave " + std::to_string(result);
+  }
+  if (longest == nullptr) {
+    return "";
+  }
+  const counters &count = tables_[at].set[*longest];
+  const bool right = match.length == longest->length &&
+                     v6tool::covers(*longest, v6tool::key_from_bytes(match.address)) && match.weight == count.weight &&
+                     match.anchor_ref == count.anchors;
+  return right ? "" : v6tool::format_address(address) + " does not find " + v6tool::format_prefix(*longest);
+}
+
+std::string checked_library::attach(place at, const ip_prefix &prefix, uint32_t handle) {
+  const tcamv6_prefix record = record_of(prefix);
+  const int32_t result = tcamv6_prefix_handle_attach(state_of(at), &record, handle);
+  const bool is_stored = tables_[at].set.count(stored_form(prefix)) != 0;
+  if (is_stored && result == 0) {
+    tables_[at].handles[stored_form(prefix)] = handle;
+  }
+  return result == (is_stored ? 0 : -22) ? "" : "attaching gave " + std::to_string(result);
+}
+
+std::string checked_library::query(place at, const ip_prefix &prefix) {
+  const table &t = tables_[at];
+  const tcamv6_prefix record = record_of(prefix);
+  uint32_t handle = 0xDEAD;
+  const int32_t result = tcamv6_prefix_handle_query(state_of(at), &record, &handle);
+  if (t.set.count(stored_form(prefix)) == 0) {
+    return result == -22 && handle == 0xDEAD ? "" : "querying what is not stored gave " + std::to_string(result);
+  }
+  if (result != 0) {
+    return "querying gave " + std::to_string(result);
+  }
+  const auto found = t.handles.find(stored_form(prefix));
+  const uint32_t expected = found == t.handles.end() ? 0 : found->second;
+  return !t.exact || handle == expected ? "" : "the handle of " + v6tool::format_prefix(prefix) + " is another";
+}
+
+std::string checked_library::dump(place at) {
+  const table &t = tables_[at];
+  uint32_t count = 0xDEAD;
+  tm_incr_update_entry *list = nullptr;
+  const uint32_t status = zel_v6comp_sort_and_dump_prefix(at.processor, at.instance, &count, &list);
+  if (!t.compressed) {
+    return count == 0 && is_one_of(status, {0, 22}) ? "" : unexpected("a dump of nothing", status);
+  }
+  if (!t.exact) {
+    return is_one_of(status, {0, 14, 22}) ? "" : unexpected("a dump", status);
+  }
+  size_t rows = 0;
+  for (const auto &[prefix, c] : t.set) {
+    rows += c.weight != c.anchors ? 1 : 0;
+  }
+  if (status != 0 || count != rows) {
+    return unexpected("a dump", status) + ", " + std::to_string(count) + " rows of " + std::to_string(rows);
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    const ip_prefix prefix = stored_form({v6tool::key_from_bytes(list[i].prefix), list[i].length});
+    if (t.set.count(prefix) == 0 || (i != 0 && list[i - 1].length < list[i].length)) {
+      return "a dump shows " + v6tool::format_prefix(prefix) + " wrongly";
+    }
+  }
+  return "";
+}
+
+std::string checked_library::refusals(place at) {
+  const std::string before = image(at, detail::elements);
+  const std::vector<change> too_long = {{true, {{}, 129}, 1}};
+  const bool refused = instance_model::request(too_long, at).status == 22 &&
+                       instance_model::request({}, {4, at.instance}).status == 22 &&
+                       instance_model::request({}, {at.processor, -1}).status == 22 &&
+                       instance_model::request({}, {at.processor, 2}).status == 22;
+  if (!refused) {
+    return "a request off the grid or with a long record was not refused with 22";
+  }
+  return image(at, detail::elements) == before ? "" : "a turned away request changed something";
+}
+
+}  // namespace instance_model
