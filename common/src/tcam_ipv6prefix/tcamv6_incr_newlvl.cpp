@@ -88,18 +88,16 @@ int32_t contains_child(const new_level *level, const tcamv6_anc_data *child) {
   return result;
 }
 
-// One array for both sets: adopted children from its start, staying ones after room for all to be adopted.
+// One array for both sets, also when there are no children: adopted ones from its start, staying ones after room for
+// all to be adopted.
 int32_t allocate_sets(new_level *level) {
   size_t n = 0;
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
        child = tcamv6_anc_next(child)) {
     ++n;
   }
-  if (n == 0) {
-    return TM_OK;
-  }
   level->adopted.nodes =
-      static_cast<tm_n_ary_node **>(zel_malloc_named(TM_MEM_TAG_CELL, 2 * n * sizeof(tm_n_ary_node *)));
+      static_cast<tm_n_ary_node **>(zel_malloc_named(TM_MEM_TAG_CELL, (2 * n + 1) * sizeof(tm_n_ary_node *)));
   if (level->adopted.nodes == nullptr) {
     TM_LOG(info, "%s: list_insert failed %d", leveler, TM_ENOMEM);
     return TM_ENOMEM;
