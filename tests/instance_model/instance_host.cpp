@@ -77,15 +77,6 @@ std::string text_of(const std::vector<change> &changes) {
   return text;
 }
 
-namespace {
-
-template <class Record>
-bool same_records(const std::vector<Record> &a, const std::vector<Record> &b) {
-  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(Record)) == 0);
-}
-
-}  // namespace
-
 bool same_bytes(const answer &a, const answer &b) {
   return a.status == b.status && a.changed == b.changed && same_records(a.prefs, b.prefs) &&
          same_records(a.addrs, b.addrs);
