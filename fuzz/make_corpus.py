@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Make the seed corpora from the example tables: make_corpus.py [repository]
+"""Make the seed corpora from the example tables and histories: make_corpus.py [repository]
 
 Small cuts of real tables in the encodings of the fuzz targets, and a few shapes by hand. The same in every run.
 """
@@ -53,6 +53,13 @@ for table in ("dc_wikimedia_144.txt", "op_china_1641.txt", "bgp_2401_5270.txt"):
         put("table_reader", f"{stem}_{part}.txt", ("\n".join(cut[:12]) + "\n").encode())
         put("prefix_text", f"{stem}_{part}", cut[0].split()[0].encode())
 
+for history in ("dc_wikimedia", "host128_vpn", "op_china_monthly"):
+    text = (root / "examples" / "histories" / f"{history}.updates.txt").read_text()
+    lines = [line for line in text.splitlines() if line and not line.startswith("#")]
+    for part in range(2):
+        start = part * len(lines) // 2
+        put("history_reader", f"{history.split('_')[0]}_{part}.txt", ("\n".join(lines[start:start + 8]) + "\n").encode())
+
 nested = [ipaddress.ip_network(("2001:db8:ffff:ffff:ffff:ffff:ffff:ffff", n), strict=False) for n in range(0, 129, 5)]
 put("full_table", "nested", b"".join(record(n) for n in nested))
 put("full_table", "empty", b"")
@@ -70,6 +77,15 @@ for name, text in {
     "twice": b"2001:db8::/32\n2001:db8::/32\n",
 }.items():
     put("table_reader", name, text)
+for name, text in {
+    "crlf": b"+2001:db8::/32 7\r\n---\r\n-::/0\r\n",
+    "blanks": b"# a history\n\n  + 2001:db8::/32   # inside\n --- # batch 1\n",
+    "empty_batches": b"---\n---\n+::/0",
+    "too_many": b"+::/0\n" * 9,
+    "faults": b"2001:db8::/32\n+\n-2001:db8::1/32\n+2001:db8::/32 0\n----\n",
+    "nothing": b"# nothing\n",
+}.items():
+    put("history_reader", name, text)
 for name, text in {
     "any": b"::/0", "host": b"::1/128", "mapped": b"::ffff:192.0.2.1", "full": b"1:2:3:4:5:6:7:8",
     "two_gaps": b"1::2::3", "zone": b"fe80::1%eth0", "weight": b"4294967295", "weight_zeros": b"0017",
