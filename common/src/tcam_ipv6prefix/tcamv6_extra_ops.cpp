@@ -20,7 +20,7 @@ int32_t tcamv6_extra_ops_get(tcamv6_state *state, tcamv6_cmpr_pref **first_half,
 }
 
 int32_t tcamv6_extra_ops_free(tcamv6_state *state) {
-  if (state == nullptr) {
+  if (tcamv6_state_unusable(state)) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     return TM_EINVAL;
   }

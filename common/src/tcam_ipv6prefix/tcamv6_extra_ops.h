@@ -14,7 +14,7 @@ TM_API int32_t tcamv6_extra_ops_get(tcamv6_state *state, tcamv6_cmpr_pref **firs
                                     uint32_t *count);
 
 /** Release the extra operations; none is fine.
- *  @return 0; -22 state is null */
+ *  @return 0; -22 state is null or was kept by a reset */
 TM_API int32_t tcamv6_extra_ops_free(tcamv6_state *state);
 
 TM_API_END
