@@ -120,6 +120,11 @@ std::string checked_library::after_batch_run(place at, const std::vector<change>
   if (!is_one_of(status, {0, 2, 14, 22, 28}) && !(status == 12 && memory_may_fail_)) {
     return unexpected("a batch", status);
   }
+  // Taking nothing from ::/0 while its sum has wrapped to 0 counts as its removal, which never happens: the number
+  // of prefixes is one too low from then on.
+  for (const change &c : changes) {
+    t.counted = t.counted && (c.add || c.weight != 0 || c.prefix.length != 0);
+  }
   if (!safe_) {
     t.exact = false;
     t.counted = t.counted && status == 0;
@@ -228,7 +233,7 @@ std::string checked_library::dump(place at) {
   if (!t.compressed) {
     return count == 0 && is_one_of(status, {0, 22}) ? "" : unexpected("a dump of nothing", status);
   }
-  if (!t.exact) {
+  if (!t.exact || !t.counted) {
     return is_one_of(status, {0, 14, 22}) ? "" : unexpected("a dump", status);
   }
   size_t rows = 0;
