@@ -1,9 +1,43 @@
 // The full compression of one table: its phases, what each failure says, and what it leaves.
+#include <random>
+
 #include "tcamv6_fixture.h"
+#include "tm_bits.h"
 
 namespace {
 
 const std::string pipeline = "tcamv6_optimized_compress: ";
+
+using key_and_length = std::pair<std::string, int>;
+
+void append_keys(const tm_util_trie_node *node, std::vector<key_and_length> *keys) {
+  if (node != nullptr) {
+    keys->emplace_back(key_bits(node->key, TM_KEY_BITS), node->len);
+    append_keys(tm_trie_child(node, 0), keys);
+    append_keys(tm_trie_child(node, 1), keys);
+  }
+}
+
+std::vector<key_and_length> keys_of(const tm_util_trie_node *root) {
+  std::vector<key_and_length> keys;
+  append_keys(root, &keys);
+  return keys;
+}
+
+// Prefixes of all lengths, nested and side by side, in a space narrow enough that many share nodes.
+std::vector<tcamv6_prefix> crowded_records(std::mt19937 *random, size_t n) {
+  std::vector<tcamv6_prefix> records;
+  for (size_t i = 0; i < n; ++i) {
+    tcamv6_prefix record = record_of("2001:db8::/32");
+    for (uint8_t &byte : record.address) {
+      const uint32_t kind = (*random)() % 4;
+      byte = static_cast<uint8_t>(kind == 0 ? (*random)() : kind == 1 ? 0xFF : kind == 2 ? 0x80 : 0);
+    }
+    record.length = static_cast<uint8_t>((*random)() % 129);
+    records.push_back(record);
+  }
+  return records;
+}
 
 class tcamv6_optimized_test : public tcamv6_test {
  protected:
@@ -85,6 +119,24 @@ TEST_F(tcamv6_optimized_test, limit_is_the_instances_own) {
   only_info();
   EXPECT_EQ(compress(nested_records(11)).result, TM_EOVERFLOW);
   EXPECT_EQ(plain_log_lines().back(), pipeline + "Compression overflowed to 11 bits, maximum allowed 10 bit length");
+}
+
+TEST_F(tcamv6_optimized_test, keys_of_the_compressed_trie_are_those_that_make_printable_writes) {
+  std::mt19937 random(20);
+  size_t compressed = 0;
+  for (size_t n = 0; n < 120; ++n) {
+    if (compress(crowded_records(&random, n)).result == TM_OK) {
+      ++compressed;
+      tm_util_trie_node *root = tm_trie_node(state->cmpr_root);
+      const std::vector<key_and_length> keys = keys_of(root);
+      uint8_t path[TM_KEY_BYTES] = {};
+      ASSERT_EQ(tm_util_trie_make_printable(root, path, 0, 0), TM_OK);
+      EXPECT_EQ(keys, keys_of(root)) << n << " prefixes";
+    }
+    ASSERT_EQ(tcamv6_reset(&state, 0), TM_OK);
+    state = new_state();
+  }
+  EXPECT_GT(compressed, 100u);
 }
 
 TEST_F(tcamv6_optimized_test, duplicates_land_on_one_node_that_sums_their_weights) {

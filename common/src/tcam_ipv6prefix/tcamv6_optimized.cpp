@@ -141,9 +141,9 @@ int32_t insert_list(full_run *run) {
   return TM_OK;
 }
 
-int32_t make_printable(tm_util_trie_node *root) {
+int32_t make_printable(full_run *run) {
   uint8_t key[TM_KEY_BYTES] = {};
-  const int32_t result = tm_util_trie_make_printable(root, key, 0, TCAMV6_MAX_PREF_LEN);
+  const int32_t result = tm_util_trie_make_printable(run->orig_root, key, 0, TCAMV6_MAX_PREF_LEN);
   return result == TM_OK ? TM_OK : report("util_trie_make_printable()", result);
 }
 
@@ -236,17 +236,8 @@ int32_t fill_results(full_run *run) {
 int32_t run_phases(full_run *run) {
   using phase = int32_t (*)(full_run *);
   constexpr phase phases[] = {
-      allocate_arrays,
-      make_root,
-      insert_list,
-      [](full_run *r) { return make_printable(r->orig_root); },
-      cost_table,
-      set_limits,
-      build_compressed_trie,
-      make_sparse,
-      collect_nodes,
-      [](full_run *r) { return make_printable(r->cmpr_root); },
-      fill_results,
+      allocate_arrays,       make_root,   insert_list,   make_printable, cost_table, set_limits,
+      build_compressed_trie, make_sparse, collect_nodes, fill_results,
   };
   for (const phase next : phases) {
     const int32_t result = next(run);

@@ -1,5 +1,12 @@
+// tcamv6_sparse.cpp - depth limits, chains, and the keys of all compressed nodes.
+//
+// The keys are those that tm_util_trie_make_printable writes into the finished trie: it walks right subtrees first, and
+// a bit that it has set on its way shows in later keys, beyond their lengths, until it is set again. What it would
+// leave behind is told bottom-up, before the chains are made, so that every chain gets its keys while it is made and
+// the finished trie, several times as large, is not walked again.
 #include "tcamv6_sparse.h"
 
+#include "tm_bits.h"
 #include "tm_debug.h"
 
 namespace {
@@ -9,6 +16,38 @@ constexpr int32_t no_limit = 0xFFFFFFF;  // of a side without a child
 tcamv6_cmpr_data *cmpr_data_of(const tm_util_trie_node *node) { return tm_ptr<tcamv6_cmpr_data>(node->data); }
 
 int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
+
+bool has_both_children(const tm_util_trie_node *node) {
+  return node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL;
+}
+
+// The path of the walk that writes keys, after it went down an edge from a depth and through all that lies below. Until
+// a node gets its own key, its key and len hold what the walk sets below it: bits up to depth `len` of the path.
+tm_key_number path_after(tm_key_number path, int32_t depth, uint32_t bit, const tm_util_trie_node *child) {
+  const tm_key_number edge_end = tm_key_number_leading(cmpr_data_of(child)->max_depth);
+  const tm_key_number edge = edge_end & ~tm_key_number_leading(depth);
+  const tm_key_number below = tm_key_number_leading(child->len) & ~edge_end;
+  const tm_key_number kept = path & ~edge & ~below;
+  return kept | (bit != 0 ? edge : 0) | (tm_key_load(child->key) & below);
+}
+
+void note_path_bits(tm_util_trie_node *node, int32_t depth) {
+  if (depth < 0) {
+    return;  // ends the pass
+  }
+  tm_key_number path = 0;
+  uint16_t deepest = static_cast<uint16_t>(depth);
+  for (uint32_t turn = 0; turn < 2; ++turn) {
+    const uint32_t bit = 1 - turn;
+    const tm_util_trie_node *child = tm_trie_child(node, bit);
+    if (child != nullptr) {
+      path = path_after(path, depth, bit, child);
+      deepest = child->len > deepest ? child->len : deepest;
+    }
+  }
+  tm_key_store(node->key, path);
+  node->len = deepest;
+}
 
 tcamv6_cmpr_data *new_cmpr_data(tm_util_trie_node *node, const char *function) {
   auto *data = static_cast<tcamv6_cmpr_data *>(tm_chunk_malloc(TM_V6_ORIG_DATA));
@@ -79,6 +118,7 @@ int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int
     }
     TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", __func__,
            static_cast<void *>(node), static_cast<unsigned long>(node->data), data->max_depth);
+    note_path_bits(node, data->max_depth);
     return data->max_depth;
   }
   if (data != nullptr) {
@@ -113,34 +153,50 @@ int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int
     TM_LOG(info, "%s: cmpr node %p max_depth %d", __func__, static_cast<void *>(node), data->max_depth);
   }
   TM_LOG(trace, "%s: ends %d", __func__, data->max_depth);
+  note_path_bits(node, data->max_depth);
   return data->max_depth;
 }
 
-// Put `gap` nodes between a parent and its child on one side, all repeating the child's branch bit.
-int32_t insert_chain(tm_util_trie_node *parent, tm_util_trie_node *child, int32_t is_left, int32_t gap,
-                     const char *function) {
+// A place on the way down: where the next node goes.
+struct way_down {
+  tm_util_trie_node *parent;  // null above the root
+  int32_t depth;              // of the parent
+  uint32_t bit;               // side
+  tm_key_number path;         // of the walk that writes keys, when it turns to this side
+};
+
+// Link a node into its place and write its key: after a branch the path's first bytes only, else all of it.
+void step_down(way_down *way, tm_util_trie_node *node) {
+  int32_t shown = TM_KEY_BITS;
+  if (way->parent != nullptr) {
+    const tm_key_number bit = tm_key_number_bit(way->depth++);
+    way->path = way->bit != 0 ? way->path | bit : way->path & ~bit;
+    shown = has_both_children(way->parent) ? (way->depth + 7) / 8 * 8 : shown;
+    (way->bit != 0 ? way->parent->right : way->parent->left) = tm_idx(node);
+  }
+  tm_key_store(node->key, way->path & tm_key_number_leading(shown));
+  node->len = static_cast<uint16_t>(way->depth);
+  way->parent = node;
+}
+
+// Put `gap` nodes above a child, all repeating its branch bit.
+int32_t insert_chain(way_down *way, const tm_util_trie_node *child, int32_t gap, const char *function) {
   for (int32_t i = 0; i < gap; ++i) {
     auto *link = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
     if (link == nullptr) {
       TM_LOG(error, "%s: malloc(%zu bytes) failed", function, sizeof(tm_util_trie_node));
       return TM_ENOMEM;
     }
-    tm_util_trie_node_initialize(link, parent, is_left);
-    (is_left != 0 ? link->left : link->right) = tm_idx(child);
-    (is_left != 0 ? parent->left : parent->right) = tm_idx(link);
-    parent = link;
+    *link = {};
+    (way->bit != 0 ? link->right : link->left) = tm_idx(child);
+    step_down(way, link);
   }
   return TM_OK;
 }
 
-int32_t tcamv6_extend_subtrie_paths(tm_util_trie_node *node, int32_t is_root, int32_t is_left, int32_t parent_depth,
-                                    tm_util_trie_node *parent) {
+int32_t tcamv6_extend_subtrie_paths(tm_util_trie_node *node, way_down way) {
   if (node == nullptr) {
     return TM_OK;
-  }
-  if (is_root == 0 && parent == nullptr) {
-    TM_LOG(info, "%s: parent NULL for non-root node", __func__);
-    return TM_EINVAL;
   }
   const tcamv6_cmpr_data *data = cmpr_data_of(node);
   if (data == nullptr) {
@@ -148,22 +204,27 @@ int32_t tcamv6_extend_subtrie_paths(tm_util_trie_node *node, int32_t is_root, in
     return TM_EFAULT;
   }
   const int32_t depth = data->max_depth;
-  const int32_t gap = depth - parent_depth - 1;
+  const int32_t gap = depth - way.depth - 1;
   TM_LOG(info, "%s: cmpr node %p cmpr data %p depth %d max depth %d parent depth %d", __func__,
-         static_cast<void *>(node), static_cast<const void *>(data), gap, depth, parent_depth);
-  if (is_root == 0) {
-    if (depth <= parent_depth) {
+         static_cast<void *>(node), static_cast<const void *>(data), gap, depth, way.depth);
+  if (way.parent == nullptr) {
+    way.depth = depth;
+  } else {
+    if (depth <= way.depth) {
       TM_LOG(error, "%s: ERROR: compressed trie limits are inconsistent. Node depth %d, parent's %d", __func__, depth,
-             parent_depth);
+             way.depth);
       return TM_EFAULT;
     }
-    const int32_t result = insert_chain(parent, node, is_left, gap, __func__);
+    const int32_t result = insert_chain(&way, node, gap, __func__);
     if (result != TM_OK) {
       return result;
     }
   }
-  const int32_t result = tcamv6_extend_subtrie_paths(tm_trie_child(node, 0), 0, 1, depth, node);
-  return result != TM_OK ? result : tcamv6_extend_subtrie_paths(tm_trie_child(node, 1), 0, 0, depth, node);
+  step_down(&way, node);
+  tm_util_trie_node *right = tm_trie_child(node, 1);
+  const tm_key_number after_right = right == nullptr ? way.path : path_after(way.path, depth, 1, right);
+  const int32_t result = tcamv6_extend_subtrie_paths(tm_trie_child(node, 0), {node, depth, 0, after_right});
+  return result != TM_OK ? result : tcamv6_extend_subtrie_paths(right, {node, depth, 1, way.path});
 }
 
 int32_t make_sparse(const tm_n_ary_node *anc_root, int32_t max_cmpr_len, const char *function) {
@@ -180,7 +241,7 @@ int32_t make_sparse(const tm_n_ary_node *anc_root, int32_t max_cmpr_len, const c
     return result;
   }
   result = tcamv6_set_cmpr_trie_node_limits(tcamv6_cmpr_node(data), 0, 0);
-  return result < 0 ? result : tcamv6_extend_subtrie_paths(tcamv6_cmpr_node(data), 1, 0, 0, nullptr);
+  return result < 0 ? result : tcamv6_extend_subtrie_paths(tcamv6_cmpr_node(data), {});
 }
 
 }  // namespace
