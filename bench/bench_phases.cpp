@@ -18,14 +18,9 @@ struct named_phase {
 };
 
 constexpr named_phase phases[] = {
-    {"03_insert_list", insert_list},
-    {"04_printable", make_printable},
-    {"05_costing_pass", cost_table},
-    {"06_limits", set_limits},
-    {"07_final_pass", build_compressed_trie},
-    {"08_sparse", make_sparse},
-    {"09_collect_nodes", collect_nodes},
-    {"10_fill_results", fill_results},
+    {"03_insert_list", insert_list},     {"04_printable", make_printable},         {"05_costing_pass", cost_table},
+    {"06_limits", set_limits},           {"07_final_pass", build_compressed_trie}, {"08_sparse", make_sparse},
+    {"09_collect_nodes", collect_nodes}, {"10_fill_results", fill_results},
 };
 
 // Phases on one clock, added up over the iterations of a benchmark.
