@@ -90,7 +90,7 @@ std::string checked_library::full_check(place at) {
 std::string checked_library::request(place at, const std::vector<change> &changes, answer *out) {
   table &t = tables_[at];
   const bool full = !t.compressed;
-  const std::string before = thorough_ && safe_ && !full ? image(at, detail::elements) : "";
+  const std::string before = thorough_ && safe_ && !full ? fingerprint(at) : "";
   answer a = instance_model::request(changes, at);
   std::string fault = full ? after_full_run(at, changes, a.status) : after_batch_run(at, changes, a.status, before);
   if (fault.empty()) {
@@ -133,7 +133,7 @@ std::string checked_library::after_batch_run(place at, const std::vector<change>
     return "";
   }
   if (status != 0) {
-    return !before.empty() && image(at, detail::elements) != before ? "a refused batch changed something" : "";
+    return !before.empty() && fingerprint(at) != before ? "a refused batch changed something" : "";
   }
   bool refused = false;
   std::vector<ip_prefix> removed;
@@ -253,7 +253,7 @@ std::string checked_library::dump(place at) {
 }
 
 std::string checked_library::refusals(place at) {
-  const std::string before = image(at, detail::elements);
+  const std::string before = fingerprint(at);
   const std::vector<change> too_long = {{true, {{}, 129}, 1}};
   const bool refused = instance_model::request(too_long, at).status == 22 &&
                        instance_model::request({}, {4, at.instance}).status == 22 &&
@@ -262,7 +262,7 @@ std::string checked_library::refusals(place at) {
   if (!refused) {
     return "a request off the grid or with a long record was not refused with 22";
   }
-  return image(at, detail::elements) == before ? "" : "a turned away request changed something";
+  return fingerprint(at) == before ? "" : "a turned away request changed something";
 }
 
 }  // namespace instance_model

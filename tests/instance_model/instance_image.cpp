@@ -86,6 +86,34 @@ std::string anc_image(const tm_n_ary_node *root, bool elements) {
   return text;
 }
 
+template <class... Values>
+void append(std::string &bytes, Values... values) {
+  (bytes.append(reinterpret_cast<const char *>(&values), sizeof values), ...);
+}
+
+void append_trie(std::string &bytes, const tm_util_trie_node *root, bool compressed) {
+  each_node(root, [&](const tm_util_trie_node *node) {
+    bytes.append(reinterpret_cast<const char *>(node->key), sizeof node->key);
+    append(bytes, node, node->len, node->tag, node->aux1, node->aux2, node->data);
+    if (compressed) {
+      append(bytes, node->owners);
+    }
+    if (compressed && node->data != 0) {
+      const auto *data = tm_ptr<tcamv6_cmpr_data>(node->data);
+      append(bytes, data->max_depth, data->ends);
+    }
+  });
+  append(bytes, root);
+}
+
+void append_anc(std::string &bytes, const tm_n_ary_node *root) {
+  each_anc(root, nullptr, [&](const tm_n_ary_node *node, const tm_n_ary_node *) {
+    const tcamv6_anc_data *data = tcamv6_anc_data_of(node);
+    append(bytes, node, data, node->child, data->orig, data->cmpr_node, data->tag_word, data->bits, data->cost,
+           data->ht, data->aux, data->dummy);
+  });
+}
+
 // One check per function; each returns the first fault in words.
 
 std::string trie_fault(const tm_util_trie_node *root, const char *which) {
@@ -233,6 +261,16 @@ std::string image(place at, detail what) {
   text += "tree\n" + anc_image(tcamv6_anc_node(state->anc_root), elements);
   text += "codes\n" + trie_image(tm_trie_node(state->cmpr_root), true, elements);
   return text;
+}
+
+std::string fingerprint(place at) {
+  const tcamv6_state *state = state_of(at);
+  std::string bytes;
+  append(bytes, state->opt_done, state->n_prefs, state->n_rows, state->marks, tags_so_far);
+  append_trie(bytes, tm_trie_node(state->orig_root), false);
+  append_anc(bytes, tcamv6_anc_node(state->anc_root));
+  append_trie(bytes, tm_trie_node(state->cmpr_root), true);
+  return bytes;
 }
 
 stored_set stored(place at) {

@@ -18,6 +18,9 @@ enum class detail {
 // All four structures and the counts, as text; equal texts are equal instances.
 std::string image(place at = {}, detail what = detail::contents);
 
+// What image(at, detail::elements) tells, as bytes that only serve to be compared: for checks after every step.
+std::string fingerprint(place at = {});
+
 // The prefixes stored, each with its two counters.
 struct counters {
   uint16_t weight = 0;
