@@ -64,7 +64,7 @@ TEST_F(hostile_test, dumps_refuse_each_null_and_every_other_number_of_rows) {
   EXPECT_EQ(tcamv6_dump_cmpr_tbl(state, rows, orig.data(), nullptr, addrs.data(), &count), -22);
   EXPECT_EQ(tcamv6_dump_cmpr_tbl(state, rows, orig.data(), prefs.data(), nullptr, &count), -22);
   EXPECT_EQ(tcamv6_dump_cmpr_tbl(state, rows, orig.data(), prefs.data(), addrs.data(), nullptr), -22);
-  for (const int32_t wrong : {0, 1, rows - 1, rows + 1, -1, 32000, 65535, INT32_MAX, INT32_MIN}) {
+  for (const int32_t wrong : {0, 1, rows - 1, rows + 1, -1, 32000, 32001, 65534, 65535, INT32_MAX, INT32_MIN}) {
     EXPECT_EQ(tcamv6_dump_cmpr_tbl(state, wrong, orig.data(), prefs.data(), addrs.data(), &count), -22) << wrong;
   }
   EXPECT_EQ(count, 77u);

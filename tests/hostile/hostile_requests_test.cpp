@@ -208,8 +208,8 @@ TEST(hostile_start, a_second_start_forgets_everything_and_works) {
 
 TEST(hostile_start, counts_beyond_the_grid_are_22_and_none_or_less_make_no_instance) {
   forget_the_start();
-  for (const auto &[instances, processors] :
-       std::vector<std::pair<int32_t, int32_t>>{{3, 4}, {2, 5}, {INT32_MAX, 4}, {2, INT32_MAX}}) {
+  for (const auto &[instances, processors] : std::vector<std::pair<int32_t, int32_t>>{
+           {3, 4}, {2, 5}, {32000, 4}, {2, 32001}, {65534, 65535}, {INT32_MAX, 4}, {2, INT32_MAX}}) {
     EXPECT_EQ(zel_v6comp_init_global_state(instances, processors), 22u);
     EXPECT_EQ(gbl_state, nullptr);
   }
