@@ -3,6 +3,8 @@
 
 #include "tcamv6_fixture.h"
 #include "tcamv6_headroom.h"
+#include "tm_bits.h"
+#include "tm_pcmpr_trie.h"
 
 namespace {
 
@@ -33,6 +35,17 @@ class tcamv6_cmpr_tree_test : public tcamv6_test {
   }
 
   std::string code_of(const tm_n_ary_node *node) const { return code(cmpr_root, tcamv6_cmpr_node(data_of(node))); }
+
+  // Every prefix below a node, with the data of its parent.
+  template <class Visit>
+  static void for_each_child(const tm_n_ary_node *parent, Visit visit) {
+    for (const tm_n_ary_node *child : children_of(parent)) {
+      if (!tcamv6_anc_is_dummy(data_of(child))) {
+        visit(data_of(parent), data_of(child));
+        for_each_child(child, visit);
+      }
+    }
+  }
 
   void TearDown() override {
     state->cmpr_root = tm_idx(cmpr_root);
@@ -132,6 +145,34 @@ TEST_F(tcamv6_cmpr_tree_test, marked_node_is_coded_by_the_path_compressed_trie_a
   EXPECT_NE(code_of(children[2]), "?");
   EXPECT_TRUE(was_logged("tcamv6_gen_pcmpr_subtrie: Add extend path of 64 nodes for dummy. root 64 child 0"));
   EXPECT_TRUE(was_logged("tcamv6_gen_pcmpr_subtrie: Add extend path of 1 nodes for root idx <ptr> child idx 0x<ptr>"));
+}
+
+TEST_F(tcamv6_cmpr_tree_test, every_prefix_is_told_its_node_in_the_path_compressed_trie_until_the_final_pass) {
+  load({"::/0", "8000::/1", "2001:db8::/32", "2001:db8::/33", "2001:db8::/34", "2001:db8:8000::/33", "2001:db8::/128",
+        "2001:db8::1/128", "fe80::/10", "fe80::/12", "fe90::/12"});
+  ASSERT_EQ(pass(1), 5);
+  size_t told = 0;
+  for_each_child(anc_root, [&](const tcamv6_anc_data *parent, const tcamv6_anc_data *child) {
+    const tm_util_trie_node *parent_orig = tm_trie_node(parent->orig);
+    const tm_util_trie_node *orig = tm_trie_node(child->orig);
+    tm_util_trie_node *root = tm_trie_node(state->pcmpr_root);
+    uint8_t bits[TM_KEY_BYTES] = {};
+    int32_t n = 0;
+    ASSERT_EQ(tm_util_trie_pcmpr_getpath(root, parent_orig->key, parent_orig->len, orig->key, orig->len, bits, &n),
+              TM_OK);
+    const tm_util_trie_node *node = tm_trie_node(child->aux);
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(node->tag, orig->tag);
+    EXPECT_EQ(node->len, n);
+    EXPECT_EQ(key_bits(node->key, TM_KEY_BITS), key_bits(bits, TM_KEY_BITS));
+    ++told;
+  });
+  EXPECT_EQ(told, 10u);
+  ASSERT_EQ(tcamv6_opt_tree_for_updates(state, anc_root, 64), TM_OK);
+  ASSERT_EQ(pass(0), 5);
+  for_each_child(anc_root, [&](const tcamv6_anc_data *, const tcamv6_anc_data *child) {
+    EXPECT_EQ(child->aux, 0u) << "the host's handle";
+  });
 }
 
 TEST_F(tcamv6_cmpr_tree_test, empty_trie_is_minus_14) {

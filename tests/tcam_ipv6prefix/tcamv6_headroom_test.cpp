@@ -35,8 +35,9 @@ class tcamv6_headroom_test : public tcamv6_test {
       node->left = tm_idx(next);
       node = next;
     }
+    node->len = static_cast<uint16_t>(path);
     edges_of(node)->longest = longest;
-    return anc_of("::/" + std::to_string(path), cost);
+    return anc_of("::/" + std::to_string(path), cost, node);
   }
 
   // A full-length child at the end of one edge of 128 1 bits.
@@ -46,15 +47,17 @@ class tcamv6_headroom_test : public tcamv6_test {
     edges_of(pcmpr)->len1 = 128;
     std::memset(edges_of(pcmpr)->path1, 0xFF, 16);
     pcmpr->right = tm_idx(end);
-    return anc_of("ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128", cost);
+    end->len = 1;
+    return anc_of("ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128", cost, end);
   }
 
-  tm_n_ary_node *anc_of(const std::string &text, uint8_t cost) {
+  tm_n_ary_node *anc_of(const std::string &text, uint8_t cost, const tm_util_trie_node *pcmpr_node) {
     const tcamv6_prefix record = record_of(text);
     tm_util_trie_node *orig = tm_util_trie_insert(trie, record.address, record.length);
     orig->tag = 2;
     tm_n_ary_node *node = new_anc(2, false, cost);
     data_of(node)->orig = tm_idx(orig);
+    data_of(node)->aux = tm_idx(pcmpr_node);
     return node;
   }
 
@@ -204,12 +207,14 @@ TEST_F(tcamv6_headroom_test, one_child_that_fails_the_tests_is_enough_to_lose_th
 
 TEST_F(tcamv6_headroom_test, limits_are_handed_down) {
   tm_n_ary_node *below = child(5, 2, 1);
-  tm_n_ary_node *h = anc_of("::/3", 4);
   tm_util_trie_node *node = pcmpr;
   for (int i = 0; i < 3; ++i) {
     node = tm_trie_child(node, 0);
   }
+  node->len = 3;
   edges_of(node)->longest = 5;
+  tm_trie_node(data_of(below)->aux)->len = 2;  // below that one
+  tm_n_ary_node *h = anc_of("::/3", 4, node);
   adopt(root, {h});
   adopt(h, {below});
   ASSERT_EQ(share(20), TM_OK);
@@ -227,8 +232,8 @@ TEST_F(tcamv6_headroom_test, failure_stops_the_walk_and_limits_written_before_st
   EXPECT_EQ(limit_of(dummy), 9) << "not reached";
 }
 
-TEST_F(tcamv6_headroom_test, prefix_missing_in_the_path_compressed_trie_is_minus_22) {
-  tm_n_ary_node *h = anc_of("ffff::/16", 0);
+TEST_F(tcamv6_headroom_test, prefix_without_a_node_in_the_path_compressed_trie_is_minus_22) {
+  tm_n_ary_node *h = anc_of("ffff::/16", 0, nullptr);
   adopt(root, {h});
   tcamv6_debug_flags = {0, 0, 1, 0, 0, 0};
   EXPECT_EQ(share(20), TM_EINVAL);

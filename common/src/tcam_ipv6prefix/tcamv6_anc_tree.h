@@ -18,8 +18,8 @@ struct tcamv6_anc_data {
   uint32_t tag_word;  // bits 12-31: the tag of the prefix; bits 0-11 are kept
   uint32_t reserved;
   tm_chunk_idx dummy;      // the dummy child's node, none when there is none
-  uint64_t aux;            // low 32 bits: the host's handle of the prefix. During a full compression, from the limits
-                           // to the final pass: the prefix's node in the path-compressed trie
+  uint64_t aux;            // low 32 bits: the host's handle of the prefix. During a full compression, until the final
+                           // pass: the prefix's node in the path-compressed trie
   tm_chunk_idx orig;       // node of the trie of uncompressed prefixes; none for a dummy
   tm_chunk_idx cmpr_node;  // node of the compressed trie
   uint8_t cost;            // code bits that the subtree needs

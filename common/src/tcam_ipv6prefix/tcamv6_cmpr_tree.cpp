@@ -42,6 +42,27 @@ int32_t list_nodes(tm_n_ary_node *root, node_list *list) {
   return TM_OK;
 }
 
+// Tell the nodes of prefixes below a node of the path-compressed trie to their ancestor-tree nodes. A node's children
+// come in descending order of their addresses, so that both trees are walked in step.
+//   next   the first one not told yet
+// Returns the first one that is not told then.
+tm_n_ary_node *tell_pcmpr_nodes(const tm_util_trie_node *node, tm_n_ary_node *next) {
+  for (uint32_t turn = 0; turn < 2; ++turn) {
+    tm_util_trie_node *child = tm_trie_child(node, 1 - turn);
+    if (child == nullptr || next == nullptr) {
+      continue;
+    }
+    if (child->tag == 0) {
+      next = tell_pcmpr_nodes(child, next);
+    } else {
+      tcamv6_anc_data_of(next)->aux = tm_idx(child);
+      tell_pcmpr_nodes(child, tcamv6_anc_first_child(next));
+      next = tcamv6_anc_next(next);
+    }
+  }
+  return next;
+}
+
 // Build ancestor tree and path-compressed trie, unless this run already has.
 int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
   if (state->trees_built != 0) {
@@ -61,6 +82,9 @@ int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
     tcamv6_abandon_anc_tree(tcamv6_anc_node(anc_root));
     state->pcmpr_root = tm_idx(pcmpr_root);
     return result;
+  }
+  if (pcmpr_root != nullptr) {
+    tell_pcmpr_nodes(pcmpr_root, tcamv6_anc_first_child(tcamv6_anc_node(anc_root)));
   }
   state->anc_root = anc_root;
   state->pcmpr_root = tm_idx(pcmpr_root);
@@ -104,17 +128,13 @@ int32_t place_dummy(const tcamv6_anc_data *owner, tcamv6_anc_data *dummy, tm_uti
 }
 
 // A longer prefix hangs at the end of its path in the path-compressed trie, one bit per edge.
-int32_t place_prefix(const tm_util_trie_node *owner_orig, const tcamv6_anc_data *child,
-                     tm_util_trie_node *owner_pcmpr_node, tm_util_trie_node *owner_node, const char *function) {
-  const tm_util_trie_node *child_orig = tm_trie_node(child->orig);
-  uint8_t bits[TM_KEY_BYTES] = {};
-  int32_t n = 0;
+int32_t place_prefix(const tcamv6_anc_data *child, tm_util_trie_node *owner_node, const char *function) {
+  const tm_util_trie_node *pcmpr_node = tm_trie_node(child->aux);
   int32_t result = TM_EINVAL;
-  if (tm_util_trie_pcmpr_lookup_internal(owner_pcmpr_node, child_orig->key, child_orig->len, owner_orig->len, 1, bits,
-                                         &n) != nullptr) {
-    TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, n,
+  if (pcmpr_node != nullptr) {
+    TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, pcmpr_node->len,
            static_cast<void *>(owner_node), tm_ptr<void>(child->cmpr_node));
-    result = tm_util_trie_pcmpr_addpath(owner_node, tcamv6_cmpr_node(child), bits, n);
+    result = tm_util_trie_pcmpr_addpath(owner_node, tcamv6_cmpr_node(child), pcmpr_node->key, pcmpr_node->len);
   }
   if (result != TM_OK) {
     TM_LOG(info, "%s: pcmpr_getpath() failed %d", function, result);
@@ -123,9 +143,7 @@ int32_t place_prefix(const tm_util_trie_node *owner_orig, const tcamv6_anc_data 
 }
 
 // Code a node's children by the branching of the path-compressed trie.
-//   pcmpr_node   the node's own in the path-compressed trie, null to have it looked up
-int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *pcmpr_node,
-                                 tm_util_trie_node *trie_node) {
+int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *trie_node) {
   TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", __func__, static_cast<void *>(anc_node),
          static_cast<void *>(pcmpr_root), static_cast<void *>(trie_node));
   if (anc_node == nullptr || pcmpr_root == nullptr || trie_node == nullptr) {
@@ -134,22 +152,24 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
   }
   const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
   TM_REQUIRE(data != nullptr, "anc_data is NULL");
-  const tm_util_trie_node *orig = tm_trie_node(data->orig);
-  TM_REQUIRE(orig != nullptr, "anc_orig is NULL");
-  if (pcmpr_node == nullptr) {
-    int32_t count;
-    pcmpr_node = tm_util_trie_pcmpr_lookup_internal(pcmpr_root, orig->key, orig->len, 0, 0, nullptr, &count);
-  }
+  TM_REQUIRE(data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
   int32_t result = TM_OK;
   for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
        child = tcamv6_anc_next(child)) {
     tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
     TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
     result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, __func__)
-                                             : place_prefix(orig, child_data, pcmpr_node, trie_node, __func__);
+                                             : place_prefix(child_data, trie_node, __func__);
   }
   TM_LOG(trace, "%s: Complete %d", __func__, result);
   return result;
+}
+
+// The path-compressed trie goes; the field is the host's from now on.
+void forget_pcmpr_nodes(const tm_n_ary_node *node) {
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+    tcamv6_anc_data_of(child)->aux = 0;
+  }
 }
 
 int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only) {
@@ -158,8 +178,6 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
     zel_fatal("\n%s: anc_data is NULL", driver);
   }
   data->cmpr_node = TM_CHUNK_IDX_NULL;
-  tm_util_trie_node *pcmpr_node = tm_trie_node(data->aux);
-  data->aux = 0;
   if (cost_only == 0) {
     const int32_t made = make_cmpr_node(data);
     if (made != TM_OK) {
@@ -171,10 +189,12 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
   }
   tm_util_trie_node *cmpr_node = tcamv6_cmpr_node(data);
   const int32_t result = cost_only == 0 && tcamv6_anc_uses_pcmpr(data)
-                             ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), pcmpr_node, cmpr_node)
+                             ? tcamv6_gen_pcmpr_subtrie(node, tm_trie_node(state->pcmpr_root), cmpr_node)
                              : tcamv6_gen_huffman_tree(node, cmpr_node, cost_only);
   if (result != TM_OK) {
     TM_LOG(info, "%s: failed to generate subtrie %d", driver, result);
+  } else if (cost_only == 0) {
+    forget_pcmpr_nodes(node);
   }
   return result;
 }

@@ -42,23 +42,19 @@ int32_t child_limit(int32_t lim, const child_room *room) {
   return limit > cost ? limit : cost;
 }
 
-// The child's path starts at its root's node in the path-compressed trie; its own is kept for the final pass.
-int32_t measure_child(const tcamv6_anc_data *root, tcamv6_anc_data *child, child_room *room) {
-  const tm_util_trie_node *child_orig = tm_trie_node(child->orig);
-  const tm_util_trie_node *root_orig = tm_trie_node(root->orig);
-  if (child_orig == nullptr) {
+int32_t measure_child(const tcamv6_anc_data *root, const tcamv6_anc_data *child, child_room *room) {
+  if (child->orig == TM_CHUNK_IDX_NULL) {
     zel_fatal("\n%s child_anc NULL", walk);
   }
-  if (root_orig == nullptr) {
+  if (root->orig == TM_CHUNK_IDX_NULL) {
     zel_fatal("\n%s root_anc NULL", walk);
   }
   room->cost = child->cost;
-  tm_util_trie_node *node = tm_util_trie_pcmpr_lookup_internal(
-      tm_trie_node(root->aux), child_orig->key, child_orig->len, root_orig->len, 0, nullptr, &room->path);
-  child->aux = tm_idx(node);
+  const tm_util_trie_node *node = tm_trie_node(child->aux);
   if (node == nullptr) {
     room->path = TM_EINVAL;
   } else {
+    room->path = node->len;
     room->longest = static_cast<int8_t>(tm_ptr<tcamv6_pcmpr_data>(node->data)->longest);
   }
   TM_LOG(info, "%s: Path to child %d", walk, room->path);
@@ -157,22 +153,11 @@ int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_an
   return result;
 }
 
-// Where the walk starts in the path-compressed trie.
-void find_first_node(const tcamv6_state *state, tcamv6_anc_data *root) {
-  const tm_util_trie_node *orig = tm_trie_node(root->orig);
-  if (orig != nullptr) {
-    int32_t count;
-    root->aux = tm_idx(tm_util_trie_pcmpr_lookup_internal(tm_trie_node(state->pcmpr_root), orig->key, orig->len, 0, 0,
-                                                          nullptr, &count));
-  }
-}
-
 }  // namespace
 
 int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node, int32_t limit) {
   TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");
   tcamv6_anc_data *root = tcamv6_anc_data_of(anc_node);
   require_data(root, "root_data is NULL");
-  find_first_node(state, root);
   return set_limits(state, anc_node, root, limit);
 }

@@ -7,6 +7,8 @@
 // an extension node, whose edge stands for no key bit.
 #include "tm_pcmpr_trie.h"
 
+#include <string.h>
+
 #include "tm_bits.h"
 #include "tm_debug.h"
 
@@ -44,6 +46,16 @@ extend_side extend_side_of(const tm_util_trie_node *node) {
   return EXTEND_CHILD_0;
 }
 
+// Write the way to a child down: it begins anew below each prefix node.
+void extend_way(const tm_util_trie_node *cmpr_node, uint32_t bit, tm_util_trie_node *cmpr_child) {
+  if (cmpr_node->tag == 0) {
+    memcpy(cmpr_child->key, cmpr_node->key, sizeof cmpr_child->key);
+    cmpr_child->len = cmpr_node->len;
+  }
+  tm_key_put_bit(cmpr_child->key, cmpr_child->len, bit != 0);
+  ++cmpr_child->len;
+}
+
 // Fold both child sides of a trie node below its path-compressed node.
 int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_node, extend_side side) {
   for (uint32_t bit = 0; bit < 2; ++bit) {
@@ -57,6 +69,7 @@ int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_nod
       return result;
     }
     (bit != 0 ? cmpr_node->right : cmpr_node->left) = tm_idx(cmpr_child);
+    extend_way(cmpr_node, bit, cmpr_child);
     tcamv6_pcmpr_data *edges = edges_of(cmpr_node);
     tm_key_put_bit(edge_bits(edges, bit), 0, bit != 0);
     *edge_len(edges, bit) = 1;
@@ -81,6 +94,7 @@ tm_util_trie_node *add_extension(tm_util_trie_node *cmpr_node) {
   }
   tcamv6_pcmpr_data *edges = edges_of(cmpr_node);
   cmpr_node->left = tm_idx(below);
+  extend_way(cmpr_node, 0, below);
   tm_key_put_bit(edges->path0, 0, false);
   edges->len0 = 1;
   edges->extension = 1;

@@ -2,7 +2,8 @@
  *
  * Every chain of nodes that neither branch nor hold a prefix is folded into one edge that carries its bits.
  * One edge becomes one bit of a compressed prefix, so edges are counted and their directions read here.
- * Nodes are tm_util_trie_node; a node's data is a tcamv6_pcmpr_data.
+ * Nodes are tm_util_trie_node; a node's data is a tcamv6_pcmpr_data, its key and len are the directions and the
+ * number of the edges down from the nearest node above that holds a prefix, or from the root.
  */
 #ifndef TM_PCMPR_TRIE_H
 #define TM_PCMPR_TRIE_H
