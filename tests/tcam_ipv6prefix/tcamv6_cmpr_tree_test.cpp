@@ -171,7 +171,7 @@ TEST_F(tcamv6_cmpr_tree_test, every_prefix_is_told_its_node_in_the_path_compress
   ASSERT_EQ(tcamv6_opt_tree_for_updates(state, anc_root, 64), TM_OK);
   ASSERT_EQ(pass(0), 5);
   for_each_child(anc_root, [&](const tcamv6_anc_data *, const tcamv6_anc_data *child) {
-    EXPECT_EQ(child->aux, 0u) << "the host's handle";
+    EXPECT_EQ(static_cast<uint32_t>(child->aux), 0u) << "the host's handle";
   });
 }
 
