@@ -1,6 +1,7 @@
 #include "checked_library.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cstring>
 
 #include "prefix_text.h"
@@ -39,6 +40,26 @@ std::string difference(const stored_set &stored, const stored_set &expected) {
 bool is_one_of(uint32_t status, std::initializer_list<uint32_t> statuses) {
   return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
 }
+
+// Most nodes of the path-compressed trie above one prefix: stored ones and forks.
+size_t deepest_path(const stored_set &set) {
+  size_t deepest = 0;
+  for (const auto &[prefix, prefix_count] : set) {
+    std::bitset<129> nodes;
+    for (const auto &[other, other_count] : set) {
+      const unsigned shared = std::min<unsigned>(v6tool::common_bits(prefix.key, other.key), other.length);
+      if (shared < prefix.length) {
+        nodes.set(shared);
+      }
+    }
+    deepest = std::max(deepest, nodes.count());
+  }
+  return deepest;
+}
+
+// Limits and codes contradict each other (14), or no depth is left for a node of the code tree (1), only where the
+// path-compressed trie is deeper than 64 edges; below each node it may keep one edge more for what comes later.
+bool may_contradict(const stored_set &set) { return 2 * deepest_path(set) > 64; }
 
 std::string unexpected(const char *what, uint32_t status) {
   return std::string(what) + " answered " + std::to_string(status);
@@ -110,7 +131,8 @@ std::string checked_library::after_full_run(place at, const std::vector<change> 
     t.set = after_full(changes);
     return difference(stored(at), t.set);
   }
-  const bool expected = is_one_of(status, {14, 75}) || (status == 12 && memory_may_fail_);
+  const bool expected = status == 75 || (is_one_of(status, {1, 14}) && may_contradict(after_full(changes))) ||
+                        (status == 12 && memory_may_fail_);
   return expected ? "" : unexpected("a full compression", status);
 }
 
