@@ -12,6 +12,7 @@
 #include "tcamv6_cmpr_path.h"
 #include "tcamv6_incr_newlvl.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_read_index.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
@@ -333,6 +334,7 @@ int32_t tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_prefix *prefix,
     TM_LOG(info, "%s: Bad arguments", __func__);
     return TM_EINVAL;
   }
+  tcamv6_drop_read_index(state);
   addition add = {};
   add.state = state;
   add.prefix = prefix;

@@ -1,6 +1,7 @@
 #include "tcamv6_incr_del.h"
 
 #include "tcamv6_cmpr_path.h"
+#include "tcamv6_read_index.h"
 #include "tcamv6_safe.h"
 #include "tcamv6_stored.h"
 #include "tm_debug.h"
@@ -184,6 +185,7 @@ int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_prefix *prefix,
   if (prefix == nullptr) {
     return TM_EINVAL;
   }
+  tcamv6_drop_read_index(state);
   const int32_t result = delete_reference(state, prefix, changed, remaining);
   if (result != TM_OK) {
     *changed = 0;

@@ -14,6 +14,7 @@
 #include "tcamv6_leftovers.h"
 #include "tcamv6_output.h"
 #include "tcamv6_prefix_list.h"
+#include "tcamv6_read_index.h"
 #include "tcamv6_sparse.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
@@ -281,6 +282,7 @@ void empty_state(tcamv6_state *state) {
     tcamv6_release_contents(state);
     tcamv6_clear_state(state);
   }
+  tcamv6_drop_read_index(state);
   state->marks = 0;
   state->trees_built = 0;
   state->anc_root = TM_CHUNK_IDX_NULL;

@@ -5,6 +5,7 @@
 
 #include "tcamv6_anc_tree.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_read_index.h"
 #include "tm_debug.h"
 #include "tm_n_ary_tree.h"
 #include "tm_trie.h"
@@ -57,6 +58,7 @@ int32_t tcamv6_init_opt_done(const tcamv6_state *state) {
 }
 
 void tcamv6_release_contents(tcamv6_state *state) {
+  tcamv6_release_read_index(state);
   tm_util_trie_free(tm_trie_node(state->orig_root), 1, TM_V6_ORIG_DATA);
   tm_util_trie_free(tm_trie_node(state->cmpr_root), 1, TM_V6_ORIG_DATA);
   tm_util_trie_free(tm_trie_node(state->pcmpr_root), 1, TM_V6_PCMPR_DATA);

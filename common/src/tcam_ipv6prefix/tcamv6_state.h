@@ -34,7 +34,7 @@ typedef struct tcamv6_state {
   uint32_t n_prefs;            /* distinct prefixes stored, anchors included */
   uint32_t extra_op_count;     /* records of each half of extra_ops */
   tcamv6_cmpr_pref *extra_ops; /* 2 x extra_op_count records on the platform heap, or null */
-  uint64_t reserved;
+  uint64_t read_index;         /* answers of lookups beside the tries, or a count (tcamv6_read_index.h) */
   tm_incr_update_entry entries[TM_INCR_SLOTS]; /* the instance's update list */
   uint32_t count;
   uint32_t n_insert;
@@ -106,7 +106,8 @@ inline bool tcamv6_state_unusable(const tcamv6_state *state) {
   return state == nullptr || (state->marks & TCAMV6_MARK_KEPT) != 0;
 }
 
-// Release the four structures and the extra operations to pools and heap, leaving the links as they are.
+// Release the four structures, the extra operations and the read index to pools and heap, leaving the links as they
+// are.
 void tcamv6_release_contents(tcamv6_state *state);
 
 // Clear a record, keeping its limits.

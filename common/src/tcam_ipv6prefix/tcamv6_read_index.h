@@ -1,0 +1,139 @@
+// tcamv6_read_index.h - answers of the two lookups, found in a few steps beside the tries.
+//
+// The trie of uncompressed prefixes costs a lookup a step per bit. The index has a step per byte and skips bytes that
+// all prefixes below share, and it keeps copies of the answers it has given. It is a cache and nothing else: answers
+// are the tries', byte for byte, and without it the tries answer.
+//
+// When it is built. Lookups that the tries answered since the table last changed are counted, and the index is built
+// when they reach tcamv6_read_index_threshold: they have cost about as much as building it will. A host that looks up
+// little, or that changes the table again before, never pays for it, and none pays more than twice what the better way
+// would have cost.
+//
+// When it goes. Every call that changes the stored structures drops it first (tcamv6_drop_read_index): its memory stays
+// for the next time. What releases the contents of an instance releases the memory too (tcamv6_release_read_index).
+//
+// Memory comes from the heap, never from the pools, and is bounded (tcamv6_read_index_max_nodes). Where it is refused,
+// or the bound does not suffice, the tries answer until the table changes.
+#ifndef TCAMV6_READ_INDEX_H
+#define TCAMV6_READ_INDEX_H
+
+#include "tcamv6_state.h"
+#include "tm_bits.h"
+#include "tm_debug.h"
+#include "tm_trie.h"
+
+// A stored prefix. Prefixes are numbered from 1 in the order of their bits, containing ones first.
+struct tcamv6_read_item {
+  uint64_t high;  // its bits, those beyond its length 0
+  uint64_t low;
+  tm_chunk_idx node;  // of the trie of uncompressed prefixes
+  uint32_t parent;    // the nearest stored prefix around it; 0 = none
+  uint32_t length;
+};
+
+// The answer for a stored prefix, as the records of both lookups give it.
+struct tcamv6_read_answer {
+  uint8_t address[TM_KEY_BYTES];
+  uint8_t code[TM_KEY_BYTES];
+  tcamv6_cmpr_addr cmpr_addr;
+  uint16_t weight;
+  uint16_t anchor_ref;
+  uint16_t own_node;
+  uint16_t node_aux;
+  uint8_t length;
+  uint8_t code_length;
+  uint8_t reserved[2];
+  uint32_t generation;  // the index's when it was gathered: any other and it is not there yet
+};
+
+TM_ASSERT_SIZE(tcamv6_read_answer, 64);
+
+// An entry of the index: its kind in the two upper bits, and
+//   node   where the node's words begin
+//   skip   the same; the node stands deeper, and all prefixes below share the bits that are passed over
+//   leaf   the number of the longest prefix that covers the place, 0 = none
+//   list   the prefixes below are few: the number of the first, shifted, and their count
+// The uppermost bit ends a search.
+enum : uint32_t {
+  TCAMV6_READ_NODE = 0,
+  TCAMV6_READ_SKIP = 1u << 30,
+  TCAMV6_READ_LEAF = 2u << 30,
+  TCAMV6_READ_LIST = 3u << 30,
+  TCAMV6_READ_END = 1u << 31,
+  TCAMV6_READ_KIND = 3u << 30,
+  TCAMV6_READ_COUNT_BITS = 4,
+  TCAMV6_READ_COUNT_MASK = (1u << TCAMV6_READ_COUNT_BITS) - 1
+};
+
+// The words of a node: the number of the first prefix below it, its depth (a multiple of 8 bits), an entry per byte.
+enum : uint32_t {
+  TCAMV6_READ_FIRST = 0,
+  TCAMV6_READ_DEPTH = 1,
+  TCAMV6_READ_ENTRIES = 2,
+  TCAMV6_READ_FANOUT = 256,
+  TCAMV6_READ_NODE_WORDS = TCAMV6_READ_ENTRIES + TCAMV6_READ_FANOUT
+};
+
+struct tcamv6_read_index {
+  uint32_t is_live;     // 0 = dropped: only its memory is kept
+  uint32_t n_lookups;   // answered by the tries since it was dropped
+  uint32_t root;        // an entry
+  uint32_t generation;  // of the answers; never 0
+  uint32_t n_items;
+  uint32_t item_room;
+  uint32_t n_nodes;
+  uint32_t node_room;
+  tcamv6_read_item *items;      // item_room + 1; the one of number 0 stands for no prefix
+  tcamv6_read_answer *answers;  // by the same numbers, each in a cache line of its own
+  void *answers_block;
+  uint32_t *words;  // node_room nodes
+};
+
+// tcamv6_state.read_index is 0, an odd number that counts lookups (the bits above bit 0), or the address of the index.
+inline tcamv6_read_index *tcamv6_read_index_at(uint64_t word) {
+  return (word & 1) != 0 ? nullptr : reinterpret_cast<tcamv6_read_index *>(static_cast<uintptr_t>(word));
+}
+
+// The table is about to change.
+inline void tcamv6_drop_read_index(tcamv6_state *state) {
+  tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+  if (index == nullptr) {
+    state->read_index = 0;
+  } else {
+    index->is_live = 0;
+    index->n_lookups = 0;
+  }
+}
+
+// The instance lets go of its contents.
+void tcamv6_release_read_index(tcamv6_state *state);
+
+// Lookups that the tries answer before an index of so many prefixes is built.
+uint32_t tcamv6_read_index_threshold(uint32_t n_prefixes);
+
+// Nodes that an index of so many prefixes may have.
+uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes);
+
+// Count a lookup that there is no live index for. Returns the index if it is built now.
+tcamv6_read_index *tcamv6_read_index_due(tcamv6_state *state);
+
+// The live index for the next lookup; null when the tries are to answer it. While calls are traced the tries answer.
+inline tcamv6_read_index *tcamv6_read_index_for_lookup(tcamv6_state *state) {
+  tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+  if (tcamv6_debug_flags.trace != 0) {
+    return nullptr;
+  }
+  return index != nullptr && index->is_live != 0 ? index : tcamv6_read_index_due(state);
+}
+
+// Fill an index from a trie of uncompressed prefixes. Returns false when the tries have to answer: no memory, more than
+// the bound, or a node that is not where it says.
+bool tcamv6_build_read_index(tcamv6_read_index *index, const tm_util_trie_node *orig_root, uint32_t n_expected);
+
+// Are the item's bits the leading ones of a key?
+inline bool tcamv6_read_item_covers(const tcamv6_read_item *item, uint64_t high, uint64_t low) {
+  const tm_key_number difference = tm_key_number{item->high ^ high} << 64 | (item->low ^ low);
+  return item->length == 0 || difference >> (TM_KEY_BITS - item->length) == 0;
+}
+
+#endif
