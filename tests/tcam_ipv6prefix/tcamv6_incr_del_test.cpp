@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "incr_fixture.h"
+#include "tcamv6_siblings.h"
 
 using ::testing::ElementsAre;
 
@@ -275,15 +276,20 @@ TEST_F(tcamv6_incr_del_test, node_that_its_parent_does_not_list_answers_2) {
   compress("2001:db8::/32 2001:db9::/32");
   only({error});
   tm_n_ary_node *parent = anc_node("::/0");
+  tm_n_ary_node *listed = anc_node("2001:db9::/32");
   tm_util_trie_node *node = stored("2001:db8::/32");
   const tm_n_ary_node *its_node = anc_node("2001:db8::/32");
   const tm_chunk_idx first = parent->child;
   const uint32_t tag = node->tag;
+  // A chain in which another stands in its place.
+  ASSERT_EQ(first, tm_idx(listed));
   tm_n_ary_node other = {};
-  parent->child = tm_idx(&other);
+  const tm_chunk_idx second = listed->sibling;
+  ASSERT_EQ(second, tm_idx(its_node));
+  listed->sibling = tm_idx(&other);
   EXPECT_EQ(del("2001:db8::/32"), -2);
   EXPECT_THAT(lines(), ElementsAre("tcamv6_incr_del_prefix: failed to delete child from parent's child list -2"));
-  parent->child = first;
+  listed->sibling = second;
   node->tag = tag;
   EXPECT_EQ(anc_node("2001:db8::/32"), its_node);
 }
@@ -295,7 +301,7 @@ TEST_F(tcamv6_incr_del_test, inner_prefix_that_does_not_list_its_dummy_answers_2
   EXPECT_EXIT(
       {
         only({error});
-        tm_n_ary_tree_delchld(node, dummy);
+        tcamv6_unlink_child(node, dummy);
         const int32_t result = del("2001:db8::/32");
         const std::vector<std::string> printed = lines();
         _exit(result == -2 && printed.size() == 1 &&

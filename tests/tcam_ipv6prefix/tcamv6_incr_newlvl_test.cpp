@@ -1,6 +1,7 @@
 #include "tcamv6_incr_newlvl.h"
 
 #include "incr_fixture.h"
+#include "tcamv6_cmpr_path.h"
 #include "tcamv6_leftovers.h"
 
 using ::testing::ElementsAre;
@@ -11,8 +12,7 @@ class tcamv6_incr_newlvl_test : public incr_test {
  protected:
   int32_t add_level(const std::string &text) {
     const tcamv6_prefix record = record_of(text);
-    return tcav6_incr_add_pref_newlvl(tm_trie_node(state->orig_root), &record,
-                                      static_cast<int32_t>(state->max_cmpr_len));
+    return tcav6_incr_add_pref_newlvl(state, &record, static_cast<int32_t>(state->max_cmpr_len));
   }
 
   // Where the new key must be: halfway, rounded up, from the deepest branching or tagged node between the enclosing
@@ -25,6 +25,11 @@ class tcamv6_incr_newlvl_test : public incr_test {
       from = branches || node->tag != 0 ? depth : from;
     }
     return common.substr(0, (common.size() + from + 1) / 2);
+  }
+
+  static void move_key(tcamv6_anc_data *data, tm_util_trie_node *node) {
+    tcamv6_disown_cmpr_node(data);
+    tcamv6_own_cmpr_node(data, node);
   }
 
   static std::string common_part(const std::string &a, const std::string &b) {
@@ -118,22 +123,22 @@ TEST_F(tcamv6_incr_newlvl_test, staying_prefix_whose_key_begins_the_adopted_ones
   compress("2001:db8::/32 2001:db8:1:1::/64 2001:db8:8000::/36");
   // No sound table has such keys; give the staying prefix one.
   tcamv6_anc_data *staying = data("2001:db8:8000::/36");
-  const tm_chunk_idx its_node = staying->cmpr_node;
+  tm_util_trie_node *its_node = tcamv6_cmpr_node(staying);
   const std::string adopted = code("2001:db8:1:1::/64");
-  staying->cmpr_node = tm_idx(cmpr_at(adopted.substr(0, adopted.size() - 1)));
+  move_key(staying, cmpr_at(adopted.substr(0, adopted.size() - 1)));
   only({info});
   EXPECT_EQ(run("+2001:db8:1::/48").result, -2);
   EXPECT_THAT(lines(), ElementsAre("tcav6_incr_add_pref_newlvl: WARNING: Specified prefix cannot be inserted "
                                    "incrementally. Reoptimize."));
-  staying->cmpr_node = its_node;
+  move_key(staying, its_node);
   EXPECT_EQ(stored("2001:db8:1::/48"), nullptr);
   only({error});
-  staying->cmpr_node = tm_idx(cmpr_at(adopted.substr(0, adopted.size() - 1)));
+  move_key(staying, cmpr_at(adopted.substr(0, adopted.size() - 1)));
   run("+2001:db8:1::/48");
   EXPECT_THAT(lines(), ElementsAre("tcamv6_incr_compress: Incremental Compression failed on the 0-th new prefix "
                                    "(code -2): 2001:0db8:0001:0000:0000:0000:0000:0000 / 48. Recompression and "
                                    "brief disruption may occur."));
-  staying->cmpr_node = its_node;
+  move_key(staying, its_node);
 }
 
 TEST_F(tcamv6_incr_newlvl_test, adopted_prefix_without_a_compressed_node_is_refused_without_a_message) {
@@ -153,7 +158,7 @@ TEST_F(tcamv6_incr_newlvl_test, arguments_and_missing_links_are_refused) {
   tm_util_trie_node *root = tm_trie_node(state->orig_root);
   only({info, error});
   EXPECT_EQ(tcav6_incr_add_pref_newlvl(nullptr, &record, 64), -22);
-  EXPECT_EQ(tcav6_incr_add_pref_newlvl(root, nullptr, 64), -22);
+  EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, nullptr, 64), -22);
   EXPECT_EQ(add_level("2001:dbb::/36"), -14) << "no node on the trie";
   EXPECT_EQ(add_level("2001:db8:1:1::/64"), -22) << "nothing lies below it";
   EXPECT_THAT(lines(),
@@ -167,7 +172,7 @@ TEST_F(tcamv6_incr_newlvl_test, arguments_and_missing_links_are_refused) {
   EXPECT_THAT(lines(), ElementsAre("tcav6_incr_add_pref_newlvl: Trie node (tag 3) does not point to anc_node"));
   enclosing->data = orig;
   tm_n_ary_node *parent = anc_node("2001:db8::/32");
-  tm_n_ary_node *child = anc_node("2001:db8:8000::/36");
+  tm_n_ary_node *child = anc_node("2001:db8:1:1::/64");
   for (tm_n_ary_node *node : {parent, child}) {
     const tm_chunk_idx its_data = node->data;
     node->data = TM_CHUNK_IDX_NULL;
@@ -182,7 +187,7 @@ TEST_F(tcamv6_incr_newlvl_test, arguments_and_missing_links_are_refused) {
   EXPECT_THAT(lines(), ElementsAre("tcav6_incr_add_pref_newlvl: BMP lookup on original trie failed"));
   root->tag = tags[0];
   enclosing->tag = tags[1];
-  tcamv6_anc_data *child_data = data("2001:db8:8000::/36");
+  tcamv6_anc_data *child_data = data("2001:db8:1:1::/64");
   const tm_chunk_idx child_orig = child_data->orig;
   child_data->orig = TM_CHUNK_IDX_NULL;
   EXPECT_EQ(add_level("2001:db8:1::/48"), -22);
@@ -249,8 +254,7 @@ TEST_F(tcamv6_incr_newlvl_test, no_room_for_the_dummy_is_refused_with_28) {
   const std::string place = halfway(code("2001:db8::/32"), code("2001:db8:1:1::/64"));
   only({error});
   const tcamv6_prefix record = record_of("2001:db8:1::/48");
-  EXPECT_EQ(tcav6_incr_add_pref_newlvl(tm_trie_node(state->orig_root), &record, static_cast<int32_t>(place.size())),
-            -28);
+  EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, &record, static_cast<int32_t>(place.size())), -28);
   EXPECT_THAT(lines(),
               ElementsAre("%s: No extending path for dummy prefix 2001:0db8:0001:0000:0000:0000:0000:0000 / 48"));
 }

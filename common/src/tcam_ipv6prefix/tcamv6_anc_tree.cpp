@@ -1,5 +1,6 @@
 #include "tcamv6_anc_tree.h"
 
+#include "tcamv6_siblings.h"
 #include "tcamv6_state.h"
 #include "tm_debug.h"
 
@@ -53,7 +54,9 @@ int32_t make_prefix_node(tm_util_trie_node *trie_node, tm_n_ary_node **out) {
   data->dummy = tm_idx(dummy);
   data->orig = tm_idx(trie_node);
   data->tag_word = tm_prefix_with_tag(data->tag_word, trie_node->tag);
-  node->child = tm_idx(dummy);
+  if (dummy != nullptr) {
+    tcamv6_push_child(node, dummy);
+  }
   *out = node;
   return TM_OK;
 }
@@ -80,9 +83,7 @@ void link_node(tm_n_ary_node *node, tm_chunk_idx *parentp) {
     TM_LOG(trace, "%s: Assign *anc_tree_root %p", builder, static_cast<void *>(node));
     return;
   }
-  tm_n_ary_node *parent = tcamv6_anc_node(*parentp);
-  node->sibling = parent->child;
-  parent->child = tm_idx(node);
+  tcamv6_push_child(tcamv6_anc_node(*parentp), node);
 }
 
 // Height of a prefix above the tallest of the prefixes below it, 8 bits wide.

@@ -16,16 +16,17 @@
 
 struct tcamv6_anc_data {
   uint32_t tag_word;  // bits 12-31: the tag of the prefix; bits 0-11 are kept
-  uint32_t reserved;
+  uint32_t before_low;     // the sibling before it, see tcamv6_siblings.h
   tm_chunk_idx dummy;      // the dummy child's node, none when there is none
-  uint64_t aux;            // low 32 bits: the host's handle of the prefix. During a full compression, until the final
-                           // pass: the prefix's node in the path-compressed trie
+  uint64_t aux;            // low 32 bits: the host's handle of the prefix; high 32: its place among its siblings.
+                           // During a full compression, until the final pass: the prefix's node in the
+                           // path-compressed trie
   tm_chunk_idx orig;       // node of the trie of uncompressed prefixes; none for a dummy
   tm_chunk_idx cmpr_node;  // node of the compressed trie
   uint8_t cost;            // code bits that the subtree needs
   uint8_t ht;              // height in prefixes
   uint16_t bits;           // TCAMV6_ANC_*
-  uint32_t reserved_end;
+  uint32_t before_high;
 };
 
 TM_ASSERT_SIZE(tcamv6_anc_data, 48);

@@ -165,10 +165,11 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
   return result;
 }
 
-// The path-compressed trie goes; the field is the host's from now on.
+// The path-compressed trie goes; the field holds the places of siblings and the host's handles from now on.
 void forget_pcmpr_nodes(const tm_n_ary_node *node) {
+  uint64_t place = 0;
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    tcamv6_anc_data_of(child)->aux = 0;
+    tcamv6_anc_data_of(child)->aux = place++ << 32;
   }
 }
 

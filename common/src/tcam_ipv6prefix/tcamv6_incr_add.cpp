@@ -13,6 +13,7 @@
 #include "tcamv6_incr_newlvl.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_read_index.h"
+#include "tcamv6_siblings.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
@@ -156,21 +157,16 @@ int32_t make_records(addition *add, const char *insert_failed) {
   return TM_OK;
 }
 
-void push_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
-  tm_edit(&child->sibling, parent->child);
-  tm_edit(&parent->child, tm_idx(child));
-}
-
 // From here on nothing fails.
 void link_records(addition *add) {
   const new_parts *parts = &add->parts;
   const enclosing_prefix *enclosing = &add->enclosing;
   if (parts->dummy != nullptr) {
     tm_edit(&enclosing->data->dummy, tm_idx(parts->dummy));
-    push_child(enclosing->anc_node, parts->dummy);
+    tcamv6_push_child(enclosing->anc_node, parts->dummy);
     tcamv6_own_cmpr_node(tcamv6_anc_data_of(parts->dummy), parts->dummy_path.end);
   }
-  push_child(enclosing->anc_node, parts->anc_node);
+  tcamv6_push_child(enclosing->anc_node, parts->anc_node);
   tcamv6_anc_data *data = tcamv6_anc_data_of(parts->anc_node);
   tm_util_trie_node *node = parts->trie_node;
   data->tag_word = tm_prefix_with_tag(data->tag_word, tm_prefix_tag(add->prefix->flags_tag));
@@ -242,7 +238,7 @@ int32_t add_leaf(addition *add) {
 int32_t add_level(addition *add) {
   TM_LOG(trace, "%s: case d, add prefix %p as a non-leaf, to a non-leaf node", adder,
          static_cast<const void *>(add->prefix));
-  return tcav6_incr_add_pref_newlvl(orig_root(add), add->prefix, static_cast<int32_t>(add->state->max_cmpr_len));
+  return tcav6_incr_add_pref_newlvl(add->state, add->prefix, static_cast<int32_t>(add->state->max_cmpr_len));
 }
 
 // Case a: a node of this key is there. Returns 1 when it is a plain path node, and the addition goes on.

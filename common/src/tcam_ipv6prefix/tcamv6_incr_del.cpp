@@ -3,6 +3,7 @@
 #include "tcamv6_cmpr_path.h"
 #include "tcamv6_read_index.h"
 #include "tcamv6_safe.h"
+#include "tcamv6_siblings.h"
 #include "tcamv6_stored.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
@@ -113,13 +114,16 @@ int32_t delete_inner(const deletion *del) {
   tm_util_trie_node *dummy_node = tcamv6_cmpr_node(dummy_data);
   require(dummy_node != nullptr, "dummy_cmpr is NULL");
   const int32_t unlinked =
-      report("failed to delete dummy for node to delete", tm_n_ary_tree_delchld(del->anc_node, dummy));
+      report("failed to delete dummy for node to delete", tcamv6_unlink_child(del->anc_node, dummy));
   if (unlinked != TM_OK) {
     return unlinked;
   }
   tcamv6_disown_cmpr_node(dummy_data);
   tm_n_ary_tree_freenode(dummy, 1, TM_V6_ANC_DATA);
-  tm_merge_n_ary_chldlst(del->parent, del->anc_node);
+  const int32_t moved = tcamv6_move_children(del->parent, del->anc_node);
+  if (moved != TM_OK) {
+    return moved;
+  }
   require(del->orig != nullptr, "dummy_orig is NULL");
   tm_chunk_free(TM_V6_ORIG_DATA, del->orig);
   tm_edit(&dummy_node->tag, 0);
@@ -140,7 +144,7 @@ int32_t remove_prefix(deletion *del, const tcamv6_state *state) {
     return TM_EFAULT;
   }
   const int32_t unlinked =
-      report("failed to delete child from parent's child list", tm_n_ary_tree_delchld(del->parent, del->anc_node));
+      report("failed to delete child from parent's child list", tcamv6_unlink_child(del->parent, del->anc_node));
   if (unlinked != TM_OK) {
     return unlinked;
   }

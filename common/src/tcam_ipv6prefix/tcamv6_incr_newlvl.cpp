@@ -8,12 +8,22 @@
 //
 // c1 and c2 are adopted: X contains them. s and D' stay. X gets a dummy D, whose path extends N to the full length.
 // As written, N can be a node that another prefix owns, or have staying nodes below it; safe updates refuse both.
+//
+// An enclosing prefix can have tens of thousands of children, so nothing looks at each of those that stay. The adopted
+// are found in the trie below X's node. That no staying one has a compressed node in the way is seen by counting
+// owners: when those of the nodes in question are all accounted for, none of them is a staying child. Only when they
+// are not are the staying children looked at one by one.
 #include "tcamv6_incr_newlvl.h"
+
+#include <assert.h>
 
 #include "tcamv6_cmpr_path.h"
 #include "tcamv6_incr_add.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_safe.h"
+#include "tcamv6_siblings.h"
+#include "tm_array.h"
+#include "tm_bits.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
 #include "tm_memory.h"
@@ -21,22 +31,25 @@
 namespace {
 
 constexpr const char *leveler = "tcav6_incr_add_pref_newlvl";
+constexpr size_t edits_per_adopted = 16;  // words of the links of the child and its neighbours in both chains
 
-// Some of the parent's children, in the order of its list. Both sets share one array.
-struct child_set {
-  tm_n_ary_node **nodes;
-  size_t count;
+// A child of the parent that the new prefix contains.
+struct adopted_child {
+  tm_n_ary_node *node;
+  int32_t order;
 };
 
 struct new_level {
-  tm_util_trie_node *orig_root;
+  tcamv6_state *state;
   const tcamv6_prefix *prefix;
   int32_t max_cmpr_len;
   tm_util_trie_node *trie_node;  // E: where the prefix will live
-  tm_n_ary_node *parent;
+  const tm_util_trie_node *enclosing[TCAMV6_MAX_PREF_LEN + 1];
+  size_t n_enclosing;
+  tm_n_ary_node *parent;  // of the last of these
   tcamv6_anc_data *parent_data;
-  child_set adopted;
-  child_set staying;
+  adopted_child *adopted;  // in the order of the parent's chain
+  size_t n_adopted;
   tm_util_trie_node *cmpr_node;  // N
   tm_n_ary_node *dummy;
   tm_util_trie_node *dummy_end;
@@ -47,18 +60,42 @@ struct new_level {
 
 tm_util_trie_node *cmpr_node_of(const tm_n_ary_node *node) { return tcamv6_cmpr_node(tcamv6_anc_data_of(node)); }
 
-int32_t find_parent(new_level *level) {
+tcamv6_anc_data *data_of_stored(const tm_util_trie_node *node) {
+  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
+  return orig == nullptr ? nullptr : tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
+}
+
+// Walk to the prefix's node and note the stored prefixes on the way.
+int32_t find_trie_node(new_level *level) {
   const tcamv6_prefix *prefix = level->prefix;
-  level->trie_node = tm_util_trie_lookup(level->orig_root, prefix->address, prefix->length, 0);
-  if (level->trie_node == nullptr) {
+  tm_util_trie_node *node = tm_trie_node(level->state->orig_root);
+  for (int32_t depth = 0; node != nullptr; ++depth) {
+    if (node->tag != 0) {
+      level->enclosing[level->n_enclosing++] = node;
+    }
+    if (depth == prefix->length) {
+      break;
+    }
+    node = tm_trie_child(node, tm_key_bit(prefix->address, depth));
+  }
+  level->trie_node = node;
+  if (node == nullptr) {
     TM_LOG(error, "%s: original trie lookup failed", leveler);
     return TM_EFAULT;
   }
-  const tm_util_trie_node *enclosing = tm_util_trie_lookup(level->orig_root, prefix->address, prefix->length, 1);
-  if (enclosing == nullptr) {
+  if (level->n_enclosing == 0) {
     TM_LOG(info, "%s: BMP lookup on original trie failed", leveler);
     return TM_EFAULT;
   }
+  return TM_OK;
+}
+
+int32_t find_parent(new_level *level) {
+  const int32_t result = find_trie_node(level);
+  if (result != TM_OK) {
+    return result;
+  }
+  const tm_util_trie_node *enclosing = level->enclosing[level->n_enclosing - 1];
   const auto *orig = tm_ptr<tcamv6_orig_data>(enclosing->data);
   if (orig == nullptr) {
     TM_LOG(info, "%s: Trie node (tag %d) does not point to anc_node", leveler, static_cast<int>(enclosing->tag));
@@ -76,76 +113,195 @@ int32_t find_parent(new_level *level) {
   return TM_OK;
 }
 
-// Does the prefix contain a child of its parent? 0 yes, -2 no, else a failure.
-int32_t contains_child(const new_level *level, const tcamv6_anc_data *child) {
-  if (tcamv6_anc_is_dummy(child)) {
-    return TM_ENOENT;
+// ---- which children are adopted
+
+// The nodes of a trie that hold the shortest of the prefixes below a node, right ones first: the order in which a full
+// compression chains them. `visit` returns false to end the walk.
+template <class Visit>
+bool for_each_shortest_below(const tm_util_trie_node *top, Visit visit) {
+  const tm_util_trie_node *waiting[TM_KEY_BITS + 2];
+  size_t n = 0;
+  const auto wait = [&](const tm_util_trie_node *node) {
+    for (uint32_t bit = 0; bit < 2; ++bit) {
+      const tm_util_trie_node *child = tm_trie_child(node, bit);
+      if (child != nullptr) {
+        waiting[n++] = child;
+      }
+    }
+  };
+  wait(top);
+  while (n > 0) {
+    const tm_util_trie_node *node = waiting[--n];
+    if (node->tag == 0) {
+      wait(node);
+    } else if (!visit(node)) {
+      return false;
+    }
   }
-  const int32_t result = tm_util_trie_is_ancestor(level->trie_node, tm_trie_node(child->orig), 1);
-  if (result != TM_OK && result != TM_ENOENT) {
-    TM_LOG(info, "%s: trie_is_ancestor() failed %d", leveler, result);
-  }
-  return result;
+  return true;
 }
 
-// One array for both sets, also when there are no children: adopted ones from its start, staying ones after room for
-// all to be adopted.
-int32_t allocate_sets(new_level *level) {
-  size_t n = 0;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
-       child = tcamv6_anc_next(child)) {
-    ++n;
+int compare_orders(const void *a, const void *b) {
+  const int32_t x = static_cast<const adopted_child *>(a)->order;
+  const int32_t y = static_cast<const adopted_child *>(b)->order;
+  return (x > y) - (x < y);
+}
+
+bool contains(const new_level *level, const tcamv6_anc_data *child) {
+  return !tcamv6_anc_is_dummy(child) &&
+         tm_util_trie_is_ancestor(level->trie_node, tm_trie_node(child->orig), 1) == TM_OK;
+}
+
+// Put the adopted in the order of the parent's chain.
+void sort_adopted(new_level *level) {
+  tm_stable_sort(level->adopted, level->n_adopted, sizeof *level->adopted, compare_orders);
+  for (size_t i = 1; i < level->n_adopted; ++i) {
+    if (level->adopted[i - 1].order != level->adopted[i].order) {
+      continue;
+    }
+    // Numbers that met their limit: the chain itself tells.
+    size_t n = 0;
+    for (tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
+         child = tcamv6_anc_next(child)) {
+      if (contains(level, tcamv6_anc_data_of(child))) {
+        level->adopted[n++].node = child;
+      }
+    }
+    return;
   }
-  level->adopted.nodes =
-      static_cast<tm_n_ary_node **>(zel_malloc_named(TM_MEM_TAG_CELL, (2 * n + 1) * sizeof(tm_n_ary_node *)));
-  if (level->adopted.nodes == nullptr) {
-    TM_LOG(info, "%s: list_insert failed %d", leveler, TM_ENOMEM);
-    return TM_ENOMEM;
+}
+
+// Note the child that a trie node below the prefix holds.
+int32_t adopt(new_level *level, const tm_util_trie_node *node) {
+  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
+  tm_n_ary_node *child = orig == nullptr ? nullptr : tcamv6_anc_node(orig->anc_node_idx);
+  const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
+  if (data == nullptr) {
+    TM_LOG(info, "%s: anc_node has NULL data", leveler);
+    return TM_EFAULT;
   }
-  level->staying.nodes = level->adopted.nodes + n;
+  const int32_t contained = tm_util_trie_is_ancestor(level->trie_node, tm_trie_node(data->orig), 1);
+  if (contained != TM_OK) {
+    TM_LOG(info, "%s: trie_is_ancestor() failed %d", leveler, contained);
+    return contained;
+  }
+  level->adopted[level->n_adopted++] = {child, tcamv6_sibling_order(data)};
   return TM_OK;
 }
 
-int32_t split_children(new_level *level) {
-  const int32_t allocated = allocate_sets(level);
-  if (allocated != TM_OK) {
-    return allocated;
-  }
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr; child = tcamv6_anc_next(child)) {
-    const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
-    if (data == nullptr) {
-      TM_LOG(info, "%s: anc_node has NULL data", leveler);
-      return TM_EFAULT;
-    }
-    const int32_t contained = contains_child(level, data);
-    if (contained != TM_OK && contained != TM_ENOENT) {
-      return contained;
-    }
-    child_set *set = contained == TM_OK ? &level->adopted : &level->staying;
-    set->nodes[set->count++] = child;
-  }
-  if (level->adopted.count == 0) {
+int32_t collect_adopted(new_level *level) {
+  size_t count = 0;
+  for_each_shortest_below(level->trie_node, [&](const tm_util_trie_node *) { return ++count, true; });
+  if (count == 0) {
     TM_LOG(info, "%s: No descendents of prefix in anc_tree %d", leveler, TM_EINVAL);
     return TM_EINVAL;
   }
+  level->adopted = static_cast<adopted_child *>(zel_malloc_named(TM_MEM_TAG_CELL, count * sizeof(adopted_child)));
+  if (level->adopted == nullptr) {
+    TM_LOG(info, "%s: list_insert failed %d", leveler, TM_ENOMEM);
+    return TM_ENOMEM;
+  }
+  int32_t result = TM_OK;
+  for_each_shortest_below(level->trie_node, [&](const tm_util_trie_node *node) {
+    result = adopt(level, node);
+    return result == TM_OK;
+  });
+  if (result != TM_OK) {
+    return result;
+  }
+  sort_adopted(level);
   return TM_OK;
+}
+
+// ---- where its key goes
+
+tm_util_trie_node *cmpr_root_of(const new_level *level) {
+  const tcamv6_anc_data *root_data = data_of_stored(tm_trie_node(level->state->orig_root));
+  return root_data == nullptr ? nullptr : tcamv6_cmpr_node(root_data);
 }
 
 // Common ancestor, in the compressed trie, of the adopted children's nodes; null when there is none. Folded from the
 // last child on: key bits beyond the shorter node can decide, and so the order does.
 tm_util_trie_node *common_code(const new_level *level) {
-  const auto *root_orig = tm_ptr<tcamv6_orig_data>(level->orig_root->data);
-  const tcamv6_anc_data *root_data =
-      root_orig == nullptr ? nullptr : tcamv6_anc_data_of(tcamv6_anc_node(root_orig->anc_node_idx));
-  tm_util_trie_node *cmpr_root = root_data == nullptr ? nullptr : tcamv6_cmpr_node(root_data);
-  size_t i = level->adopted.count - 1;
-  tm_util_trie_node *common = cmpr_node_of(level->adopted.nodes[i]);
+  tm_util_trie_node *cmpr_root = cmpr_root_of(level);
+  size_t i = level->n_adopted - 1;
+  tm_util_trie_node *common = cmpr_node_of(level->adopted[i].node);
   while (i-- > 0) {
-    tm_util_trie_node *node = cmpr_node_of(level->adopted.nodes[i]);
+    tm_util_trie_node *node = cmpr_node_of(level->adopted[i].node);
     common = tcamv6_safe_updates_on() ? tcamv6_safe_common_ancestor(cmpr_root, common, node)
                                       : tm_util_trie_common_ancestor(cmpr_root, common, node, 1);
   }
   return common;
+}
+
+// Is there a staying child, the parent's dummy included, whose compressed node is one of those asked for?
+template <class Test>
+bool any_staying(const new_level *level, Test test) {
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
+       child = tcamv6_anc_next(child)) {
+    const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
+    if (!contains(level, data) && test(tcamv6_cmpr_node(data))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Owners of the compressed nodes above one, as far as its path exists.
+uint32_t owners_above(const tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
+  uint32_t owners = 0;
+  const tm_util_trie_node *at = cmpr_root;
+  for (int32_t depth = 0; at != nullptr && depth < node->len; ++depth) {
+    owners += at->owners;
+    at = tm_trie_child(at, tm_key_bit(node->key, depth));
+  }
+  return owners;
+}
+
+// Those of them that are enclosing prefixes.
+uint32_t enclosing_above(const new_level *level, const tm_util_trie_node *node) {
+  uint32_t count = 0;
+  for (size_t i = 0; i < level->n_enclosing; ++i) {
+    const tcamv6_anc_data *data = data_of_stored(level->enclosing[i]);
+    count += data != nullptr && tm_util_trie_is_ancestor(tcamv6_cmpr_node(data), node, 1) == TM_OK;
+  }
+  return count;
+}
+
+// Does a staying child's node lie above another?
+bool staying_above(const new_level *level, const tm_util_trie_node *node) {
+  if (node == nullptr) {
+    return false;
+  }
+  const auto lies_above = [&](const tm_util_trie_node *staying) {
+    return tm_util_trie_is_ancestor(staying, node, 1) == TM_OK;
+  };
+  if (owners_above(cmpr_root_of(level), node) == enclosing_above(level, node)) {
+    assert(!any_staying(level, lies_above));
+    return false;
+  }
+  return any_staying(level, lies_above);
+}
+
+// Owners of the topmost owned nodes at or below a node.
+uint32_t owners_below(const tm_util_trie_node *node) {
+  if (node == nullptr || node->owners != 0) {
+    return node == nullptr ? 0 : node->owners;
+  }
+  return owners_below(tm_trie_child(node, 0)) + owners_below(tm_trie_child(node, 1));
+}
+
+// Does a staying child's node lie at or below another, which all of the adopted lie below? Unless levels were added as
+// written, the nodes of two prefixes nest only if these do, and what lies below an adopted child's node is its own.
+bool staying_below(const new_level *level, const tm_util_trie_node *node) {
+  const auto lies_below = [&](const tm_util_trie_node *staying) {
+    return staying == node || tm_util_trie_is_ancestor(node, staying, 1) == TM_OK;
+  };
+  if ((level->state->marks & TCAMV6_MARK_LOOSE_LEVELS) == 0 && owners_below(node) == level->n_adopted) {
+    assert(!any_staying(level, lies_below));
+    return false;
+  }
+  return any_staying(level, lies_below);
 }
 
 int32_t refuse() {
@@ -159,26 +315,18 @@ bool is_right_place(const new_level *level) {
   if (place->tag != 0) {
     return false;
   }
-  for (size_t i = 0; i < level->adopted.count; ++i) {
-    if (tm_util_trie_is_ancestor(place, cmpr_node_of(level->adopted.nodes[i]), 1) != TM_OK) {
+  for (size_t i = 0; i < level->n_adopted; ++i) {
+    if (tm_util_trie_is_ancestor(place, cmpr_node_of(level->adopted[i].node), 1) != TM_OK) {
       return false;
     }
   }
-  for (size_t i = 0; i < level->staying.count; ++i) {
-    const tm_util_trie_node *node = cmpr_node_of(level->staying.nodes[i]);
-    if (node == place || tm_util_trie_is_ancestor(place, node, 1) == TM_OK) {
-      return false;
-    }
-  }
-  return true;
+  return !staying_below(level, place);
 }
 
 int32_t find_place(new_level *level) {
   const tm_util_trie_node *common = common_code(level);
-  for (size_t i = 0; i < level->staying.count; ++i) {
-    if (tm_util_trie_is_ancestor(cmpr_node_of(level->staying.nodes[i]), common, 1) == TM_OK) {
-      return refuse();
-    }
+  if (staying_above(level, common)) {
+    return refuse();
   }
   if (common == nullptr) {
     return TM_ENOENT;
@@ -194,6 +342,8 @@ int32_t find_place(new_level *level) {
   level->cmpr_node = place != nullptr ? place : first;
   return tcamv6_safe_updates_on() && !is_right_place(level) ? refuse() : TM_OK;
 }
+
+// ---- making it
 
 void log_prefix(const new_level *level, const char *label) {
   TM_LOG(error, "%s " TM_ADDR_FORMAT " / %d", label, TM_ADDR_ARGS(level->prefix->address), level->prefix->length);
@@ -228,27 +378,21 @@ int32_t make_records(new_level *level) {
   return TM_OK;
 }
 
-// Chain a set's nodes in their order, in front of `chain`. Returns the first.
-tm_chunk_idx chain_set(const child_set *set, tm_chunk_idx chain) {
-  for (size_t i = set->count; i-- > 0;) {
-    tm_n_ary_node *node = set->nodes[i];
-    if (node->sibling != chain) {
-      tm_edit(&node->sibling, chain);
-    }
-    chain = tm_idx(node);
-  }
-  return chain;
-}
-
 // From here on nothing fails.
 void link_level(const new_level *level) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(level->anc_node);
-  level->dummy->sibling = chain_set(&level->adopted, TM_CHUNK_IDX_NULL);
-  level->anc_node->child = tm_idx(level->dummy);
-  tm_edit(&level->parent->child, chain_set(&level->staying, tm_idx(level->anc_node)));
+  tcamv6_push_child(level->anc_node, level->dummy);
+  for (size_t i = 0; i < level->n_adopted; ++i) {
+    tcamv6_unlink_child(level->parent, level->adopted[i].node);
+    tcamv6_append_child(level->anc_node, level->adopted[i].node);
+  }
+  tcamv6_append_child(level->parent, level->anc_node);
   tcamv6_own_cmpr_node(tcamv6_anc_data_of(level->dummy), level->dummy_end);
   tcamv6_own_cmpr_node(data, level->cmpr_node);
   tm_edit(&level->cmpr_node->tag, TCAMV6_TAG_PREFIX_PATH);
+  if (!tcamv6_safe_updates_on()) {
+    level->state->marks |= TCAMV6_MARK_LOOSE_LEVELS;
+  }
 
   tm_util_trie_node *node = level->trie_node;
   level->orig->anc_node_idx = tm_idx(level->anc_node);
@@ -265,36 +409,36 @@ void link_level(const new_level *level) {
 void clean_up(const new_level *level) {
   tcamv6_abandon_anc_node(level->dummy);
   tcamv6_abandon_anc_node(level->anc_node);
-  const auto *root_orig = tm_ptr<tcamv6_orig_data>(level->orig_root->data);
-  if (level->dummy_path.end != nullptr && root_orig != nullptr) {
-    const tcamv6_anc_data *root_data = tcamv6_anc_data_of(tcamv6_anc_node(root_orig->anc_node_idx));
-    tcamv6_remember_path(tcamv6_cmpr_node(root_data), &level->dummy_path);
+  tm_util_trie_node *cmpr_root = level->dummy_path.end == nullptr ? nullptr : cmpr_root_of(level);
+  if (cmpr_root != nullptr) {
+    tcamv6_remember_path(cmpr_root, &level->dummy_path);
   }
 }
 
 int32_t add_level(new_level *level) {
   using step = int32_t (*)(new_level *);
-  constexpr step steps[] = {find_parent, split_children, find_place, make_dummy, make_records};
+  constexpr step steps[] = {find_parent, collect_adopted, find_place, make_dummy, make_records};
   for (const step next : steps) {
     const int32_t result = next(level);
     if (result != TM_OK) {
       return result;
     }
   }
-  return tm_journal_reserve_edits(level->adopted.count + level->staying.count);
+  return tm_journal_reserve_edits(level->n_adopted * edits_per_adopted);
 }
 
 }  // namespace
 
-int32_t tcav6_incr_add_pref_newlvl(tm_util_trie_node *orig_root, const tcamv6_prefix *prefix, int32_t max_cmpr_len) {
-  TM_LOG(trace, "%s: Starting orig_trie %p, prefix %p (len %d)", __func__, static_cast<void *>(orig_root),
+int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_prefix *prefix, int32_t max_cmpr_len) {
+  TM_LOG(trace, "%s: Starting orig_trie %p, prefix %p (len %d)", __func__,
+         static_cast<void *>(state == nullptr ? nullptr : tm_trie_node(state->orig_root)),
          static_cast<const void *>(prefix), max_cmpr_len);
   int32_t result = TM_EINVAL;
   new_level level = {};
-  if (orig_root == nullptr || prefix == nullptr) {
+  if (state == nullptr || state->orig_root == TM_CHUNK_IDX_NULL || prefix == nullptr) {
     TM_LOG(info, "%s: Bad arguments", __func__);
   } else {
-    level.orig_root = orig_root;
+    level.state = state;
     level.prefix = prefix;
     level.max_cmpr_len = max_cmpr_len;
     result = add_level(&level);
@@ -304,7 +448,7 @@ int32_t tcav6_incr_add_pref_newlvl(tm_util_trie_node *orig_root, const tcamv6_pr
       clean_up(&level);
     }
   }
-  tm_free(level.adopted.nodes);
+  tm_free(level.adopted);
   TM_LOG(trace, "%s: Complete %d", __func__, result);
   return result;
 }

@@ -49,8 +49,9 @@ TM_ASSERT_OFFSET(tcamv6_state, count, 1024072);
 TM_ASSERT_OFFSET(tcamv6_state, n_insert, 1024076);
 
 enum {
-  TCAMV6_MARK_KEPT = 1,  /* a reset kept the record: its links lead to released elements */
-  TCAMV6_MARK_FAILED = 2 /* the last full compression failed: the instance holds nothing */
+  TCAMV6_MARK_KEPT = 1,        /* a reset kept the record: its links lead to released elements */
+  TCAMV6_MARK_FAILED = 2,      /* the last full compression failed: the instance holds nothing */
+  TCAMV6_MARK_LOOSE_LEVELS = 4 /* new levels were added as written since: codes may not nest as prefixes do */
 };
 
 /** Configuration of one instance. */
