@@ -14,7 +14,8 @@
  * (1) The compressed prefix of Q covers the compressed address of P exactly when Q contains P.
  * (2) Lengths are in bits. Addresses and keys are 16 bytes, most significant bit first.
  * (3) Requests return 0 or a positive error number (12 no memory, 14 inconsistency, 22 bad argument, 28 and 2 no
- *     room for a change, 75 does not fit in 64 bits); the engine's functions return the negative number.
+ *     room for a change, 75 does not fit in 64 bits, 1 nested too deeply to leave room for updates); the engine's
+ *     functions return the negative number.
  * (4) Pools are shared by all instances: 32,768 elements of each type unless `raw_blk` says otherwise (tm_chunk.h).
  * (5) There are no threads and no locks: the host serialises all calls.
  * (6) A broken invariant ends the process through zel_fatal.
@@ -95,7 +96,8 @@ TM_API uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req);
  *          22 more than 65,534 records, a length above 128, an index off the grid, a null output, no global state,
  *             or a state that a reset kept; also a delete of more weight than is stored
  *          28, 2 a batch that finds no room: reset the instance and compress in full
- *          75 the table needs more than 64 bits */
+ *          75 the table needs more than 64 bits
+ *          1 limits below 0, in a very deeply nested table: as 75 */
 TM_API uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
                                                     tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out);
 
