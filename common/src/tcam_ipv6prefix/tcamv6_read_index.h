@@ -52,17 +52,15 @@ TM_ASSERT_SIZE(tcamv6_read_answer, 64);
 //   node   where the node's words begin
 //   skip   the same; the node stands deeper, and all prefixes below share the bits that are passed over
 //   leaf   the number of the longest prefix that covers the place, 0 = none
-//   list   the prefixes below are few: the number of the first, shifted, and their count
+//   one    the number of the only prefix below
 // The uppermost bit ends a search.
 enum : uint32_t {
   TCAMV6_READ_NODE = 0,
   TCAMV6_READ_SKIP = 1u << 30,
   TCAMV6_READ_LEAF = 2u << 30,
-  TCAMV6_READ_LIST = 3u << 30,
+  TCAMV6_READ_ONE = 3u << 30,
   TCAMV6_READ_END = 1u << 31,
-  TCAMV6_READ_KIND = 3u << 30,
-  TCAMV6_READ_COUNT_BITS = 4,
-  TCAMV6_READ_COUNT_MASK = (1u << TCAMV6_READ_COUNT_BITS) - 1
+  TCAMV6_READ_KIND = 3u << 30
 };
 
 // The words of a node: the number of the first prefix below it, its depth (a multiple of 8 bits), an entry per byte.

@@ -10,11 +10,8 @@
 
 namespace {
 
-constexpr uint32_t most_listed = 2;  // prefixes that are searched one by one, in place of a node
-constexpr uint32_t most_items = 1u << (30 - TCAMV6_READ_COUNT_BITS);
+constexpr uint32_t most_items = ~TCAMV6_READ_KIND;  // what an entry can name
 constexpr size_t line_bytes = 64;
-
-static_assert(most_listed <= TCAMV6_READ_COUNT_MASK, "the count of a list has its bits");
 
 // A subtree of the trie that the walk comes back to.
 struct pending_subtree {
@@ -150,8 +147,8 @@ void fill(uint32_t *entries, uint32_t count, uint32_t entry) {
 
 // The entry for the place at a depth, of which the prefixes first to end - 1 are longer. Nodes nest 16 deep at most.
 uint32_t lay_out(tcamv6_read_index *index, uint32_t first, uint32_t end, uint32_t depth) {
-  if (end - first <= most_listed) {
-    return TCAMV6_READ_LIST | first << TCAMV6_READ_COUNT_BITS | (end - first);
+  if (end - first == 1) {
+    return TCAMV6_READ_ONE | first;
   }
   const uint32_t node_depth = depth_of_node(index, first, end);
   const uint32_t number = index->n_nodes++;

@@ -6,10 +6,8 @@
 
 inline bool tcamv6_read_is_end(uint32_t entry) { return (entry & TCAMV6_READ_END) != 0; }
 inline bool tcamv6_read_is_skip(uint32_t entry) { return (entry & TCAMV6_READ_KIND) == TCAMV6_READ_SKIP; }
-inline bool tcamv6_read_is_list(uint32_t entry) { return (entry & TCAMV6_READ_KIND) == TCAMV6_READ_LIST; }
+inline bool tcamv6_read_is_one(uint32_t entry) { return (entry & TCAMV6_READ_KIND) == TCAMV6_READ_ONE; }
 inline uint32_t tcamv6_read_value(uint32_t entry) { return entry & ~TCAMV6_READ_KIND; }
-inline uint32_t tcamv6_read_list_first(uint32_t entry) { return tcamv6_read_value(entry) >> TCAMV6_READ_COUNT_BITS; }
-inline uint32_t tcamv6_read_list_count(uint32_t entry) { return entry & TCAMV6_READ_COUNT_MASK; }
 
 struct tcamv6_key_halves {
   uint64_t high;
@@ -21,6 +19,16 @@ inline tcamv6_key_halves tcamv6_key_load_halves(const uint8_t *key) {
   return {static_cast<uint64_t>(number >> 64), static_cast<uint64_t>(number)};
 }
 
+// A prefix as its answer has it, which the lookup needs next, or else, bit for bit the same, as it was listed.
+inline tcamv6_read_item tcamv6_read_item_of(const tcamv6_read_index *index, uint32_t number) {
+  const tcamv6_read_answer *answer = &index->answers[number];
+  if (answer->generation != index->generation) {
+    return index->items[number];
+  }
+  const tcamv6_key_halves key = tcamv6_key_load_halves(answer->address);
+  return {key.high, key.low, TM_CHUNK_IDX_NULL, 0, answer->length};
+}
+
 // Does a key have the bits that are passed over on the way to a node?
 inline bool tcamv6_read_reaches(const tcamv6_read_index *index, const uint32_t *node, const uint8_t *key) {
   const tcamv6_read_item *item = &index->items[node[TCAMV6_READ_FIRST]];
@@ -29,16 +37,11 @@ inline bool tcamv6_read_reaches(const tcamv6_read_index *index, const uint32_t *
   return (difference & tm_key_number_leading(static_cast<int32_t>(node[TCAMV6_READ_DEPTH]))) == 0;
 }
 
-// Containing prefixes come first, so the last one that covers the address is the longest. Which one it is cannot be
-// foreseen: no branch asks.
-inline uint32_t tcamv6_read_longest_of_list(const tcamv6_read_index *index, uint32_t entry, const uint8_t *address) {
-  const uint32_t first = tcamv6_read_list_first(entry);
-  const tcamv6_key_halves key = tcamv6_key_load_halves(address);
-  uint32_t found = index->items[first].parent;
-  for (uint32_t i = first; i < first + tcamv6_read_list_count(entry); ++i) {
-    found = tcamv6_read_item_covers(&index->items[i], key.high, key.low) ? i : found;
-  }
-  return found;
+// The prefix that is alone below an entry, or the one around it.
+inline uint32_t tcamv6_read_one_or_parent(const tcamv6_read_index *index, uint32_t number, const uint8_t *address) {
+  const tcamv6_read_item item = tcamv6_read_item_of(index, number);
+  const tcamv6_key_halves at = tcamv6_key_load_halves(address);
+  return tcamv6_read_item_covers(&item, at.high, at.low) ? number : index->items[number].parent;
 }
 
 // The number of the longest prefix that covers an address; 0 = none.
@@ -57,20 +60,15 @@ inline uint32_t tcamv6_read_index_covering(const tcamv6_read_index *index, const
     }
     entry = node[TCAMV6_READ_ENTRIES + *byte++];
   }
-  return tcamv6_read_is_list(entry) ? tcamv6_read_longest_of_list(index, entry, address) : tcamv6_read_value(entry);
+  const uint32_t number = tcamv6_read_value(entry);
+  return tcamv6_read_is_one(entry) ? tcamv6_read_one_or_parent(index, number, address) : number;
 }
 
-// The prefix of exactly this length among a list; 0 = it is none of them.
-inline uint32_t tcamv6_read_exact_of_list(const tcamv6_read_index *index, uint32_t entry, const uint8_t *key,
-                                          uint32_t length) {
-  const uint32_t first = tcamv6_read_list_first(entry);
+inline bool tcamv6_read_is_exactly(const tcamv6_read_index *index, uint32_t number, const uint8_t *key,
+                                   uint32_t length) {
+  const tcamv6_read_item item = tcamv6_read_item_of(index, number);
   const tcamv6_key_halves at = tcamv6_key_load_halves(key);
-  uint32_t found = 0;
-  for (uint32_t i = first; i < first + tcamv6_read_list_count(entry); ++i) {
-    const tcamv6_read_item *item = &index->items[i];
-    found = item->length == length && tcamv6_read_item_covers(item, at.high, at.low) ? i : found;
-  }
-  return found;
+  return item.length == length && tcamv6_read_item_covers(&item, at.high, at.low);
 }
 
 // The number of exactly this prefix, length 0..128; 0 = not stored.
@@ -89,20 +87,15 @@ inline uint32_t tcamv6_read_index_exact(const tcamv6_read_index *index, const ui
     entry = node[TCAMV6_READ_ENTRIES + key[depth / 8]];
   }
   uint32_t found = tcamv6_read_value(entry);
-  if (tcamv6_read_is_list(entry)) {
-    found = tcamv6_read_exact_of_list(index, entry, key, length);
-    if (found != 0) {
-      return found;
-    }
-    found = items[tcamv6_read_list_first(entry)].parent;
+  if (found == 0 || tcamv6_read_is_exactly(index, found, key, length)) {
+    return found;
   }
-  // At most the eight lengths that begin in the last node remain.
+  // It is one around that, if any: at most the eight lengths that begin in the last node remain.
+  found = items[found].parent;
   while (found != 0 && items[found].length > length) {
     found = items[found].parent;
   }
-  const tcamv6_key_halves at = tcamv6_key_load_halves(key);
-  const bool is_it = items[found].length == length && tcamv6_read_item_covers(&items[found], at.high, at.low);
-  return is_it ? found : 0;
+  return found != 0 && tcamv6_read_is_exactly(index, found, key, length) ? found : 0;
 }
 
 #endif
