@@ -108,9 +108,6 @@ uint32_t run_request(const request *r, bool full) {
   if (status == 0) {
     status = full ? compress_in_full(r) : apply_batch(r);
   }
-  if (status == 0) {
-    tcamv6_prepare_return_cmpr_prefs(*r->cmpr_prefs, r->count);
-  }
   return status;
 }
 
@@ -154,7 +151,10 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
     return zel_v6comp_status(built);
   }
   const uint32_t status = run_request(&r, full);
-  zel_free_named(r.list);
+  zel_free_named(r.list);  // before the results are sorted, which takes as much room again
+  if (status == 0) {
+    tcamv6_prepare_return_cmpr_prefs(*cmpr_prefs_out, r.count);
+  }
   return status;
 }
 

@@ -51,53 +51,65 @@ void fill_list(tcamv6_prefix *list, const uint8_t *records, uint32_t n, uint32_t
   }
   if (full) {
     tcamv6_prefix *default_prefix = &list[count - 1];
+    *default_prefix = {};
     default_prefix->flags_tag = TM_PREFIX_FLAG_ADD;
     default_prefix->weight = 1;
     set_tag(default_prefix, count);
   }
 }
 
-// The order of tcamv6_cmp_prefix_list as a number: length, longer first; whole bytes; the low bits of the partial byte;
-// anchors first.
-void set_sort_key(const tcamv6_prefix *record, tm_keyed_entry *entry) {
-  const uint32_t length = record->length > TM_KEY_BITS ? uint32_t{TM_KEY_BITS} : record->length;
-  const uint32_t whole = length / 8;
-  uint8_t bytes[8 * TM_SORT_KEY_WORDS] = {static_cast<uint8_t>(TM_KEY_BITS - length)};
-  memcpy(bytes + 1, record->address, whole);
-  if (length % 8 != 0) {
-    bytes[1 + whole] = static_cast<uint8_t>(record->address[whole] & ((1u << (length % 8)) - 1u));
+// The order of tcamv6_cmp_prefix_list as a number of three words: length, longer first; whole bytes; the low bits of
+// the partial byte; anchors first.
+constexpr uint32_t sort_key_words = 3;
+
+uint64_t sort_key_word(const tcamv6_prefix *record, uint32_t word) {
+  const int32_t length = record->length > TM_KEY_BITS ? int32_t{TM_KEY_BITS} : record->length;
+  const int32_t whole = length / 8 * 8;
+  tm_key_number compared = tm_key_number_leading(whole);
+  if (length != whole) {
+    compared |= tm_key_number{(1u << (length - whole)) - 1u} << (TM_KEY_BITS - 8 - whole);
   }
-  bytes[1 + TM_KEY_BYTES] = !tm_prefix_is_anchor(record);
-  memcpy(entry->key, bytes, sizeof bytes);
-  for (uint64_t &word : entry->key) {
-    word = __builtin_bswap64(word);
+  const tm_key_number bits = tm_key_load(record->address) & compared;
+  switch (word) {
+    case 0:
+      return static_cast<uint64_t>(TM_KEY_BITS - length) << 56 | static_cast<uint64_t>(bits >> 72);
+    case 1:
+      return static_cast<uint64_t>(bits >> 8);
+    default:
+      return static_cast<uint64_t>(bits & 0xFF) << 1 | !tm_prefix_is_anchor(record);
   }
 }
 
-// Sort a long list by keys. Returns false, and does nothing, when there is no memory for them.
-bool sort_by_keys(tcamv6_prefix *list, uint32_t count) {
-  const size_t bytes = count * (2 * sizeof(tm_keyed_entry) + sizeof *list);
-  auto *entries = static_cast<tm_keyed_entry *>(zel_malloc_named(TM_MEM_TAG_LIST, bytes));
-  if (entries == nullptr) {
+// What sorting a long list by keys takes: the list as it was, and an entry for each record, twice.
+struct sort_scratch {
+  tcamv6_prefix *unsorted;
+  tm_keyed_entry *entries;
+};
+
+bool allocate_scratch(sort_scratch *scratch, uint32_t count) {
+  const size_t entries_bytes = count * 2 * sizeof(tm_keyed_entry);
+  auto *memory =
+      static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, entries_bytes + count * sizeof(tcamv6_prefix)));
+  if (memory == nullptr) {
     return false;
   }
-  for (uint32_t i = 0; i < count; ++i) {
-    set_sort_key(&list[i], &entries[i]);
-    entries[i].index = i;
-  }
-  tm_keyed_sort(entries, entries + count, count);
-  auto *sorted = reinterpret_cast<tcamv6_prefix *>(entries + 2 * size_t{count});
-  for (uint32_t i = 0; i < count; ++i) {
-    sorted[i] = list[entries[i].index];
-  }
-  memcpy(list, sorted, count * sizeof *list);
-  zel_free_named(entries);
+  *scratch = {reinterpret_cast<tcamv6_prefix *>(memory + entries_bytes), reinterpret_cast<tm_keyed_entry *>(memory)};
   return true;
 }
 
-void sort_list(tcamv6_prefix *list, uint32_t count) {
-  if (count < keyed_from || !sort_by_keys(list, count)) {
-    tm_stable_sort(list, count, sizeof *list, tcamv6_cmp_prefix_list);
+void sort_by_keys(tcamv6_prefix *list, const sort_scratch *scratch, uint32_t count) {
+  tm_keyed_entry *entries = scratch->entries;
+  for (uint32_t i = 0; i < count; ++i) {
+    entries[i].index = i;
+  }
+  for (uint32_t word = sort_key_words; word-- > 0;) {
+    for (uint32_t i = 0; i < count; ++i) {
+      entries[i].key = sort_key_word(&scratch->unsorted[entries[i].index], word);
+    }
+    tm_keyed_sort(entries, entries + count, count);
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    list[i] = scratch->unsorted[entries[i].index];
   }
 }
 
@@ -133,8 +145,15 @@ int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint
     TM_LOG(info, "%s: malloc(%zu bytes) failed", builder, count * sizeof(tcamv6_prefix));
     return TM_ENOMEM;
   }
-  fill_list(*list_out, records, n, count, full, without_anchors);
-  sort_list(*list_out, count);
+  sort_scratch scratch;
+  if (count >= keyed_from && allocate_scratch(&scratch, count)) {
+    fill_list(scratch.unsorted, records, n, count, full, without_anchors);
+    sort_by_keys(*list_out, &scratch, count);
+    zel_free_named(scratch.entries);
+  } else {
+    fill_list(*list_out, records, n, count, full, without_anchors);
+    tm_stable_sort(*list_out, count, sizeof(tcamv6_prefix), tcamv6_cmp_prefix_list);
+  }
   return TM_OK;
 }
 

@@ -4,17 +4,16 @@
 
 #include "tm_api.h"
 
-enum { TM_SORT_KEY_WORDS = 3 };
-
-// What stands for one element while its array is sorted.
+// What stands for one element while its array is sorted. Keys of several words are sorted word by word, the least
+// significant first.
 struct tm_keyed_entry {
-  uint64_t key[TM_SORT_KEY_WORDS];  // compared as unsigned numbers, word 0 first
-  uint64_t index;                   // of the element
+  uint64_t key;    // compared as an unsigned number
+  uint64_t index;  // of the element
 };
 
 // Sort entries by key, ascending and stable.
 //   scratch   room for count entries
-// Cost: one pass for each of the keys' 24 bytes in which entries differ.
+// Cost: one pass over the entries, and one more for each of the keys' 8 bytes in which they differ.
 void tm_keyed_sort(tm_keyed_entry *entries, tm_keyed_entry *scratch, size_t count);
 
 #endif
