@@ -139,6 +139,15 @@ TEST_F(tcamv6_optimized_test, keys_of_the_compressed_trie_are_those_that_make_pr
   EXPECT_GT(compressed, 100u);
 }
 
+TEST_F(tcamv6_optimized_test, record_whose_tag_a_made_up_root_took_keeps_its_own_code) {
+  tags_so_far = 0;  // the root of a table without /0 gets the tag of the first record
+  const full_result r = compress_on(state, records_of({"2001:db8::/32", "fe80::/10"}), false);
+  ASSERT_EQ(r.result, TM_OK);
+  EXPECT_GT(r.prefs[0].length, 0);
+  EXPECT_GT(r.prefs[1].length, 0);
+  EXPECT_NE(key_bits(r.addrs[0].bytes, 64), key_bits(r.addrs[1].bytes, 64));
+}
+
 TEST_F(tcamv6_optimized_test, duplicates_land_on_one_node_that_sums_their_weights) {
   const full_result r = compress({record_of("2001:db8::/32", 5), record_of("2001:db8::/32", 7)});
   ASSERT_EQ(r.result, TM_OK);

@@ -87,7 +87,7 @@ TEST_F(tcamv6_output_test, nodes_of_the_tree_are_collected_by_tag) {
   EXPECT_EQ(cmpr[0], &leaf);
   EXPECT_EQ(cmpr[1], &own);
   EXPECT_EQ(cmpr[2], nullptr);
-  EXPECT_EQ(replace[0], nullptr) << "a leaf is its own address, found elsewhere";
+  EXPECT_EQ(replace[0], &leaf) << "a leaf is its own address";
   EXPECT_EQ(replace[1], &own_dummy);
 }
 
@@ -154,7 +154,12 @@ class tcamv6_output_ptrs_test : public tcamv6_output_test {
     data_of(node)->cmpr_node = tm_idx(cmpr_node);
   }
 
-  int32_t collect() { return tcamv6_gen_output_trie_ptrs(nodes, list.data(), 3, out, replace); }
+  // Collect them all, none being there yet.
+  int32_t collect() {
+    std::memset(out, 0, sizeof out);
+    std::memset(replace, 0, sizeof replace);
+    return tcamv6_gen_output_trie_ptrs(nodes, list.data(), 3, out, replace);
+  }
 
   std::vector<tcamv6_prefix> list;
   tm_util_trie_node *trie = nullptr;
@@ -179,6 +184,17 @@ TEST_F(tcamv6_output_ptrs_test, leaf_is_its_own_address_an_owner_takes_its_dummy
   EXPECT_EQ(replace[1], &cmpr[2]);
   EXPECT_EQ(out[2], out[0]);
   EXPECT_EQ(replace[2], replace[0]);
+}
+
+TEST_F(tcamv6_output_ptrs_test, record_that_has_its_nodes_keeps_them) {
+  tm_util_trie_node own = {};
+  out[0] = &own;
+  nodes[0] = nullptr;
+  ASSERT_EQ(tcamv6_gen_output_trie_ptrs(nodes, list.data(), 3, out, replace), TM_OK);
+  EXPECT_EQ(out[0], &own);
+  EXPECT_EQ(replace[0], nullptr);
+  EXPECT_EQ(out[1], &cmpr[0]);
+  EXPECT_EQ(out[2], &cmpr[1]);
 }
 
 TEST_F(tcamv6_output_ptrs_test, count_0_succeeds_at_once_and_null_arrays_are_refused_otherwise) {

@@ -27,6 +27,8 @@ constexpr const char *pipeline = "tcamv6_optimized_compress";
 
 using node_array = tm_util_trie_node **;
 
+constexpr uint32_t nodes_ahead = 8;  // fetched before they are needed: records lie in another order than nodes
+
 // One run: its input, its working arrays (one pointer per record) and its results.
 struct full_run {
   tcamv6_state *state;
@@ -200,6 +202,10 @@ int32_t collect_nodes(full_run *run) {
   for (uint32_t i = 0; i < run->count; ++i) {
     run->cmpr_prefs[i].own_node = run->cmpr_nodes[i] != nullptr;
   }
+  // Tags of more than 20 bits, or that of a made-up root, may have led to the nodes of others.
+  if (run->count > TM_PREFIX_TAG_MASK || run->orig_root->tag == 0) {
+    memset(run->cmpr_nodes, 0, run->count * sizeof *run->cmpr_nodes);
+  }
   result = tcamv6_gen_output_trie_ptrs(run->orig_nodes, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
   return result == TM_OK ? TM_OK : report("gen_output_trie_ptrs()", result);
 }
@@ -216,6 +222,9 @@ void log_record(const full_run *run, uint32_t i) {
 
 int32_t fill_results(full_run *run) {
   for (uint32_t i = 0; i < run->count; ++i) {
+    const uint32_t ahead = i + nodes_ahead < run->count ? i + nodes_ahead : i;
+    __builtin_prefetch(run->cmpr_nodes[ahead]);
+    __builtin_prefetch(run->replace_nodes[ahead]);
     if (run->cmpr_nodes[i] == nullptr || run->replace_nodes[i] == nullptr) {
       TM_LOG(info, "%s: Output trie does not contain node or replace address for prefix number %d", pipeline,
              static_cast<int>(i));

@@ -58,15 +58,9 @@ int32_t tcamv6_gen_trie_ptrs(const tm_n_ary_node *node, uint32_t count, tm_util_
   const uint32_t tag = tcamv6_anc_tag(data);
   if (tag > 0 && tag <= count) {
     const uint32_t i = tag - 1;
-    if (tcamv6_anc_is_dummy(data)) {
-      replace_nodes[i] = tcamv6_cmpr_node(data);
-    } else {
+    replace_nodes[i] = tcamv6_cmpr_node(data);  // of a prefix with a dummy: until that is met, below it
+    if (!tcamv6_anc_is_dummy(data)) {
       cmpr_nodes[i] = tcamv6_cmpr_node(data);
-      if (data->dummy != TM_CHUNK_IDX_NULL) {
-        const tcamv6_anc_data *dummy_data = tcamv6_anc_data_of(tcamv6_anc_node(data->dummy));
-        TM_REQUIRE(dummy_data != nullptr, "anc_node_data is NULL");
-        replace_nodes[i] = tcamv6_cmpr_node(dummy_data);
-      }
     }
   }
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
@@ -89,6 +83,9 @@ int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *const *orig_nodes, const 
     result = TM_EINVAL;
   }
   for (uint32_t i = 0; result == TM_OK && i < count; ++i) {
+    if (cmpr_nodes[i] != nullptr) {
+      continue;
+    }
     const tm_util_trie_node *node = orig_nodes[i];
     if (!tcamv6_holds_prefix(node, list[i].length)) {
       TM_LOG(info, "%s: Error - inserted prefix not found in original trie len %d, node %p", __func__, list[i].length,

@@ -18,11 +18,11 @@ void tcamv6_gen_trie_addr(const tm_util_trie_node *node, tcamv6_cmpr_addr *addre
 int32_t tcamv6_gen_trie_ptrs(const tm_n_ary_node *node, uint32_t count, tm_util_trie_node **cmpr_nodes,
                              tm_util_trie_node **replace_nodes);
 
-// Find, for every record of the working list, its compressed node and the node of its address.
+// Find, for every record of the working list that has none yet, its compressed node and the node of its address.
 //   orig_nodes     the nodes into which the records were inserted
 //   list           count records
-//   cmpr_nodes     out: count nodes
-//   replace_nodes  out: count nodes
+//   cmpr_nodes     in and out: count nodes, null where one is to be found
+//   replace_nodes  in and out: count nodes
 // Returns 0; -22 bad arguments; -14 a record is not stored or has no ancestor data.
 int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *const *orig_nodes, const tcamv6_prefix *list, uint32_t count,
                                     tm_util_trie_node **cmpr_nodes, tm_util_trie_node **replace_nodes);
