@@ -99,14 +99,9 @@ bool parse_history(const std::string &name, std::string_view content, size_t max
 }
 
 bool read_history(const std::string &path, size_t max_changes, update_history &history, read_report &report) {
-  const std::string name = path == "-" ? "<stdin>" : path;
+  std::string name;
   std::string content;
-  const std::string fault = read_file(path, content);
-  if (!fault.empty()) {
-    report.faults.add(name + ": " + fault);
-    return false;
-  }
-  return parse_history(name, content, max_changes, history, report);
+  return read_input(path, name, content, report) && parse_history(name, content, max_changes, history, report);
 }
 
 }  // namespace v6tool

@@ -210,15 +210,19 @@ bool parse_table(const std::string &name, std::string_view content, size_t max_r
   return report.faults.total == 0;
 }
 
-bool read_table(const std::string &path, size_t max_rows, prefix_table &table, read_report &report) {
-  const std::string name = path == "-" ? "<stdin>" : path;
-  std::string content;
+bool read_input(const std::string &path, std::string &name, std::string &content, read_report &report) {
+  name = path == "-" ? "<stdin>" : path;
   const std::string fault = read_file(path, content);
   if (!fault.empty()) {
     report.faults.add(name + ": " + fault);
-    return false;
   }
-  return parse_table(name, content, max_rows, table, report);
+  return fault.empty();
+}
+
+bool read_table(const std::string &path, size_t max_rows, prefix_table &table, read_report &report) {
+  std::string name;
+  std::string content;
+  return read_input(path, name, content, report) && parse_table(name, content, max_rows, table, report);
 }
 
 std::vector<ip_prefix> distinct_prefixes(const prefix_table &table) {

@@ -44,6 +44,9 @@ struct read_report {
 // Read a whole file, `-` for standard input. Returns what is wrong in words, "" when it is good.
 std::string read_file(const std::string &path, std::string &content);
 
+// The same for a file that will be parsed: its name in messages, its content. False when the report has its fault.
+bool read_input(const std::string &path, std::string &name, std::string &content, read_report &report);
+
 // Read the table at `path`, `-` for standard input, of at most `max_rows` prefixes. True when there is no fault.
 bool read_table(const std::string &path, size_t max_rows, prefix_table &table, read_report &report);
 
