@@ -69,19 +69,17 @@ void write_translation(const tcamv6_read_answer *answer, tcamv6_cmpr_pref *cmpr_
   *cmpr_addr = answer->cmpr_addr;
 }
 
-// The answer for the prefix of this number of the index was not asked for before, or the tries have none.
-__attribute__((noinline)) int32_t gather_first(const tcamv6_read_index *index, uint32_t number, const char *function) {
+// The answer for the prefix of this number of the index is there after this, or the tries have none.
+int32_t make_answer(const tcamv6_read_index *index, uint32_t number, const char *function) {
   tcamv6_read_answer *answer = &index->answers[number];
+  if (answer->generation == index->generation) {
+    return TM_OK;
+  }
   const int32_t result = gather(tm_trie_node(index->items[number].node), function, answer);
   if (result == TM_OK) {
     answer->generation = index->generation;
   }
   return result;
-}
-
-inline int32_t make_answer(const tcamv6_read_index *index, uint32_t number, const char *function) {
-  const bool is_there = index->answers[number].generation == index->generation;
-  return __builtin_expect(is_there, 1) ? TM_OK : gather_first(index, number, function);
 }
 
 // Is this what the tries say? Builds with assertions ask them too.
@@ -96,20 +94,14 @@ const tm_util_trie_node *find_covering(const tcamv6_state *state, const uint8_t 
   return tm_util_trie_lookup(tm_trie_node(state->orig_root), address, TCAMV6_MAX_PREF_LEN, 1);
 }
 
-__attribute__((noinline)) int32_t look_up_in_tries(const tm_util_trie_node *node, const char *function,
-                                                   tcamv6_prefix *prefix, tcamv6_cmpr_pref *cmpr_pref,
-                                                   tcamv6_cmpr_addr *cmpr_addr) {
-  const answer_records out = {prefix, cmpr_pref, cmpr_addr};
-  return answer_from_tries(node, function, &out);
-}
-
 int32_t look_up_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, const char *function,
                        tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
   // Longer than any prefix: the tries know.
   const tcamv6_read_index *index =
       prefix->length <= TCAMV6_MAX_PREF_LEN ? tcamv6_read_index_for_lookup(state) : nullptr;
   if (index == nullptr) {
-    return look_up_in_tries(tcamv6_find_stored(state, prefix), function, nullptr, cmpr_pref, cmpr_addr);
+    const answer_records out = {nullptr, cmpr_pref, cmpr_addr};
+    return answer_from_tries(tcamv6_find_stored(state, prefix), function, &out);
   }
   const uint32_t number = tcamv6_read_index_exact(index, prefix->address, prefix->length);
   assert(tm_trie_node(index->items[number].node) == tcamv6_find_stored(state, prefix));
@@ -125,7 +117,8 @@ int32_t look_up_address(tcamv6_state *state, const uint8_t *address, const char 
                         tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
   const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
   if (index == nullptr) {
-    return look_up_in_tries(find_covering(state, address), function, prefix, cmpr_pref, cmpr_addr);
+    const answer_records out = {prefix, cmpr_pref, cmpr_addr};
+    return answer_from_tries(find_covering(state, address), function, &out);
   }
   const uint32_t number = tcamv6_read_index_covering(index, address);
   assert(tm_trie_node(index->items[number].node) == find_covering(state, address));
@@ -138,35 +131,75 @@ int32_t look_up_address(tcamv6_state *state, const uint8_t *address, const char 
   return result;
 }
 
+// Every lookup but those whose answer is kept. Not inline: what it needs of the stack they do not pay for.
+__attribute__((noinline)) int32_t any_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix,
+                                                    tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
+  constexpr const char *function = "tcamv6_lookup_prefix";
+  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, cmpr_pref_p %p cmpr_addr_p %p", function,
+         static_cast<void *>(state), static_cast<const void *>(prefix), static_cast<void *>(cmpr_pref),
+         static_cast<void *>(cmpr_addr));
+  int32_t result = TM_EINVAL;
+  if (tcamv6_state_unusable(state) || prefix == nullptr || cmpr_pref == nullptr || cmpr_addr == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", function);
+  } else {
+    result = look_up_prefix(state, prefix, function, cmpr_pref, cmpr_addr);
+  }
+  TM_LOG(trace, "%s: Complete %d", function, result);
+  return result;
+}
+
+__attribute__((noinline)) int32_t any_lookup_address(tcamv6_state *state, const uint8_t *address, tcamv6_prefix *prefix,
+                                                     tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
+  constexpr const char *function = "tcamv6_lookup_address";
+  TM_LOG(trace, "%s: Starting state_hndl %p, lkup_addr %p, prefix %p, cmpr_pref_p %p cmpr_addr_p %p", function,
+         static_cast<void *>(state), static_cast<const void *>(address), static_cast<void *>(prefix),
+         static_cast<void *>(cmpr_pref), static_cast<void *>(cmpr_addr));
+  int32_t result = TM_EINVAL;
+  if (tcamv6_state_unusable(state) || address == nullptr || prefix == nullptr || cmpr_pref == nullptr ||
+      cmpr_addr == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", function);
+  } else {
+    result = look_up_address(state, address, function, prefix, cmpr_pref, cmpr_addr);
+  }
+  TM_LOG(trace, "%s: Complete %d", function, result);
+  return result;
+}
+
+// The index that may have kept an answer. Only usable states have a live one.
+inline const tcamv6_read_index *index_at_hand(const tcamv6_state *state) {
+  const tcamv6_read_index *index = state != nullptr ? tcamv6_read_index_at(state->read_index) : nullptr;
+  return index != nullptr && index->is_live != 0 && tcamv6_debug_flags.trace == 0 ? index : nullptr;
+}
+
 }  // namespace
 
 int32_t tcamv6_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *cmpr_pref_p,
                              tcamv6_cmpr_addr *cmpr_addr_p) {
-  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, cmpr_pref_p %p cmpr_addr_p %p", __func__,
-         static_cast<void *>(state), static_cast<const void *>(prefix), static_cast<void *>(cmpr_pref_p),
-         static_cast<void *>(cmpr_addr_p));
-  int32_t result = TM_EINVAL;
-  if (tcamv6_state_unusable(state) || prefix == nullptr || cmpr_pref_p == nullptr || cmpr_addr_p == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
-  } else {
-    result = look_up_prefix(state, prefix, __func__, cmpr_pref_p, cmpr_addr_p);
+  const tcamv6_read_index *index = index_at_hand(state);
+  if (index != nullptr && prefix != nullptr && cmpr_pref_p != nullptr && cmpr_addr_p != nullptr &&
+      prefix->length <= TCAMV6_MAX_PREF_LEN) {
+    const tcamv6_read_answer *answer = &index->answers[tcamv6_read_index_exact(index, prefix->address, prefix->length)];
+    if (answer->generation == index->generation) {
+      assert(is_answer_of_tries(answer, tcamv6_find_stored(state, prefix), __func__));
+      write_translation(answer, cmpr_pref_p, cmpr_addr_p);
+      return TM_OK;
+    }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
-  return result;
+  return any_lookup_prefix(state, prefix, cmpr_pref_p, cmpr_addr_p);
 }
 
 int32_t tcamv6_lookup_address(tcamv6_state *state, const uint8_t lkup_addr[16], tcamv6_prefix *prefix,
                               tcamv6_cmpr_pref *cmpr_pref_p, tcamv6_cmpr_addr *cmpr_addr_p) {
-  TM_LOG(trace, "%s: Starting state_hndl %p, lkup_addr %p, prefix %p, cmpr_pref_p %p cmpr_addr_p %p", __func__,
-         static_cast<void *>(state), static_cast<const void *>(lkup_addr), static_cast<void *>(prefix),
-         static_cast<void *>(cmpr_pref_p), static_cast<void *>(cmpr_addr_p));
-  int32_t result = TM_EINVAL;
-  if (tcamv6_state_unusable(state) || lkup_addr == nullptr || prefix == nullptr || cmpr_pref_p == nullptr ||
-      cmpr_addr_p == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
-  } else {
-    result = look_up_address(state, lkup_addr, __func__, prefix, cmpr_pref_p, cmpr_addr_p);
+  const tcamv6_read_index *index = index_at_hand(state);
+  if (index != nullptr && lkup_addr != nullptr && prefix != nullptr && cmpr_pref_p != nullptr &&
+      cmpr_addr_p != nullptr) {
+    const tcamv6_read_answer *answer = &index->answers[tcamv6_read_index_covering(index, lkup_addr)];
+    if (answer->generation == index->generation) {
+      assert(is_answer_of_tries(answer, find_covering(state, lkup_addr), __func__));
+      write_prefix(answer, prefix);
+      write_translation(answer, cmpr_pref_p, cmpr_addr_p);
+      return TM_OK;
+    }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
-  return result;
+  return any_lookup_address(state, lkup_addr, prefix, cmpr_pref_p, cmpr_addr_p);
 }
