@@ -1,216 +1,189 @@
-// What a read index beside the tries would give, and cost: a prototype, no part of the library.
-//
-// The trie of the uncompressed prefixes costs an address lookup a step per bit, each of them a likely cache miss. The
-// index answers in steps of a byte: a root of 2^16 entries, then nodes of 2^8, prefixes pushed down to the leaves. It
-// leads either to the trie node of the prefix, from where the answer is gathered as today (`chained`), or to a copy of
-// the whole answer (`copied`).
-#include <algorithm>
+// What the read index gives to lookups, and what it costs: building it, its memory, and dropping it with every update.
 #include <array>
-#include <cstring>
 
 #include "bench_clock.h"
 #include "library_use.h"
-
-// To gather an answer as the library does.
-#include "tcamv6_lookup.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "tcamv6_lookup.h"
+#include "tcamv6_read_index.h"
 
 namespace v6bench {
 namespace {
 
 constexpr size_t n_queries = 8192;
+constexpr uint64_t tries_only = ~uint64_t{0};  // as after memory for the index was refused
 
 using key_bytes = std::array<uint8_t, 16>;
 
-class read_index {
- public:
-  read_index() : root_(size_t{1} << 16) {}
-
-  // Shorter prefixes first. The value is not 0 and has 31 bits.
-  void insert(const uint8_t *key, unsigned length, uint32_t value) {
-    const unsigned start = unsigned{key[0]} << 8 | key[1];
-    if (length <= 16) {
-      fill(root_.data(), start, 16 - length, value);
-      return;
-    }
-    uint32_t node = child_of(root_[start]);
-    unsigned depth = 16;
-    for (; length > depth + 8; depth += 8) {
-      const uint32_t next = child_of(nodes_[node][key[depth / 8]]);
-      node = next;
-    }
-    fill(nodes_[node].data(), key[depth / 8], depth + 8 - length, value);
-  }
-
-  uint32_t find(const uint8_t *key) const {
-    uint32_t entry = root_[unsigned{key[0]} << 8 | key[1]];
-    for (const uint8_t *byte = key + 2; (entry & is_node) != 0; ++byte) {
-      entry = nodes_[entry & ~is_node][*byte];
-    }
-    return entry;
-  }
-
-  size_t bytes() const { return root_.size() * sizeof(root_[0]) + nodes_.size() * sizeof(nodes_[0]); }
-
- private:
-  static constexpr uint32_t is_node = 0x80000000;
-
-  // Keys of trie nodes may have bits set beyond their length.
-  static void fill(uint32_t *entries, unsigned at, unsigned free_bits, uint32_t value) {
-    std::fill_n(entries + (at >> free_bits << free_bits), size_t{1} << free_bits, value);
-  }
-
-  // The node below an entry, made of what the entry says when there is none. Entries may move.
-  uint32_t child_of(uint32_t &entry) {
-    if ((entry & is_node) != 0) {
-      return entry & ~is_node;
-    }
-    const auto made = static_cast<uint32_t>(nodes_.size());
-    const uint32_t inherited = entry;
-    entry = made | is_node;
-    nodes_.emplace_back().fill(inherited);
-    return made;
-  }
-
-  std::vector<uint32_t> root_;
-  std::vector<std::array<uint32_t, 256>> nodes_;
-};
-
-struct full_answer {
-  tcamv6_prefix match;
-  tcamv6_cmpr_pref code;
-  tcamv6_cmpr_addr address;
-};
-
-// As the library's lookups, from the trie node on.
-bool gather(const tm_util_trie_node *node, full_answer *answer) {
-  tcamv6_anc_data *data = nullptr;
-  if (tcamv6_anc_data_of_prefix(node, "read_index", &data) != TM_OK) {
-    return false;
-  }
-  tcamv6_gen_trie_pref(node, &answer->match);
-  translate(data, "read_index", &answer->code, &answer->address);
-  return true;
-}
-
-struct indexed_table {
-  read_index index;
-  std::vector<const tm_util_trie_node *> nodes = {nullptr};
-  std::vector<full_answer> answers = {full_answer{}};
-};
-
-// All tagged nodes of the trie of the uncompressed prefixes, which are what an address lookup can find.
-void collect(const tm_util_trie_node *node, std::vector<const tm_util_trie_node *> &found) {
-  if (node == nullptr) {
-    return;
-  }
-  if (node->tag != 0) {
-    found.push_back(node);
-  }
-  collect(tm_trie_child(node, 0), found);
-  collect(tm_trie_child(node, 1), found);
-}
-
-void build(indexed_table &table, bool with_answers) {
-  collect(tm_trie_node(instance()->orig_root), table.nodes);
-  std::stable_sort(table.nodes.begin() + 1, table.nodes.end(),
-                   [](const auto *a, const auto *b) { return a->len < b->len; });
-  for (uint32_t i = 1; i < table.nodes.size(); ++i) {
-    const tm_util_trie_node *node = table.nodes[i];
-    table.index.insert(node->key, node->len, i);
-    if (with_answers && !gather(node, &table.answers.emplace_back())) {
-      give_up("gather", i);
-    }
-  }
-}
-
-std::vector<key_bytes> queries_of(const prefix_list &table) {
+struct query_set {
+  prefix_list table;
+  std::vector<tcamv6_prefix> prefixes;
   std::vector<key_bytes> addresses;
-  for (const v6tool::ip_key &key : covered_addresses(table, n_queries)) {
-    v6tool::key_to_bytes(key, addresses.emplace_back().data());
-  }
-  return addresses;
-}
 
-bool ask_library(const key_bytes &address, full_answer *answer) {
-  return tcamv6_lookup_address(instance(), address.data(), &answer->match, &answer->code, &answer->address) == 0;
-}
-
-// Every answer must be the library's, byte for byte.
-template <class Ask>
-void ask_all(benchmark::State &state, const prefix_list &prefixes, Ask ask) {
-  const std::vector<key_bytes> addresses = queries_of(prefixes);
-  for (const key_bytes &address : addresses) {
-    full_answer wanted = {};
-    full_answer given = {};
-    if (!ask_library(address, &wanted) || !ask(address, &given) || std::memcmp(&wanted, &given, sizeof(given)) != 0) {
-      give_up("the index and the library disagree", 0);
+  explicit query_set(const benchmark::State &state) : table(real_table(static_cast<size_t>(state.range(0)))) {
+    random_source random(5);
+    for (size_t i = 0; i < n_queries; ++i) {
+      prefixes.push_back(record_of(table[random() % table.size()]));
     }
+    for (const v6tool::ip_key &key : covered_addresses(table, n_queries)) {
+      v6tool::key_to_bytes(key, addresses.emplace_back().data());
+    }
+    load(request(table));
   }
-  full_answer answer = {};
+
+  bool ask_address(size_t i) const {
+    tcamv6_prefix match;
+    tcamv6_cmpr_pref code;
+    tcamv6_cmpr_addr address;
+    const int32_t result = tcamv6_lookup_address(instance(), addresses[i].data(), &match, &code, &address);
+    benchmark::DoNotOptimize(match);
+    return result == 0;
+  }
+  bool ask_prefix(size_t i) const {
+    tcamv6_cmpr_pref code;
+    tcamv6_cmpr_addr address;
+    const int32_t result = tcamv6_lookup_prefix(instance(), &prefixes[i], &code, &address);
+    benchmark::DoNotOptimize(code);
+    return result == 0;
+  }
+};
+
+tcamv6_read_index *index() { return tcamv6_read_index_at(instance()->read_index); }
+
+// Build the instance's index now, whether it is due or not.
+void build_index() {
+  tcamv6_read_index *built = index();
+  if (built == nullptr) {
+    built = static_cast<tcamv6_read_index *>(zel_calloc_named(TM_MEM_TAG_LIST, 1, sizeof *built));
+    instance()->read_index = reinterpret_cast<uintptr_t>(built);
+  }
+  if (!tcamv6_build_read_index(built, tm_trie_node(instance()->orig_root), instance()->n_prefs)) {
+    give_up("tcamv6_build_read_index", 0);
+  }
+  built->is_live = 1;
+}
+
+// `prepare` is not on the clock.
+template <class Prepare, class Ask>
+void ask_all(benchmark::State &state, Prepare prepare, Ask ask) {
   for (auto _ : state) {
+    prepare();
+    uint64_t failed = 0;
     timed(state, [&] {
-      for (const key_bytes &address : addresses) {
-        benchmark::DoNotOptimize(ask(address, &answer));
-        benchmark::DoNotOptimize(&answer);
-        benchmark::ClobberMemory();
+      for (size_t i = 0; i < n_queries; ++i) {
+        failed += ask(i) ? 0 : 1;
       }
     });
+    if (failed != 0) {
+      give_up("lookup", static_cast<uint32_t>(failed));
+    }
   }
-  count_items(state, addresses.size());
+  count_items(state, n_queries);
 }
 
-prefix_list load_table(const benchmark::State &state) {
-  const prefix_list prefixes = real_table(static_cast<size_t>(state.range(0)));
-  load(request(prefixes));
-  return prefixes;
+void tries_address(benchmark::State &state) {
+  const query_set queries(state);
+  instance()->read_index = tries_only;
+  ask_all(
+      state, [] {}, [&](size_t i) { return queries.ask_address(i); });
 }
 
-void index_today(benchmark::State &state) {
-  const prefix_list prefixes = load_table(state);
-  ask_all(state, prefixes, ask_library);
+void tries_prefix(benchmark::State &state) {
+  const query_set queries(state);
+  instance()->read_index = tries_only;
+  ask_all(
+      state, [] {}, [&](size_t i) { return queries.ask_prefix(i); });
 }
 
-void index_chained(benchmark::State &state) {
-  const prefix_list prefixes = load_table(state);
-  indexed_table table;
-  build(table, false);
-  ask_all(state, prefixes, [&](const key_bytes &address, full_answer *answer) {
-    return gather(table.nodes[table.index.find(address.data())], answer);
-  });
+// The first lookup of each prefix gathers its answer.
+void index_address_first(benchmark::State &state) {
+  const query_set queries(state);
+  ask_all(state, build_index, [&](size_t i) { return queries.ask_address(i); });
 }
 
-void index_copied(benchmark::State &state) {
-  const prefix_list prefixes = load_table(state);
-  indexed_table table;
-  build(table, true);
-  ask_all(state, prefixes, [&](const key_bytes &address, full_answer *answer) {
-    *answer = table.answers[table.index.find(address.data())];
-    return true;
-  });
+void index_address(benchmark::State &state) {
+  const query_set queries(state);
+  build_index();
+  for (size_t i = 0; i < n_queries; ++i) {
+    queries.ask_address(i);
+  }
+  ask_all(
+      state, [] {}, [&](size_t i) { return queries.ask_address(i); });
 }
 
-void index_build(benchmark::State &state, bool with_answers) {
-  const prefix_list prefixes = load_table(state);
-  size_t bytes = 0;
+void index_prefix(benchmark::State &state) {
+  const query_set queries(state);
+  build_index();
+  for (size_t i = 0; i < n_queries; ++i) {
+    queries.ask_prefix(i);
+  }
+  ask_all(
+      state, [] {}, [&](size_t i) { return queries.ask_prefix(i); });
+}
+
+void count_memory(benchmark::State &state, size_t n_prefixes) {
+  const tcamv6_read_index *built = index();
+  const size_t items = built->item_room * (sizeof(tcamv6_read_item) + sizeof(tcamv6_read_answer));
+  const size_t nodes = size_t{built->node_room} * TCAMV6_READ_NODE_WORDS * sizeof(uint32_t);
+  state.counters["bytes_per_prefix"] = static_cast<double>(items + nodes) / static_cast<double>(n_prefixes);
+  state.counters["nodes"] = static_cast<double>(built->n_nodes);
+}
+
+// In memory that the system must still back with pages, or in that of the index before.
+void index_build(benchmark::State &state, bool in_kept_memory) {
+  const query_set queries(state);
   for (auto _ : state) {
-    indexed_table table;
-    timed(state, [&] { build(table, with_answers); });
-    bytes = table.index.bytes() + table.nodes.size() * sizeof(table.nodes[0]) +
-            table.answers.size() * sizeof(table.answers[0]);
+    if (!in_kept_memory) {
+      tcamv6_release_read_index(instance());
+    }
+    timed(state, build_index);
   }
-  count_items(state, prefixes.size());
-  state.counters["bytes_per_prefix"] = static_cast<double>(bytes) / static_cast<double>(prefixes.size());
+  count_items(state, queries.table.size());
+  count_memory(state, queries.table.size());
+}
+
+// A prefix of the table is added once more, and taken back: the shortest update there is. Every change finds a live
+// index that it drops, or none.
+void update(benchmark::State &state, bool with_index) {
+  const query_set queries(state);
+  const request add(&queries.table[queries.table.size() / 2], 1, change::add);
+  const request remove(&queries.table[queries.table.size() / 2], 1, change::remove);
+  instance()->read_index = 0;
+  if (with_index) {
+    build_index();
+  }
+  constexpr size_t n_pairs = 64;
+  for (auto _ : state) {
+    uint32_t status = 0;
+    timed(state, [&] {
+      for (size_t i = 0; i < n_pairs; ++i) {
+        for (const request *one : {&add, &remove}) {
+          if (with_index) {
+            index()->is_live = 1;  // as if it had been built again
+          }
+          status |= one->run();
+        }
+      }
+    });
+    if (status != 0) {
+      give_up("update", status);
+    }
+  }
+  count_items(state, 2 * n_pairs);
 }
 
 void each_size(benchmark::internal::Benchmark *b) {
   b->Arg(1000)->Arg(10000)->Arg(60000)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
-BENCHMARK(index_today)->Apply(each_size);
-BENCHMARK(index_chained)->Apply(each_size);
-BENCHMARK(index_copied)->Apply(each_size);
-BENCHMARK_CAPTURE(index_build, chained, false)->Apply(each_size);
-BENCHMARK_CAPTURE(index_build, copied, true)->Apply(each_size);
+BENCHMARK(tries_address)->Apply(each_size);
+BENCHMARK(tries_prefix)->Apply(each_size);
+BENCHMARK(index_address_first)->Apply(each_size);
+BENCHMARK(index_address)->Apply(each_size);
+BENCHMARK(index_prefix)->Apply(each_size);
+BENCHMARK_CAPTURE(index_build, fresh, false)->Apply(each_size);
+BENCHMARK_CAPTURE(index_build, kept, true)->Apply(each_size);
+BENCHMARK_CAPTURE(update, plain, false)->Apply(each_size);
+BENCHMARK_CAPTURE(update, drops_index, true)->Apply(each_size);
 
 }  // namespace
 }  // namespace v6bench
