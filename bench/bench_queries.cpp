@@ -29,8 +29,8 @@ struct query_set {
   }
 };
 
-// Each batch of queries is one timed section; a query that is not answered ends the program. What the first queries after
-// a change of the table cost more, bench_read_index measures: here they are not on the clock.
+// Each batch of queries is one timed section; a query that is not answered ends the program. What the first queries
+// after a change of the table cost more, bench_read_index measures: here they are not on the clock.
 template <class Query>
 void ask_all(benchmark::State &state, Query query) {
   for (size_t i = 0; i < 3 * n_queries; ++i) {
