@@ -15,7 +15,7 @@
 #include "tm_trie.h"
 
 struct tcamv6_anc_data {
-  uint32_t tag_word;  // bits 12-31: the tag of the prefix; bits 0-11 are kept
+  uint32_t tag_word;       // bits 12-31: the tag of the prefix; bits 0-11 are kept
   uint32_t before_low;     // the sibling before it, see tcamv6_siblings.h
   tm_chunk_idx dummy;      // the dummy child's node, none when there is none
   uint64_t aux;            // low 32 bits: the host's handle of the prefix; high 32: its place among its siblings.
