@@ -17,7 +17,7 @@ namespace {
 
 // What one record is allotted; a new level's relinking comes on top (tm_journal_reserve_edits). A deletion can release
 // more than its own path, when earlier ones had to leave theirs in place: the log of releases grows then.
-constexpr size_t edits_per_record = 64;      // a record edits at most 30 words
+constexpr size_t edits_per_record = 64;      // a record edits some 40 words; more let the log grow
 constexpr size_t elements_per_record = 400;  // 128 nodes of the trie, two compressed paths of 64, some records
 
 struct saved_word {
