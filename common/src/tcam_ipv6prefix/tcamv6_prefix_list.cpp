@@ -87,7 +87,7 @@ struct sort_scratch {
 };
 
 bool allocate_scratch(sort_scratch *scratch, uint32_t count) {
-  const size_t entries_bytes = count * 2 * sizeof(tm_keyed_entry);
+  const size_t entries_bytes = size_t{count} * 2 * sizeof(tm_keyed_entry);
   auto *memory =
       static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, entries_bytes + count * sizeof(tcamv6_prefix)));
   if (memory == nullptr) {

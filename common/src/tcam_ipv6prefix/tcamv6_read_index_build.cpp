@@ -15,8 +15,8 @@ constexpr size_t line_bytes = 64;
 
 // A subtree of the trie that the walk comes back to.
 struct pending_subtree {
-  const tm_util_trie_node *node;
   tm_key_number path;
+  const tm_util_trie_node *node;
   uint32_t depth;
 };
 
@@ -43,7 +43,7 @@ void put_item(tcamv6_read_index *index, uint32_t number, const pending_subtree *
 bool list_prefixes(tcamv6_read_index *index, const tm_util_trie_node *root) {
   pending_subtree pending[TM_KEY_BITS + 1];
   uint32_t n_pending = 0;
-  pending_subtree at = {root, 0, 0};
+  pending_subtree at = {0, root, 0};
   index->n_items = 0;
   while (at.node != nullptr) {
     if (at.node->tag != 0) {
@@ -62,7 +62,7 @@ bool list_prefixes(tcamv6_read_index *index, const tm_util_trie_node *root) {
         return false;
       }
     } else if (right != nullptr) {
-      const pending_subtree below = {right, at.path | tm_key_number_bit(static_cast<int32_t>(at.depth)), at.depth + 1};
+      const pending_subtree below = {at.path | tm_key_number_bit(static_cast<int32_t>(at.depth)), right, at.depth + 1};
       if (left == nullptr) {
         at = below;
         continue;

@@ -45,7 +45,8 @@ void number_from(tm_n_ary_node *first, int32_t order) {
 }  // namespace
 
 void tcamv6_set_sibling_order(tcamv6_anc_data *data, int32_t order) {
-  tm_edit(&data->aux, static_cast<uint64_t>(static_cast<uint32_t>(order)) << 32 | (data->aux & low_word));
+  const uint64_t place = static_cast<uint32_t>(order);
+  tm_edit(&data->aux, place * (low_word + 1) | (data->aux & low_word));
 }
 
 void tcamv6_push_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
