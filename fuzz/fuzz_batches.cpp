@@ -1,7 +1,7 @@
 // A table and operations on it from bytes: batches as written and safe, refused memory, resets, queries, dumps. The
-// first byte says whether memory may be refused; if not, everything is done twice, on other instances, and must give
-// the same bytes and leave the same contents. Every step of the first time is checked; the second has only to be the
-// same.
+// first byte says whether memory may be refused, and whether a lookup may be one of many. Unless memory is refused,
+// everything is done twice, on other instances, and must give the same bytes and leave the same contents. Every step of
+// the first time is checked; the second has only to be the same.
 #include "checked_library.h"
 #include "fuzz_target.h"
 #include "instance_image.h"
@@ -18,6 +18,7 @@ struct session {
   bool refuses_memory;
   std::vector<place> places;
   std::vector<answer> answers;
+  unsigned rounds_of_lookups = 0;  // still allowed
   unsigned idle_resets = 0;
 
   void step(byte_source &bytes, change_reader &reader) {
@@ -39,6 +40,10 @@ struct session {
         expect_none(library.query(at, reader.next_prefix(false)));
         break;
       case 4:
+        if (rounds_of_lookups != 0 && library.compressed(at)) {
+          --rounds_of_lookups;
+          expect_none(library.many_lookups(at));
+        }
         expect_none(library.lookup(at, reader.next_prefix(false)));
         break;
       case 5:
@@ -88,7 +93,7 @@ course run(checked_library &library, const uint8_t *data, size_t size, const std
   library.set_safe((mode & 2) != 0);
   library.expect_refusals(false);
   tags_so_far = 0;
-  session s = {library, (mode & 1) != 0, places, {}, 0};
+  session s = {library, (mode & 1) != 0, places, {}, (mode & 4) != 0 ? 2u : 0u};
   s.answers.emplace_back();
   expect_none(library.request(s.places[0], reader.next_changes(bytes.below(40)), &s.answers.back()));
   while (!bytes.empty()) {

@@ -28,6 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       expect_none(library.lookup(here, c.prefix));
       expect_none(library.lookup_address(there, c.prefix.key));
     }
+    if (size % 4 == 0) {
+      expect_none(library.many_lookups(there));
+    }
   }
   expect_none(library.reset(here));
   expect_none(library.reset(there));

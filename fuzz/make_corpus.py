@@ -67,6 +67,10 @@ put("full_table", "weights", b"".join(record(n, weight=i % 16) for i, n in enume
 for mode in range(4):
     put("batches", f"nested_mode_{mode}", bytes([mode, 5]) + b"".join(record(n) for n in nested[:5])
         + b"".join(bytes([i % 2, 8 + i % 4, 0]) + record(n, add=i % 3 != 0) for i, n in enumerate(nested)))
+for mode in (4, 6):  # between the changes lookups, so many that they get an index
+    put("batches", f"nested_mode_{mode}", bytes([mode, 5]) + b"".join(record(n) for n in nested[:5])
+        + b"".join(bytes([0, 8, 0]) + record(n) + bytes([0, 4, n.prefixlen, i, i, 0, 0, 0])
+                   for i, n in enumerate(nested[5:9])))
 for name, text in {
     "crlf": b"2001:db8::/32\r\n::/0 7\r\n",
     "comments": b"# a table\n\n 2001:db8::/32 5 # here\n\t::/1\n",

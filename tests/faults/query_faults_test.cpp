@@ -1,23 +1,36 @@
-// A dump and a plan, each of their allocations refused once. Lookups and handles take no memory.
+// A dump, a plan and many lookups, each of their allocations refused once. Handles and a few lookups take no memory.
 #include <cstring>
 #include <memory>
 
 #include "fault_sweep.h"
 #include "slow_plan.h"
+#include "tcamv6_read_index.h"
 
 namespace {
 
 using namespace instance_model;
 using fault_sweep::fault_kind;
 
+tcamv6_prefix read_record(const std::string &text) {
+  const change c = read_change('+' + text);
+  tcamv6_prefix record = {};
+  record.length = c.prefix.length;
+  v6tool::key_to_bytes(c.prefix.key, record.address);
+  return record;
+}
+
 class QueryFaults : public testing::TestWithParam<fault_kind> {
  protected:
   void SetUp() override {
     ASSERT_EQ(start(), 0u);
     tcamv6_debug_flags = {};
-    ASSERT_EQ(request(read_changes({"+2001::/16", "+2001:db8::/32", "+2001:db8:1::/48", "+2400::/12"})).status, 0u);
+    compress();
   }
   void TearDown() override { fault_sweep::expect_nothing_lost_after_reset(); }
+
+  static void compress() {
+    ASSERT_EQ(request(read_changes({"+2001::/16", "+2001:db8::/32", "+2001:db8:1::/48", "+2400::/12"})).status, 0u);
+  }
 };
 
 TEST_P(QueryFaults, ARefusedDumpAnswers12OrTheWholeTable) {
@@ -71,13 +84,38 @@ TEST_P(QueryFaults, APlanIsTheSameWithoutMemory) {
                                       }});
 }
 
-TEST_P(QueryFaults, LookupsAndHandlesAskForNoMemory) {
+TEST_P(QueryFaults, ManyLookupsFindTheSameWithoutMemoryForAnIndex) {
+  const tcamv6_prefix stored = read_record("2001:db8:1::/48");
+  const tcamv6_prefix not_stored = read_record("2001:db8:2::/48");
+  tcamv6_cmpr_pref right_pref = {};
+  tcamv6_cmpr_addr right_addr = {};
+  ASSERT_EQ(tcamv6_lookup_prefix(state_of(), &stored, &right_pref, &right_addr), 0);
+  uint32_t wrong = 0;
+  const uint64_t refused = fault_sweep::sweep_all(
+      GetParam(), {[] {
+                     ASSERT_EQ(zel_v6comp_reset_instance(0, 0), 0u);
+                     compress();
+                   },
+                   [&] {
+                     for (uint32_t left = tcamv6_read_index_threshold(5) + 2; left != 0; --left) {
+                       tcamv6_cmpr_pref pref = {};
+                       tcamv6_cmpr_addr addr = {};
+                       wrong += tcamv6_lookup_prefix(state_of(), &not_stored, &pref, &addr) != -22;
+                       wrong += tcamv6_lookup_prefix(state_of(), &stored, &pref, &addr) != 0;
+                       wrong += std::memcmp(&addr, &right_addr, sizeof addr) != 0 || pref.length != right_pref.length;
+                     }
+                   },
+                   [&](bool) {
+                     ASSERT_EQ(wrong, 0u);
+                     ASSERT_EQ(lost_memory(), "");
+                   }});
+  EXPECT_EQ(refused != 0, GetParam().name == "heap");
+}
+
+TEST_P(QueryFaults, HandlesAndAFewLookupsAskForNoMemory) {
   const uint64_t heap = test_host::heap().allocations;
   const uint64_t elements = test_host::pool_elements_granted();
-  tcamv6_prefix record = {};
-  record.length = 16;
-  record.address[0] = 0x20;
-  record.address[1] = 0x01;
+  const tcamv6_prefix record = read_record("2001::/16");
   tcamv6_cmpr_pref pref;
   tcamv6_cmpr_addr addr;
   tcamv6_prefix match = {};

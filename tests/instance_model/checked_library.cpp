@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "prefix_text.h"
+#include "tcamv6_read_index.h"
 #include "test_host.h"
 
 namespace instance_model {
@@ -183,42 +184,104 @@ std::string checked_library::reset(place at) {
   return check(at);
 }
 
-std::string checked_library::lookup(place at, const ip_prefix &prefix) {
-  const tcamv6_prefix record = record_of(prefix);
+namespace {
+
+// All that a lookup writes; what it leaves alone must be the same too.
+struct lookup_answer {
+  int32_t result;
+  tcamv6_prefix match;
   tcamv6_cmpr_pref pref;
   tcamv6_cmpr_addr addr;
-  const int32_t result = tcamv6_lookup_prefix(state_of(at), &record, &pref, &addr);
+
+  lookup_answer() { std::memset(static_cast<void *>(this), 0x5A, sizeof *this); }
+};
+
+// The answer, and whether the tries alone give the same.
+template <class Ask>
+lookup_answer answer_of(tcamv6_state *state, Ask ask, bool &same) {
+  lookup_answer answer;
+  ask(answer);
+  const uint64_t index = state->read_index;
+  state->read_index = 0;
+  lookup_answer plain;
+  ask(plain);
+  state->read_index = index;
+  same = std::memcmp(&answer, &plain, sizeof answer) == 0;
+  return answer;
+}
+
+}  // namespace
+
+std::string checked_library::lookup(place at, const ip_prefix &prefix) {
+  const tcamv6_prefix record = record_of(prefix);
+  tcamv6_state *state = state_of(at);
+  bool same = false;
+  const lookup_answer a = answer_of(
+      state, [&](lookup_answer &to) { to.result = tcamv6_lookup_prefix(state, &record, &to.pref, &to.addr); }, same);
   const bool is_stored = tables_[at].set.count(stored_form(prefix)) != 0;
-  if (result != (is_stored ? 0 : -22)) {
-    return "lookup of " + v6tool::format_prefix(prefix) + " gave " + std::to_string(result);
+  if (a.result != (is_stored ? 0 : -22)) {
+    return "lookup of " + v6tool::format_prefix(prefix) + " gave " + std::to_string(a.result);
   }
-  return result == 0 && pref.length > 64 ? "a code of more than 64 bits" : "";
+  if (!same) {
+    return "lookup of " + v6tool::format_prefix(prefix) + " gave what the tries do not";
+  }
+  return a.result == 0 && a.pref.length > 64 ? "a code of more than 64 bits" : "";
 }
 
 std::string checked_library::lookup_address(place at, v6tool::ip_key address) {
   uint8_t bytes[16];
   v6tool::key_to_bytes(address, bytes);
-  tcamv6_prefix match = {};
-  tcamv6_cmpr_pref pref;
-  tcamv6_cmpr_addr addr;
-  const int32_t result = tcamv6_lookup_address(state_of(at), bytes, &match, &pref, &addr);
+  tcamv6_state *state = state_of(at);
+  bool same = false;
+  const lookup_answer a = answer_of(
+      state, [&](lookup_answer &to) { to.result = tcamv6_lookup_address(state, bytes, &to.match, &to.pref, &to.addr); },
+      same);
   const ip_prefix *longest = nullptr;
   for (const auto &[prefix, count] : tables_[at].set) {
     if (v6tool::covers(prefix, address) && (longest == nullptr || prefix.length > longest->length)) {
       longest = &prefix;
     }
   }
-  if (result != (longest != nullptr ? 0 : -22)) {
-    return "lookup of " + v6tool::format_address(address) + " gave " + std::to_string(result);
+  if (a.result != (longest != nullptr ? 0 : -22)) {
+    return "lookup of " + v6tool::format_address(address) + " gave " + std::to_string(a.result);
+  }
+  if (!same) {
+    return "lookup of " + v6tool::format_address(address) + " gave what the tries do not";
   }
   if (longest == nullptr) {
     return "";
   }
   const counters &count = tables_[at].set[*longest];
-  const bool right = match.length == longest->length &&
-                     v6tool::covers(*longest, v6tool::key_from_bytes(match.address)) && match.weight == count.weight &&
-                     match.anchor_ref == count.anchors;
+  const bool right = a.match.length == longest->length &&
+                     v6tool::covers(*longest, v6tool::key_from_bytes(a.match.address)) &&
+                     a.match.weight == count.weight && a.match.anchor_ref == count.anchors;
   return right ? "" : v6tool::format_address(address) + " does not find " + v6tool::format_prefix(*longest);
+}
+
+std::string checked_library::many_lookups(place at) {
+  tcamv6_state *state = state_of(at);
+  const stored_set &set = tables_[at].set;
+  uint32_t left = tcamv6_read_index_threshold(state->n_prefs) + 1;
+  tcamv6_cmpr_pref pref;
+  tcamv6_cmpr_addr addr;
+  while (left != 0 && !set.empty()) {
+    for (auto next = set.begin(); left != 0 && next != set.end(); ++next, --left) {
+      const tcamv6_prefix record = record_of(next->first);
+      if (tcamv6_lookup_prefix(state, &record, &pref, &addr) != 0) {
+        return v6tool::format_prefix(next->first) + " is stored but not found";
+      }
+    }
+  }
+  for (const auto &[prefix, count] : set) {
+    std::string fault = lookup(at, prefix);
+    if (fault.empty()) {
+      fault = lookup_address(at, v6tool::last_address(prefix));
+    }
+    if (!fault.empty()) {
+      return fault;
+    }
+  }
+  return "";
 }
 
 std::string checked_library::attach(place at, const ip_prefix &prefix, uint32_t handle) {

@@ -26,8 +26,11 @@ class checked_library {
 
   std::string request(place at, const std::vector<change> &changes, answer *out = nullptr);
   std::string reset(place at);
+  // Answers of the read index are compared with the tries' own.
   std::string lookup(place at, const v6tool::ip_prefix &prefix);
   std::string lookup_address(place at, v6tool::ip_key address);
+  // As many lookups of what is stored as it takes to have a read index, and once more all of it.
+  std::string many_lookups(place at);
   std::string attach(place at, const v6tool::ip_prefix &prefix, uint32_t handle);
   std::string query(place at, const v6tool::ip_prefix &prefix);
   std::string dump(place at);

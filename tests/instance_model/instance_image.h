@@ -38,7 +38,7 @@ std::string first_fault(place at = {}, bool counts = true);
 // The first pair of stored prefixes that the codes get wrong, by the queries.
 std::string containment_fault(place at = {});
 
-// Elements that are allocated but belong to no instance, and heap blocks besides the global one; "" when there are
+// Elements and heap blocks that are allocated but belong to no instance, the global block aside; "" when there are
 // none. Right after an accepted request nothing may be left over.
 std::string lost_memory();
 

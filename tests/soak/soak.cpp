@@ -51,7 +51,7 @@ class walker {
       case 3:
         return library_.attach(at, any_prefix(at), below(1000));
       case 4:
-        return library_.lookup(at, any_prefix(at));
+        return below(8) == 0 ? library_.many_lookups(at) : library_.lookup(at, any_prefix(at));
       case 5:
         return library_.lookup_address(at, {random_(), random_()});
       default:

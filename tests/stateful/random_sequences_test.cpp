@@ -98,7 +98,7 @@ std::string apply(checked_library &library, const step &s) {
     case step_kind::refuse:
       return library.refusals(s.at);
     case step_kind::lookup:
-      return library.lookup(s.at, prefix);
+      return s.handle % 16 == 0 ? library.many_lookups(s.at) : library.lookup(s.at, prefix);
     case step_kind::address:
       return library.lookup_address(s.at, prefix.key);
     case step_kind::attach:
