@@ -183,6 +183,19 @@ TEST_F(tm_trie_test, lookup_of_length_128_never_fetches_a_seventeenth_byte) {
   EXPECT_EQ(tm_util_trie_lookup(root, ones.bytes(), 128, 1), nullptr);
 }
 
+TEST_F(tm_trie_test, nothing_is_deeper_than_128_bits) {
+  const guarded_key key(key_of("2001:db8::1"));
+  tm_util_trie_node *node = tm_util_trie_insert(root, key.bytes(), 128);
+  node->tag = 7;
+  const auto before = nodes_out();
+  for (const int32_t len : {129, 255, INT32_MAX}) {
+    EXPECT_EQ(tm_util_trie_lookup(root, key.bytes(), len, 1), node) << "the deepest stored prefix";
+    EXPECT_EQ(tm_util_trie_lookup(root, key.bytes(), len, 0), nullptr);
+    EXPECT_EQ(tm_util_trie_insert(root, key.bytes(), len), nullptr);
+  }
+  EXPECT_EQ(nodes_out(), before);
+}
+
 TEST_F(tm_trie_test, lookup_of_length_zero_sees_the_root_alone) {
   insert("8000::", 1, 4);
   EXPECT_EQ(tm_util_trie_lookup(root, key_of("8000::").data(), 0, 0), root);

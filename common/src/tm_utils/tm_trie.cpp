@@ -109,23 +109,24 @@ tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *k
 
 tm_util_trie_node *tm_util_trie_insert(tm_util_trie_node *root, const uint8_t *key, int32_t len) {
   tm_trie_grown grown;
-  return root == nullptr || key == nullptr ? nullptr : tm_trie_insert_path(root, key, len, &grown);
+  return root == nullptr || key == nullptr || len > TM_KEY_BITS ? nullptr : tm_trie_insert_path(root, key, len, &grown);
 }
 
 tm_util_trie_node *tm_util_trie_lookup(tm_util_trie_node *root, const uint8_t *key, int32_t len, int32_t mode) {
   tm_util_trie_node *found = nullptr;
   tm_util_trie_node *node = root;
+  const int32_t deepest = len < TM_KEY_BITS ? len : TM_KEY_BITS;
   int32_t depth = 0;
   for (; node != nullptr; ++depth) {
     if (mode == 0 || (mode == 1 && node->tag != 0)) {
       found = node;
     }
-    if (depth >= len) {
+    if (depth >= deepest) {
       break;
     }
     node = tm_trie_child(node, tm_key_bit(key, depth));
   }
-  return mode == 1 || node != nullptr ? found : nullptr;
+  return mode == 1 || (node != nullptr && len <= TM_KEY_BITS) ? found : nullptr;
 }
 
 tm_util_trie_node *tm_util_trie_find(tm_util_trie_node *root, uint32_t tag) {

@@ -41,11 +41,12 @@ TM_API void tm_util_trie_node_initialize(tm_util_trie_node *node, const tm_util_
 
 /** Walk a key's first `len` bits, making the missing nodes. The caller sets tag and data.
  *  @param root   its len must be 0
- *  @param len    0..128; 0 gives the root itself
+ *  @param len    0..128; 0 gives the root itself; above 128: null, and nothing is made
  *  @return the node; null when one cannot be allocated: nodes made so far stay */
 TM_API tm_util_trie_node *tm_util_trie_insert(tm_util_trie_node *root, const uint8_t *key, int32_t len);
 
 /** Look a key up.
+ *  @param len    0..128; there is no node deeper than that
  *  @param mode   0 = the node at depth len, tagged or not; 1 = the deepest tagged node at depth 0..len
  *  @return null when there is none */
 TM_API tm_util_trie_node *tm_util_trie_lookup(tm_util_trie_node *root, const uint8_t *key, int32_t len, int32_t mode);
