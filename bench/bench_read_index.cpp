@@ -1,51 +1,11 @@
 // What the read index gives to lookups, and what it costs: building it, its memory, and dropping it with every update.
-#include <array>
-
-#include "bench_clock.h"
-#include "library_use.h"
-#include "tcamv6_lookup.h"
+#include "lookup_queries.h"
 #include "tcamv6_read_index.h"
 
 namespace v6bench {
 namespace {
 
-constexpr size_t n_queries = 8192;
 constexpr uint64_t tries_only = ~uint64_t{0};  // as after memory for the index was refused
-
-using key_bytes = std::array<uint8_t, 16>;
-
-struct query_set {
-  prefix_list table;
-  std::vector<tcamv6_prefix> prefixes;
-  std::vector<key_bytes> addresses;
-
-  explicit query_set(const benchmark::State &state) : table(real_table(static_cast<size_t>(state.range(0)))) {
-    random_source random(5);
-    for (size_t i = 0; i < n_queries; ++i) {
-      prefixes.push_back(record_of(table[random() % table.size()]));
-    }
-    for (const v6tool::ip_key &key : covered_addresses(table, n_queries)) {
-      v6tool::key_to_bytes(key, addresses.emplace_back().data());
-    }
-    load(request(table));
-  }
-
-  bool ask_address(size_t i) const {
-    tcamv6_prefix match;
-    tcamv6_cmpr_pref code;
-    tcamv6_cmpr_addr address;
-    const int32_t result = tcamv6_lookup_address(instance(), addresses[i].data(), &match, &code, &address);
-    benchmark::DoNotOptimize(match);
-    return result == 0;
-  }
-  bool ask_prefix(size_t i) const {
-    tcamv6_cmpr_pref code;
-    tcamv6_cmpr_addr address;
-    const int32_t result = tcamv6_lookup_prefix(instance(), &prefixes[i], &code, &address);
-    benchmark::DoNotOptimize(code);
-    return result == 0;
-  }
-};
 
 tcamv6_read_index *index() { return tcamv6_read_index_at(instance()->read_index); }
 
@@ -62,61 +22,48 @@ void build_index() {
   built->is_live = 1;
 }
 
-// `prepare` is not on the clock.
-template <class Prepare, class Ask>
-void ask_all(benchmark::State &state, Prepare prepare, Ask ask) {
-  for (auto _ : state) {
-    prepare();
-    uint64_t failed = 0;
-    timed(state, [&] {
-      for (size_t i = 0; i < n_queries; ++i) {
-        failed += ask(i) ? 0 : 1;
-      }
-    });
-    if (failed != 0) {
-      give_up("lookup", static_cast<uint32_t>(failed));
-    }
-  }
-  count_items(state, n_queries);
-}
-
 void tries_address(benchmark::State &state) {
   const query_set queries(state);
+  load(request(queries.table));
   instance()->read_index = tries_only;
-  ask_all(
+  time_queries(
       state, [] {}, [&](size_t i) { return queries.ask_address(i); });
 }
 
 void tries_prefix(benchmark::State &state) {
   const query_set queries(state);
+  load(request(queries.table));
   instance()->read_index = tries_only;
-  ask_all(
+  time_queries(
       state, [] {}, [&](size_t i) { return queries.ask_prefix(i); });
 }
 
 // The first lookup of each prefix gathers its answer.
 void index_address_first(benchmark::State &state) {
   const query_set queries(state);
-  ask_all(state, build_index, [&](size_t i) { return queries.ask_address(i); });
+  load(request(queries.table));
+  time_queries(state, build_index, [&](size_t i) { return queries.ask_address(i); });
 }
 
 void index_address(benchmark::State &state) {
   const query_set queries(state);
+  load(request(queries.table));
   build_index();
   for (size_t i = 0; i < n_queries; ++i) {
     queries.ask_address(i);
   }
-  ask_all(
+  time_queries(
       state, [] {}, [&](size_t i) { return queries.ask_address(i); });
 }
 
 void index_prefix(benchmark::State &state) {
   const query_set queries(state);
+  load(request(queries.table));
   build_index();
   for (size_t i = 0; i < n_queries; ++i) {
     queries.ask_prefix(i);
   }
-  ask_all(
+  time_queries(
       state, [] {}, [&](size_t i) { return queries.ask_prefix(i); });
 }
 
@@ -131,6 +78,7 @@ void count_memory(benchmark::State &state, size_t n_prefixes) {
 // In memory that the system must still back with pages, or in that of the index before.
 void index_build(benchmark::State &state, bool in_kept_memory) {
   const query_set queries(state);
+  load(request(queries.table));
   for (auto _ : state) {
     if (!in_kept_memory) {
       tcamv6_release_read_index(instance());
@@ -145,6 +93,7 @@ void index_build(benchmark::State &state, bool in_kept_memory) {
 // index that it drops, or none.
 void update(benchmark::State &state, bool with_index) {
   const query_set queries(state);
+  load(request(queries.table));
   const request add(&queries.table[queries.table.size() / 2], 1, change::add);
   const request remove(&queries.table[queries.table.size() / 2], 1, change::remove);
   instance()->read_index = 0;
