@@ -1,4 +1,6 @@
 // The working list of a request: anchors, the default prefix, tags, order.
+#include <random>
+
 #include "tcamv6_fixture.h"
 
 namespace {
@@ -174,6 +176,39 @@ TEST_F(tcamv6_prefix_list_test, refused_list_is_null_minus_12_and_reported_with_
   EXPECT_EQ(list, nullptr);
   EXPECT_EQ(test_host::last_heap_tag(), 0x17002Bu);
   EXPECT_EQ(plain_log_lines(), std::vector<std::string>{"tcamv6_build_prefix_list: malloc(240 bytes) failed"});
+}
+
+// A long list is sorted by keys, or by comparing when there is no memory for these.
+TEST_F(tcamv6_prefix_list_test, long_lists_come_out_the_same_by_keys_and_by_comparing) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 40; ++round) {
+    std::vector<tcamv6_prefix> records(200 + random() % 200);
+    for (tcamv6_prefix &record : records) {
+      record = record_of("2001:db8::/32", static_cast<uint32_t>(random() % 4));  // weight 0 counts as an anchor
+      record.length = static_cast<uint8_t>(random() % (round % 2 == 0 ? 129 : 256));
+      for (uint8_t &byte : record.address) {
+        byte = static_cast<uint8_t>(random() % 3 == 0 ? random() : byte);
+      }
+    }
+    if (round % 4 < 2) {
+      std::stable_sort(records.begin(), records.end(), [](const tcamv6_prefix &a, const tcamv6_prefix &b) {
+        return std::memcmp(a.address, b.address, sizeof a.address) < 0;
+      });
+    }
+    const auto n = static_cast<uint32_t>(records.size());
+    tcamv6_prefix *lists[2] = {};
+    uint32_t counts[2] = {};
+    ASSERT_EQ(tcamv6_build_prefix_list(records.data(), &lists[0], n, &counts[0], round % 3 == 0), TM_OK);
+    test_host::fail_heap_allocation(2);
+    ASSERT_EQ(tcamv6_build_prefix_list(records.data(), &lists[1], n, &counts[1], round % 3 == 0), TM_OK);
+    ASSERT_EQ(counts[0], counts[1]);
+    EXPECT_EQ(std::memcmp(lists[0], lists[1], counts[0] * sizeof(tcamv6_prefix)), 0);
+    EXPECT_TRUE(std::is_sorted(lists[0], lists[0] + counts[0], [](const tcamv6_prefix &a, const tcamv6_prefix &b) {
+      return tcamv6_cmp_prefix_list(&a, &b) < 0;
+    }));
+    zel_free_named(lists[0]);
+    zel_free_named(lists[1]);
+  }
 }
 
 TEST_F(tcamv6_prefix_list_test, sorting_needs_no_memory) {

@@ -13,103 +13,188 @@ constexpr const char *builder = "tcamv6_build_prefix_list";
 constexpr uint8_t anchor_lengths[] = {32, 48, 64, 96};
 constexpr uint32_t keyed_from = 256;  // shorter lists are sorted by comparing
 
-bool has_anchors(const uint8_t *without_anchors, uint32_t i) {
-  return without_anchors == nullptr || without_anchors[i] == 0;
+// The caller's records, and what becomes of them.
+struct record_source {
+  const uint8_t *records;  // 40 bytes each, may be unaligned
+  uint32_t n;
+  bool full;                       // the list ends with the default prefix
+  const uint8_t *without_anchors;  // a byte per record that is not 0 when it gets none; null = all do
+};
+
+uint8_t length_of(const record_source *source, uint32_t i) {
+  return source->records[i * sizeof(tcamv6_prefix) + offsetof(tcamv6_prefix, length)];
 }
 
-uint32_t count_anchors(const uint8_t *records, uint32_t n, const uint8_t *without_anchors) {
-  uint32_t count = 0;
-  for (uint32_t i = 0; i < n; ++i) {
-    const uint8_t length = records[i * sizeof(tcamv6_prefix) + offsetof(tcamv6_prefix, length)];
+bool has_anchor(const record_source *source, uint32_t i, uint8_t length, uint8_t anchor_length) {
+  return length > anchor_length && (source->without_anchors == nullptr || source->without_anchors[i] == 0);
+}
+
+uint32_t count_records(const record_source *source) {
+  uint32_t count = source->n + source->full;
+  for (uint32_t i = 0; i < source->n; ++i) {
+    const uint8_t length = length_of(source, i);
     for (const uint8_t anchor_length : anchor_lengths) {
-      count += length > anchor_length && has_anchors(without_anchors, i);
+      count += has_anchor(source, i, length, anchor_length);
     }
   }
   return count;
 }
 
+void load_record(const record_source *source, uint32_t i, tcamv6_prefix *record) {
+  memcpy(record, source->records + i * sizeof *record, sizeof *record);
+  record->anchor_ref = 0;
+}
+
+// Address bits beyond the anchor's length stay.
+void make_anchor(tcamv6_prefix *record, uint32_t length) {
+  record->length = static_cast<uint8_t>(length);
+  record->anchor_ref = record->weight;
+}
+
+void make_default_prefix(tcamv6_prefix *record) {
+  *record = {};
+  record->flags_tag = TM_PREFIX_FLAG_ADD;
+  record->weight = 1;
+}
+
 void set_tag(tcamv6_prefix *record, uint32_t tag) { record->flags_tag = tm_prefix_with_tag(record->flags_tag, tag); }
 
-void fill_list(tcamv6_prefix *list, const uint8_t *records, uint32_t n, uint32_t count, bool full,
-               const uint8_t *without_anchors) {
-  if (n != 0) {
-    memcpy(list, records, n * sizeof *list);
-  }
-  uint32_t tag = n;
-  for (uint32_t i = 0; i < n; ++i) {
-    list[i].anchor_ref = 0;
+void fill_list(tcamv6_prefix *list, const record_source *source, uint32_t count) {
+  uint32_t tag = source->n;
+  for (uint32_t i = 0; i < source->n; ++i) {
+    load_record(source, i, &list[i]);
     set_tag(&list[i], i + 1);
     for (const uint8_t anchor_length : anchor_lengths) {
-      if (list[i].length > anchor_length && has_anchors(without_anchors, i)) {
+      if (has_anchor(source, i, list[i].length, anchor_length)) {
         tcamv6_prefix *anchor = &list[tag++];
         *anchor = list[i];
-        anchor->length = anchor_length;  // address bits beyond it stay
-        anchor->anchor_ref = list[i].weight;
+        make_anchor(anchor, anchor_length);
         set_tag(anchor, tag);
       }
     }
   }
-  if (full) {
-    tcamv6_prefix *default_prefix = &list[count - 1];
-    *default_prefix = {};
-    default_prefix->flags_tag = TM_PREFIX_FLAG_ADD;
-    default_prefix->weight = 1;
-    set_tag(default_prefix, count);
+  if (source->full) {
+    make_default_prefix(&list[count - 1]);
+    set_tag(&list[count - 1], count);
   }
 }
 
-// The order of tcamv6_cmp_prefix_list as a number of three words: length, longer first; whole bytes; the low bits of
-// the partial byte; anchors first.
-constexpr uint32_t sort_key_words = 3;
+// A list falls into a section for each length, longer ones first: where they begin, and where the last one ends.
+using section_starts = uint32_t[TM_KEY_BITS + 2];
 
-uint64_t sort_key_word(const tcamv6_prefix *record, uint32_t word) {
-  const int32_t length = record->length > TM_KEY_BITS ? int32_t{TM_KEY_BITS} : record->length;
-  const int32_t whole = length / 8 * 8;
-  tm_key_number compared = tm_key_number_leading(whole);
-  if (length != whole) {
-    compared |= tm_key_number{(1u << (length - whole)) - 1u} << (TM_KEY_BITS - 8 - whole);
+uint32_t section_of(uint32_t length) { return length < TM_KEY_BITS ? TM_KEY_BITS - length : 0; }
+
+void find_sections(const record_source *source, uint32_t *starts) {
+  memset(starts, 0, sizeof(section_starts));
+  uint32_t *ends = starts + 1;
+  for (uint32_t i = 0; i < source->n; ++i) {
+    const uint8_t length = length_of(source, i);
+    ++ends[section_of(length)];
+    for (const uint8_t anchor_length : anchor_lengths) {
+      ends[section_of(anchor_length)] += has_anchor(source, i, length, anchor_length);
+    }
   }
-  const tm_key_number bits = tm_key_load(record->address) & compared;
-  switch (word) {
-    case 0:
-      return static_cast<uint64_t>(TM_KEY_BITS - length) << 56 | static_cast<uint64_t>(bits >> 72);
-    case 1:
-      return static_cast<uint64_t>(bits >> 8);
-    default:
-      return static_cast<uint64_t>(bits & 0xFF) << 1 | !tm_prefix_is_anchor(record);
+  ends[section_of(0)] += source->full;
+  for (uint32_t section = 0; section <= TM_KEY_BITS; ++section) {
+    ends[section] += starts[section];
   }
 }
 
-// What sorting a long list by keys takes: the list as it was, and an entry for each record, twice.
+// What sorting a long list by keys takes.
 struct sort_scratch {
-  tcamv6_prefix *unsorted;
-  tm_keyed_entry *entries;
+  tm_keyed_entry *entries;  // one for each record of the list, and room for as many more
+  uint32_t *origins;        // the number of the caller's record that it comes from, by its tag less one
 };
 
 bool allocate_scratch(sort_scratch *scratch, uint32_t count) {
   const size_t entries_bytes = size_t{count} * 2 * sizeof(tm_keyed_entry);
-  auto *memory =
-      static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, entries_bytes + count * sizeof(tcamv6_prefix)));
+  auto *memory = static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, entries_bytes + count * sizeof(uint32_t)));
   if (memory == nullptr) {
     return false;
   }
-  *scratch = {reinterpret_cast<tcamv6_prefix *>(memory + entries_bytes), reinterpret_cast<tm_keyed_entry *>(memory)};
+  *scratch = {reinterpret_cast<tm_keyed_entry *>(memory), reinterpret_cast<uint32_t *>(memory + entries_bytes)};
   return true;
 }
 
-void sort_by_keys(tcamv6_prefix *list, const sort_scratch *scratch, uint32_t count) {
-  tm_keyed_entry *entries = scratch->entries;
-  for (uint32_t i = 0; i < count; ++i) {
-    entries[i].index = i;
+// The order of tcamv6_cmp_prefix_list within a section: whole bytes, the low bits of the partial byte, anchors first.
+tm_keyed_entry entry_of(const tcamv6_prefix *record, uint32_t length, bool is_anchor, uint32_t index) {
+  const auto whole = static_cast<int32_t>(length / 8 * 8);
+  const uint32_t partial = length % 8;
+  tm_key_number compared = tm_key_number_leading(whole);
+  if (partial != 0) {
+    compared |= tm_key_number{(1u << partial) - 1u} << (TM_KEY_BITS - 8 - whole);
   }
-  for (uint32_t word = sort_key_words; word-- > 0;) {
-    for (uint32_t i = 0; i < count; ++i) {
-      entries[i].key = sort_key_word(&scratch->unsorted[entries[i].index], word);
+  const tm_key_number bits = tm_key_load(record->address) & compared;
+  return {static_cast<uint64_t>(bits >> 64), static_cast<uint64_t>(bits), is_anchor ? 0u : 1u, index};
+}
+
+// Enter the caller's records, and then their anchors, into the sections: a section is in the order of its tags, and
+// those of a sorted table are two sorted runs at most.
+void enter_records(const record_source *source, const sort_scratch *scratch, uint32_t *next) {
+  for (uint32_t i = 0; i < source->n; ++i) {
+    tcamv6_prefix record;
+    load_record(source, i, &record);
+    const uint32_t length = record.length < TM_KEY_BITS ? record.length : uint32_t{TM_KEY_BITS};
+    scratch->origins[i] = i;
+    scratch->entries[next[section_of(length)]++] = entry_of(&record, length, tm_prefix_is_anchor(&record), i);
+  }
+}
+
+void enter_anchors(const record_source *source, const sort_scratch *scratch, uint32_t *next) {
+  uint32_t index = source->n;
+  for (uint32_t i = 0; i < source->n; ++i) {
+    tcamv6_prefix record;
+    load_record(source, i, &record);
+    for (const uint8_t anchor_length : anchor_lengths) {
+      if (has_anchor(source, i, record.length, anchor_length)) {
+        scratch->origins[index] = i;
+        scratch->entries[next[section_of(anchor_length)]++] = entry_of(&record, anchor_length, true, index);
+        ++index;
+      }
     }
-    tm_keyed_sort(entries, entries + count, count);
   }
-  for (uint32_t i = 0; i < count; ++i) {
-    list[i] = scratch->unsorted[entries[i].index];
+}
+
+void enter_list(const record_source *source, const uint32_t *starts, uint32_t count, const sort_scratch *scratch) {
+  section_starts next;
+  memcpy(next, starts, sizeof next);
+  enter_records(source, scratch, next);
+  enter_anchors(source, scratch, next);
+  if (source->full) {
+    scratch->entries[next[section_of(0)]] = {0, 0, 1, count - 1};
+  }
+}
+
+// Write the sorted records of a section.
+void write_section(const record_source *source, const sort_scratch *scratch, uint32_t begin, uint32_t end,
+                   uint32_t length, tcamv6_prefix *list, uint32_t count) {
+  for (uint32_t i = begin; i < end; ++i) {
+    const uint32_t index = scratch->entries[i].index;
+    if (source->full && index == count - 1) {
+      make_default_prefix(&list[i]);
+    } else {
+      load_record(source, scratch->origins[index], &list[i]);
+      if (index >= source->n) {
+        make_anchor(&list[i], length);
+      }
+    }
+    set_tag(&list[i], index + 1);
+  }
+}
+
+void fill_list_sorted(tcamv6_prefix *list, const record_source *source, uint32_t count, const sort_scratch *scratch) {
+  section_starts starts;
+  find_sections(source, starts);
+  enter_list(source, starts, count, scratch);
+  tm_keyed_entry *room = scratch->entries + count;
+  for (uint32_t section = 0; section <= TM_KEY_BITS; ++section) {
+    const uint32_t begin = starts[section];
+    const uint32_t end = starts[section + 1];
+    const uint32_t length = TM_KEY_BITS - section;
+    if (begin != end) {
+      tm_keyed_sort(&scratch->entries[begin], room, end - begin, (length + 7) / 8);
+      write_section(source, scratch, begin, end, length, list, count);
+    }
   }
 }
 
@@ -138,7 +223,8 @@ bool place_by_tag(tcamv6_cmpr_pref *cmpr_prefs, uint32_t count) {
 
 int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint32_t n, uint32_t *count_out, bool full,
                           const uint8_t *without_anchors) {
-  const uint32_t count = n + full + count_anchors(records, n, without_anchors);
+  const record_source source = {records, n, full, without_anchors};
+  const uint32_t count = count_records(&source);
   *count_out = count;
   *list_out = static_cast<tcamv6_prefix *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(tcamv6_prefix)));
   if (*list_out == nullptr) {
@@ -147,11 +233,10 @@ int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint
   }
   sort_scratch scratch;
   if (count >= keyed_from && allocate_scratch(&scratch, count)) {
-    fill_list(scratch.unsorted, records, n, count, full, without_anchors);
-    sort_by_keys(*list_out, &scratch, count);
+    fill_list_sorted(*list_out, &source, count, &scratch);
     zel_free_named(scratch.entries);
   } else {
-    fill_list(*list_out, records, n, count, full, without_anchors);
+    fill_list(*list_out, &source, count);
     tm_stable_sort(*list_out, count, sizeof(tcamv6_prefix), tcamv6_cmp_prefix_list);
   }
   return TM_OK;

@@ -4,16 +4,19 @@
 
 #include "tm_api.h"
 
-// What stands for one element while its array is sorted. Keys of several words are sorted word by word, the least
-// significant first.
+// What stands for one element while its array is sorted: by high, then low, then rank.
 struct tm_keyed_entry {
-  uint64_t key;    // compared as an unsigned number
-  uint64_t index;  // of the element
+  uint64_t high;
+  uint64_t low;
+  uint32_t rank;   // 0..255
+  uint32_t index;  // of the element; not compared
 };
 
-// Sort entries by key, ascending and stable.
-//   scratch   room for count entries
-// Cost: one pass over the entries, and one more for each of the keys' 8 bytes in which they differ.
-void tm_keyed_sort(tm_keyed_entry *entries, tm_keyed_entry *scratch, size_t count);
+// Sort entries, ascending and stable.
+//   scratch     room for count entries
+//   key_bytes   leading bytes of high and low (0..16) beyond which all are 0
+// Cost: a comparison per entry and merge where the entries already lie in a few sorted runs; else two passes for each
+// byte in which they differ.
+void tm_keyed_sort(tm_keyed_entry *entries, tm_keyed_entry *scratch, size_t count, uint32_t key_bytes);
 
 #endif
