@@ -283,7 +283,7 @@ TEST_F(tcamv6_optimized_test, refused_arrays_and_elements_are_reported_by_phase_
   } cases[] = {
       {2, 0, "", "malloc(16 bytes) failed"},  // the working list comes first
       {3, 0, "", "malloc(16 bytes) failed"},
-      {4, 0, "", "malloc(16 bytes) failed"},
+      {4, 0, "", "compress_prefix_tree() failed -12"},  // its list of nodes
       {0, 1, "TM_V6_TRIE_NODE", "malloc(56 bytes) failed"},
       {0, 2, "TM_V6_TRIE_NODE", "failed to insert prefix 0 in orig trie"},
       {0, 1, "TM_V6_ANC_TREE", "compress_prefix_tree() failed -12"},

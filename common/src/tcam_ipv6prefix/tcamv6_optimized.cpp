@@ -29,16 +29,17 @@ using node_array = tm_util_trie_node **;
 
 constexpr uint32_t nodes_ahead = 8;  // fetched before they are needed: records lie in another order than nodes
 
-// One run: its input, its working arrays (one pointer per record) and its results.
+// One run: its input, its working arrays (a pointer per record) and its results.
 struct full_run {
   tcamv6_state *state;
   uint32_t count;
   const tcamv6_prefix *list;
   tcamv6_cmpr_pref *cmpr_prefs;
   tcamv6_cmpr_addr *cmpr_addrs;
-  node_array orig_nodes;
   node_array cmpr_nodes;     // whose key is the record's compressed prefix
-  node_array replace_nodes;  // whose key is its compressed address
+  node_array replace_nodes;  // whose key is its compressed address; until that is known, the record's own node in the
+                             // trie of uncompressed prefixes
+  uint32_t n_rows;           // of a dump
   tm_util_trie_node *orig_root;
   tm_util_trie_node *cmpr_root;
   tm_n_ary_node *anc_root;
@@ -59,7 +60,7 @@ int32_t report_no_memory(size_t bytes) {
 
 int32_t allocate_arrays(full_run *run) {
   const size_t bytes = run->count * sizeof(tm_util_trie_node *);
-  node_array *const arrays[] = {&run->orig_nodes, &run->cmpr_nodes, &run->replace_nodes};
+  node_array *const arrays[] = {&run->cmpr_nodes, &run->replace_nodes};
   for (node_array *array : arrays) {
     *array = static_cast<node_array>(zel_malloc_named(TM_MEM_TAG_LIST, bytes));
     if (*array == nullptr) {
@@ -70,10 +71,8 @@ int32_t allocate_arrays(full_run *run) {
 }
 
 void free_arrays(full_run *run) {
-  const node_array arrays[] = {run->orig_nodes, run->cmpr_nodes, run->replace_nodes};
-  for (node_array array : arrays) {
-    tm_free(array);
-  }
+  tm_free(run->cmpr_nodes);
+  tm_free(run->replace_nodes);
 }
 
 int32_t make_root(full_run *run) {
@@ -138,7 +137,7 @@ int32_t insert_list(full_run *run) {
       TM_LOG(info, "%s: failed to insert prefix %d in orig trie", pipeline, static_cast<int>(i));
       return TM_ENOMEM;
     }
-    run->orig_nodes[i] = node;
+    run->replace_nodes[i] = node;
     count_record(run->state, node, record, i);
   }
   return TM_OK;
@@ -192,7 +191,25 @@ int32_t make_sparse(full_run *run) {
   return result;
 }
 
+// Rows of a dump: stored prefixes that are not anchors only.
+uint32_t count_rows(uint32_t count, tm_util_trie_node *const *orig_nodes) {
+  uint32_t rows = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    rows += orig_nodes[i]->tag == i + 1 && !tcamv6_is_anchor_only(orig_nodes[i]);
+  }
+  return rows;
+}
+
+// Put every record's own node into its place again.
+void find_orig_nodes(full_run *run) {
+  for (uint32_t i = 0; i < run->count; ++i) {
+    const tcamv6_prefix *record = &run->list[i];
+    run->replace_nodes[i] = tm_util_trie_lookup(run->orig_root, record->address, record->length, 0);
+  }
+}
+
 int32_t collect_nodes(full_run *run) {
+  run->n_rows = count_rows(run->count, run->replace_nodes);
   memset(run->cmpr_nodes, 0, run->count * sizeof *run->cmpr_nodes);
   int32_t result = tcamv6_gen_trie_ptrs(run->anc_root, run->count, run->cmpr_nodes, run->replace_nodes);
   if (result != TM_OK) {
@@ -205,8 +222,9 @@ int32_t collect_nodes(full_run *run) {
   // Tags of more than 20 bits, or that of a made-up root, may have led to the nodes of others.
   if (run->count > TM_PREFIX_TAG_MASK || run->orig_root->tag == 0) {
     memset(run->cmpr_nodes, 0, run->count * sizeof *run->cmpr_nodes);
+    find_orig_nodes(run);
   }
-  result = tcamv6_gen_output_trie_ptrs(run->orig_nodes, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
+  result = tcamv6_gen_output_trie_ptrs(run->replace_nodes, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
   return result == TM_OK ? TM_OK : report("gen_output_trie_ptrs()", result);
 }
 
@@ -258,21 +276,11 @@ int32_t run_phases(full_run *run) {
   return TM_OK;
 }
 
-// Rows of a dump: stored prefixes that are not anchors only.
-uint32_t count_rows(const full_run *run) {
-  uint32_t rows = 0;
-  for (uint32_t i = 0; i < run->count; ++i) {
-    const tm_util_trie_node *node = run->orig_nodes[i];
-    rows += node->tag == i + 1 && !tcamv6_is_anchor_only(node);
-  }
-  return rows;
-}
-
 void keep_run(full_run *run) {
   tcamv6_state *state = run->state;
   state->orig_root = tm_idx(run->orig_root);
   state->cmpr_root = tm_idx(run->cmpr_root);
-  state->n_rows = count_rows(run);
+  state->n_rows = run->n_rows;
   state->opt_done = 1;
 }
 

@@ -19,7 +19,7 @@ int32_t tcamv6_gen_trie_ptrs(const tm_n_ary_node *node, uint32_t count, tm_util_
                              tm_util_trie_node **replace_nodes);
 
 // Find, for every record of the working list that has none yet, its compressed node and the node of its address.
-//   orig_nodes     the nodes into which the records were inserted
+//   orig_nodes     the nodes into which the records were inserted; may be the same array as replace_nodes
 //   list           count records
 //   cmpr_nodes     in and out: count nodes, null where one is to be found
 //   replace_nodes  in and out: count nodes
