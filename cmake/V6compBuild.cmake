@@ -69,3 +69,25 @@ function(v6comp_add_layer name)
     VISIBILITY_INLINES_HIDDEN ON
     INTERPROCEDURAL_OPTIMIZATION OFF)
 endfunction()
+
+# v6comp_optimise_across(layer...)
+#
+# Let a release build of gcc optimise across the files of these layers when the shared library is linked. The host's
+# platform calls stay calls, whoever defines them: their layer is never among these. The objects hold plain code as
+# well, for the archive of internal parts, so that programs that use it are not compiled anew when they are linked.
+set(V6COMP_LINK_ACROSS "")
+set(V6COMP_LINK_APART "")
+function(v6comp_optimise_across)
+  if(V6COMP_INSTRUMENTED OR NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    return()
+  endif()
+  foreach(layer IN LISTS ARGN)
+    target_compile_options(${layer} PRIVATE
+      $<$<CONFIG:Release>:-O3> $<$<CONFIG:Release>:-fno-semantic-interposition>
+      $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-ffat-lto-objects>)
+  endforeach()
+  set(V6COMP_LINK_ACROSS
+    $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-flto-partition=one> $<$<CONFIG:Release>:-fstack-protector-strong>
+    PARENT_SCOPE)
+  set(V6COMP_LINK_APART $<$<CONFIG:Release>:-fno-lto> PARENT_SCOPE)
+endfunction()
