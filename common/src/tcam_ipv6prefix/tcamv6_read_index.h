@@ -128,10 +128,17 @@ inline tcamv6_read_index *tcamv6_read_index_for_lookup(tcamv6_state *state) {
 // the bound, or a node that is not where it says.
 bool tcamv6_build_read_index(tcamv6_read_index *index, const tm_util_trie_node *orig_root, uint32_t n_expected);
 
+// Are the first bits, 0..128 of them, of two keys the same? In halves: compilers keep 128-bit numbers in memory here.
+inline bool tcamv6_read_same_bits(uint64_t a_high, uint64_t a_low, uint64_t b_high, uint64_t b_low, uint32_t bits) {
+  if (bits <= 64) {
+    return bits == 0 || (a_high ^ b_high) >> (64 - bits) == 0;
+  }
+  return a_high == b_high && (a_low ^ b_low) >> (128 - bits) == 0;
+}
+
 // Are the item's bits the leading ones of a key?
 inline bool tcamv6_read_item_covers(const tcamv6_read_item *item, uint64_t high, uint64_t low) {
-  const tm_key_number difference = tm_key_number{item->high ^ high} << 64 | (item->low ^ low);
-  return item->length == 0 || difference >> (TM_KEY_BITS - item->length) == 0;
+  return tcamv6_read_same_bits(item->high, item->low, high, low, item->length);
 }
 
 #endif

@@ -19,29 +19,32 @@ inline tcamv6_key_halves tcamv6_key_load_halves(const uint8_t *key) {
   return {static_cast<uint64_t>(number >> 64), static_cast<uint64_t>(number)};
 }
 
-// A prefix as its answer has it, which the lookup needs next, or else, bit for bit the same, as it was listed.
-inline tcamv6_read_item tcamv6_read_item_of(const tcamv6_read_index *index, uint32_t number) {
+// Does a prefix cover a key? Its bits are taken from its answer, which the lookup needs next, or else, the same, from
+// the list.
+inline bool tcamv6_read_covers(const tcamv6_read_index *index, uint32_t number, tcamv6_key_halves at) {
   const tcamv6_read_answer *answer = &index->answers[number];
-  if (answer->generation != index->generation) {
-    return index->items[number];
+  if (answer->generation == index->generation) {
+    const tcamv6_key_halves key = tcamv6_key_load_halves(answer->address);
+    return tcamv6_read_same_bits(key.high, key.low, at.high, at.low, answer->length);
   }
-  const tcamv6_key_halves key = tcamv6_key_load_halves(answer->address);
-  return {key.high, key.low, TM_CHUNK_IDX_NULL, 0, answer->length};
+  return tcamv6_read_item_covers(&index->items[number], at.high, at.low);
+}
+
+inline uint32_t tcamv6_read_length(const tcamv6_read_index *index, uint32_t number) {
+  const tcamv6_read_answer *answer = &index->answers[number];
+  return answer->generation == index->generation ? answer->length : index->items[number].length;
 }
 
 // Does a key have the bits that are passed over on the way to a node?
 inline bool tcamv6_read_reaches(const tcamv6_read_index *index, const uint32_t *node, const uint8_t *key) {
   const tcamv6_read_item *item = &index->items[node[TCAMV6_READ_FIRST]];
   const tcamv6_key_halves at = tcamv6_key_load_halves(key);
-  const tm_key_number difference = tm_key_number{item->high ^ at.high} << 64 | (item->low ^ at.low);
-  return (difference & tm_key_number_leading(static_cast<int32_t>(node[TCAMV6_READ_DEPTH]))) == 0;
+  return tcamv6_read_same_bits(item->high, item->low, at.high, at.low, node[TCAMV6_READ_DEPTH]);
 }
 
 // The prefix that is alone below an entry, or the one around it.
 inline uint32_t tcamv6_read_one_or_parent(const tcamv6_read_index *index, uint32_t number, const uint8_t *address) {
-  const tcamv6_read_item item = tcamv6_read_item_of(index, number);
-  const tcamv6_key_halves at = tcamv6_key_load_halves(address);
-  return tcamv6_read_item_covers(&item, at.high, at.low) ? number : index->items[number].parent;
+  return tcamv6_read_covers(index, number, tcamv6_key_load_halves(address)) ? number : index->items[number].parent;
 }
 
 // The number of the longest prefix that covers an address; 0 = none.
@@ -66,9 +69,7 @@ inline uint32_t tcamv6_read_index_covering(const tcamv6_read_index *index, const
 
 inline bool tcamv6_read_is_exactly(const tcamv6_read_index *index, uint32_t number, const uint8_t *key,
                                    uint32_t length) {
-  const tcamv6_read_item item = tcamv6_read_item_of(index, number);
-  const tcamv6_key_halves at = tcamv6_key_load_halves(key);
-  return item.length == length && tcamv6_read_item_covers(&item, at.high, at.low);
+  return tcamv6_read_length(index, number) == length && tcamv6_read_covers(index, number, tcamv6_key_load_halves(key));
 }
 
 // The number of exactly this prefix, length 0..128; 0 = not stored.
