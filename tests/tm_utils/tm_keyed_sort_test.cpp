@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -73,7 +74,7 @@ TEST(tm_keyed_sort_test, keys_may_end_at_any_byte) {
                                : key_bytes == 0 ? 0
                                                 : ~uint64_t{0} << (64 - 8 * key_bytes);
     const uint64_t low_mask = key_bytes <= 8 ? 0 : ~uint64_t{0} << (128 - 8 * key_bytes);
-    for (const size_t n_runs : {1, 2, 3, 7, 8, 9, 200}) {
+    for (const size_t n_runs : std::initializer_list<size_t>{1, 2, 3, 7, 8, 9, 200}) {
       expect_sorted(random_runs(random, n_runs, 30, high_mask, low_mask), key_bytes);
       expect_sorted(random_runs(random, n_runs, 1 + random() % 30, high_mask & ~uint64_t{0xFFFF00FF0000}, low_mask),
                     key_bytes);
@@ -82,7 +83,7 @@ TEST(tm_keyed_sort_test, keys_may_end_at_any_byte) {
 }
 
 TEST(tm_keyed_sort_test, descending_entries_are_turned_around) {
-  for (const size_t n : {2, 8, 9, 10, 1000}) {
+  for (const size_t n : std::initializer_list<size_t>{2, 8, 9, 10, 1000}) {
     entries list;
     for (size_t i = 0; i < n; ++i) {
       list.push_back({n - i, 0, 0, static_cast<uint32_t>(i)});
