@@ -167,14 +167,16 @@ struct way_down {
 
 // Link a node into its place and write its key: after a branch the path's first bytes only, else all of it.
 void step_down(way_down *way, tm_util_trie_node *node) {
-  int32_t shown = TM_KEY_BITS;
+  tm_key_number shown = ~tm_key_number{0};
   if (way->parent != nullptr) {
     const tm_key_number bit = tm_key_number_bit(way->depth++);
     way->path = way->bit != 0 ? way->path | bit : way->path & ~bit;
-    shown = has_both_children(way->parent) ? (way->depth + 7) / 8 * 8 : shown;
+    if (has_both_children(way->parent)) {
+      shown = tm_key_number_leading((way->depth + 7) / 8 * 8);
+    }
     (way->bit != 0 ? way->parent->right : way->parent->left) = tm_idx(node);
   }
-  tm_key_store(node->key, way->path & tm_key_number_leading(shown));
+  tm_key_store(node->key, way->path & shown);
   node->len = static_cast<uint16_t>(way->depth);
   way->parent = node;
 }
