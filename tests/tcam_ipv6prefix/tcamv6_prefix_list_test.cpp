@@ -241,6 +241,26 @@ TEST_F(tcamv6_prefix_list_test, results_are_sorted_by_tag_and_nothing_happens_to
   EXPECT_EQ(prefs[3].own_node, 0xFFFFFu);
 }
 
+TEST_F(tcamv6_prefix_list_test, many_results_are_sorted_by_tag_with_and_without_memory) {
+  std::mt19937 random(9);
+  std::vector<tcamv6_cmpr_pref> shuffled(400);
+  for (size_t i = 0; i < shuffled.size(); ++i) {
+    shuffled[i].flags_tag = static_cast<uint32_t>(i + 1) << TM_PREFIX_TAG_SHIFT;
+    shuffled[i].own_node = static_cast<uint32_t>(i);
+  }
+  std::shuffle(shuffled.begin(), shuffled.end(), random);
+  for (const bool refused : {false, true}) {
+    std::vector<tcamv6_cmpr_pref> prefs = shuffled;
+    if (refused) {
+      test_host::fail_heap_allocation(1);
+    }
+    tcamv6_prepare_return_cmpr_prefs(prefs.data(), static_cast<uint32_t>(prefs.size()));
+    for (size_t i = 0; i < prefs.size(); ++i) {
+      ASSERT_EQ(prefs[i].own_node, i) << refused;
+    }
+  }
+}
+
 TEST_F(tcamv6_prefix_list_test, distinct_prefixes_ignore_anchors_and_count_duplicates_once) {
   const auto distinct = [this](const std::vector<tcamv6_prefix> &records, bool full) {
     const auto list = build(records, full);
