@@ -112,9 +112,10 @@ std::string checked_library::full_check(place at) {
 std::string checked_library::request(place at, const std::vector<change> &changes, answer *out) {
   table &t = tables_[at];
   const bool full = !t.compressed;
-  const std::string before = thorough_ && safe_ && !full ? fingerprint(at) : "";
+  const std::string before = thorough_ && safe_ && !full ? fingerprint(at, what_must_stay()) : "";
   answer a = instance_model::request(changes, at);
   std::string fault = full ? after_full_run(at, changes, a.status) : after_batch_run(at, changes, a.status, before);
+  paths_left_ = !full && !safe_ && a.status != 0;
   if (fault.empty()) {
     fault = check(at);
   }
@@ -123,6 +124,8 @@ std::string checked_library::request(place at, const std::vector<change> &change
   }
   return fault.empty() ? "" : fault + " after " + text_of(changes);
 }
+
+codes checked_library::what_must_stay() const { return paths_left_ ? codes::owned : codes::all; }
 
 std::string checked_library::after_full_run(place at, const std::vector<change> &changes, uint32_t status) {
   table &t = tables_[at];
@@ -156,7 +159,7 @@ std::string checked_library::after_batch_run(place at, const std::vector<change>
     return "";
   }
   if (status != 0) {
-    return !before.empty() && fingerprint(at) != before ? "a refused batch changed something" : "";
+    return !before.empty() && fingerprint(at, what_must_stay()) != before ? "a refused batch changed something" : "";
   }
   bool refused = false;
   std::vector<ip_prefix> removed;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "counter_model.h"
+#include "instance_image.h"
 
 namespace instance_model {
 
@@ -58,11 +59,13 @@ class checked_library {
   std::string after_full_run(place at, const std::vector<change> &changes, uint32_t status);
   std::string after_batch_run(place at, const std::vector<change> &changes, uint32_t status, const std::string &before);
   std::string check(place at);
+  codes what_must_stay() const;
 
   std::map<place, table> tables_;
   bool thorough_ = true;
   bool safe_ = false;
   bool memory_may_fail_ = false;
+  bool paths_left_ = false;  // by a failed addition as written: the next request gives them back, itself refused or not
 };
 
 }  // namespace instance_model

@@ -92,8 +92,16 @@ void append(std::string &bytes, Values... values) {
   (bytes.append(reinterpret_cast<const char *>(&values), sizeof values), ...);
 }
 
-void append_trie(std::string &bytes, const tm_util_trie_node *root, bool compressed) {
+bool leads_to_an_owned_code(const tm_util_trie_node *node) {
+  return node != nullptr && (node->owners != 0 || leads_to_an_owned_code(tm_trie_child(node, 0)) ||
+                             leads_to_an_owned_code(tm_trie_child(node, 1)));
+}
+
+void append_trie(std::string &bytes, const tm_util_trie_node *root, bool compressed, codes which) {
   each_node(root, [&](const tm_util_trie_node *node) {
+    if (which == codes::owned && !leads_to_an_owned_code(node)) {
+      return;
+    }
     bytes.append(reinterpret_cast<const char *>(node->key), sizeof node->key);
     append(bytes, node, node->len, node->tag, node->aux1, node->aux2, node->data);
     if (compressed) {
@@ -273,13 +281,13 @@ std::string image(place at, detail what) {
   return text;
 }
 
-std::string fingerprint(place at) {
+std::string fingerprint(place at, codes which) {
   const tcamv6_state *state = state_of(at);
   std::string bytes;
   append(bytes, state->opt_done, state->n_prefs, state->n_rows, state->marks, tags_so_far);
-  append_trie(bytes, tm_trie_node(state->orig_root), false);
+  append_trie(bytes, tm_trie_node(state->orig_root), false, codes::all);
   append_anc(bytes, tcamv6_anc_node(state->anc_root));
-  append_trie(bytes, tm_trie_node(state->cmpr_root), true);
+  append_trie(bytes, tm_trie_node(state->cmpr_root), true, which);
   return bytes;
 }
 

@@ -18,8 +18,13 @@ enum class detail {
 // All four structures and the counts, as text; equal texts are equal instances.
 std::string image(place at = {}, detail what = detail::contents);
 
+enum class codes {
+  all,
+  owned  // paths that lead to no owned code are left out
+};
+
 // What image(at, detail::elements) tells, as bytes that only serve to be compared: for checks after every step.
-std::string fingerprint(place at = {});
+std::string fingerprint(place at = {}, codes which = codes::all);
 
 // The prefixes stored, each with its two counters.
 struct counters {
