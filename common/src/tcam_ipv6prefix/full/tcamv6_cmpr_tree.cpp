@@ -1,3 +1,32 @@
+// tcamv6_cmpr_tree.cpp - from the nesting of prefixes to the trie of their codes.
+//
+// Every node of the ancestor tree gets a node of the compressed trie, and the path to it is the prefix's code. Since
+// the code of a child goes on where its parent's ends, the code of Q covers that of P exactly when Q contains P; and
+// since no child's code is the beginning of a sibling's or of the dummy's, the code of a sibling never covers P's
+// address. Each node of the ancestor tree decides by itself how its children branch, from the leaves up:
+//
+//   by the table's own branching (`use_pcmpr`)        by the tight code (tcamv6_code_tree.cpp)
+//
+//   one bit for each edge of the path-compressed      the fewest bits, whatever the addresses say;
+//   trie: neighbours stay neighbours                  when the limits leave no room for branching
+//
+//            2001:db8::/32                                      2001:db8::/32
+//            0 /       \ 1                                      0 /       \ 1
+//            o          o                                 ffff::/48         o
+//         0 / \ 1    0 / \ 1                                            0 /   \ 1
+//   1::/48  2::/48 (rest) ffff::/48                                      o     2::/48
+//                                                                      1::/48, (rest)
+//
+// In the left drawing db8:ffff::/48 is two edges away though it parts from the others with one bit: the path-compressed
+// trie keeps an edge in reserve above a stored prefix. That is the free place that the dummy takes.
+//
+// The driver runs twice over the same trees. The first run (`cost_only`) makes no node and computes costs by the tight
+// code: the root's cost is the bits that the table needs at least. The limits are made from it (tcamv6_headroom.cpp),
+// and the second run builds. Afterwards a node lies as high as its code allows; tcamv6_sparse.cpp pushes it down to its
+// limit.
+//
+// Nodes are visited children first, so that every cost is known when it is asked for. Cost: one visit a node, O(n log
+// n) where the tight code is taken.
 #include "tcamv6_cmpr_tree.h"
 
 #include "tcamv6_code_tree.h"

@@ -1,9 +1,39 @@
-// tcamv6_headroom.cpp - sharing the bits under the limit between a node's path and its children.
+// tcamv6_headroom.cpp - sharing the spare bits out, so that prefixes of the future find a place.
 //
-// For a root R with limit `lim` and a child H:  P = edges from R to H in the path-compressed trie,
-// L = edges of the longest branch below H, w = cost of H. A child that has more room than its own branch needs
-// leaves a share of the spare bits, (r - L) / (L + 2), at this level. Widths and signs are part of the rule: P + w and
-// P + L are unsigned 32-bit sums (L sign-extended from 8 bits), the comparisons of r are signed.
+// The tight code of the README's table needs 5 bits, and 64 are there. What is spare is handed down the ancestor tree
+// as limits: `lim` of a prefix is the number of bits that it and all below it may use, so that its own code ends at
+// depth 64 - lim. A prefix that keeps its limit also keeps the branching of the uncompressed table (`use_pcmpr`): one
+// code bit for each place where stored prefixes part, so that neighbours stay neighbours and a later prefix fits in
+// between.
+//
+// For a root R with limit `lim` and a child H:
+//
+//   P  edges from R to H in the path-compressed trie: the code bits that branching alone costs
+//   L  edges of the longest branch below H
+//   w  cost of H by the tight code
+//
+//        R ----P edges---- H ----L edges---- furthest leaf
+//        |<------------------- lim bits ------------------------>|
+//                          |<----- r = lim - P ------------------>|
+//                                            |<-- r - L spare --->|
+//
+// H gets r, less one of L + 2 equal shares of what is spare, which stays at this level for prefixes that will lie
+// beside H: r - (r - L) / (L + 2). In the README's table, prefix and limit:
+//
+//   ::/0 64 ---> 2001:db8::/32 55 ---> db8:ffff::/48 43 ---> its /64 32 ---> its /96 21 ---> its /128 0
+//     (P 1, L 5)    |         (P 2, L 3)            (P 1, L 2)      (P 1, L 1)
+//                   |---> db8:2::/48 36 ---> db8:2:3::/64 18
+//                   |         (P 2, L 1)           (P 1, L 0)
+//                   |---> db8:1::/48 27
+//                             (P 2, L 0)
+//
+// A child that lies too far (lim < P + L, or lim < P + w) gets the tight w, and R loses its branching: the tight code
+// takes over for all children of R. A child whose limit would not be below R's refuses the table.
+//
+// Dummies and full-length prefixes have nothing below them: limit 0, they end at 64 bits.
+//
+// Widths and signs are part of the rule: P + w and P + L are unsigned 32-bit sums (L sign-extended from 8 bits), the
+// comparisons of r are signed. Cost: one visit a prefix.
 #include "tcamv6_headroom.h"
 
 #include "tm_debug.h"

@@ -1,9 +1,33 @@
-// tcamv6_sparse.cpp - depth limits, chains, and the keys of all compressed nodes.
+// tcamv6_sparse.cpp - every code is pushed down to its limit, and the room above it is what additions will use.
 //
-// The keys are those that tm_util_trie_make_printable writes into the finished trie: it walks right subtrees first, and
-// a bit that it has set on its way shows in later keys, beyond their lengths, until it is set again. What it would
-// leave behind is told bottom-up, before the chains are made, so that every chain gets its keys while it is made and
-// the finished trie, several times as large, is not walked again.
+// After the build codes are as short as branching allows. A code of 2 bits under a limit of 37 leaves no place between
+// itself and its parent, and takes a quarter of all keys. So each node gets a depth at which it has to end, and a chain
+// of nodes that repeats its last bit takes it there. Every node of the chain has a free side: a place for a later
+// prefix.
+//
+//        2001:db8::/32  depth 9                    2001:db8::/32  depth 9
+//          0 /      \ 1                              0 |         1 \
+//           o        o                                 |            o  depth 10, above a dummy: p + 1
+//       0 / \ 1    0 / \ 1            =>               o  depth 19   0 |   \ 1
+//      1::  2::  (rest)  ffff::                    0 /   \ 1      (rest)    ffff::  depth 21
+//                                      1:: depth 37      2::  depth 28
+//
+//   stored prefix          64 - its limit, whatever lies above
+//   branch above a dummy   p + 1: the dummy hangs high, so that one whole half stays free for its owner
+//   any other branch       d levels below a stored prefix at depth p, above a child at depth r, it takes its share of
+//   the
+//                          way down: p + (r - p) * d / (d + 1), one more when that share is positive, at most r - 1; of
+//                          what its two children ask, the smaller. 37 and 28 ask for 24 and 19: 19.
+//
+// Limits that contradict each other (a node no deeper than its parent) refuse the table.
+//
+// Three walks: limits of stored prefixes, limits of branches bottom-up, chains top-down. Cost: one step a node made.
+//
+// The last walk also writes every node's key, and those are the keys that tm_util_trie_make_printable writes into the
+// finished trie: it visits right subtrees first, and a bit that it has set on its way stays visible in later keys,
+// beyond their lengths, until it is set again. What it would leave behind is computed bottom-up, before the chains are
+// made, so that each chain gets its keys while it is made and the finished trie, several times as large, is not walked
+// again.
 #include "tcamv6_sparse.h"
 
 #include "tm_bits.h"

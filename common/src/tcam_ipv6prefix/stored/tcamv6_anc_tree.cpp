@@ -1,3 +1,34 @@
+// tcamv6_anc_tree.cpp - which prefix lies in which.
+//
+// The compressed prefix of P is the compressed prefix of the prefix around it, and some bits more. So the first thing
+// to know is that nesting, and the ancestor tree is nothing else. Five prefixes (and the anchors that the /128 brings
+// along):
+//
+//   ::/0
+//    +-- 2001:db8::/32
+//    |    +-- db8:1::/48
+//    |    +-- db8:2::/48
+//    |    |    +-- db8:2:3::/64
+//    |    |    +-- (rest)
+//    |    +-- db8:ffff::/48 (a) -- its /64 (a) -- its /96 (a) -- db8:ffff::1/128
+//    |    |    +-- (rest)          +-- (rest)     +-- (rest)
+//    |    +-- (rest)
+//    +-- (rest)
+//
+// (a) anchors: cuts of longer prefixes at /32, /48, /64 and /96. They give later additions a parent close by.
+//
+// (rest) are dummies: an address that 2001:db8::/32 covers and no longer prefix does needs a key as well, one that the
+// code of the /32 covers and those of its children do not. A dummy is a child that claims this key. Its path in the
+// compressed trie, padded to 64 bits, is what the library calls the compressed address of the prefix. A leaf needs
+// none: its own path, padded, is its address.
+//
+// Invariants: the parent is the nearest shorter stored prefix that contains the node; a node has a dummy exactly when
+// it has longer prefixes below it, and the dummy is its last child; children come in descending order of their
+// addresses, since each is put in front of the ones found before it. When ::/0 is not stored a root without a dummy is
+// made up.
+//
+// The walk goes through the trie of the uncompressed prefixes once, address order, and carries the innermost prefix
+// around as `parentp`. Nodes without a prefix are transparent. Cost: one step a trie node.
 #include "tcamv6_anc_tree.h"
 
 #include "tcamv6_siblings.h"
