@@ -6,7 +6,7 @@
 // prefix.
 //
 //        2001:db8::/32  depth 9                    2001:db8::/32  depth 9
-//          0 /      \ 1                              0 |         1 \
+//          0 /      \ 1                              0 |         \ 1
 //           o        o                                 |            o  depth 10, above a dummy: p + 1
 //       0 / \ 1    0 / \ 1            =>               o  depth 19   0 |   \ 1
 //      1::  2::  (rest)  ffff::                    0 /   \ 1      (rest)    ffff::  depth 21
