@@ -8,6 +8,7 @@
 
 // The phases are private to this file of the library; to include it is to measure these and no copy of them.
 #include "tcamv6_optimized.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "tcamv6_prefix_list_internal.h"
 
 namespace v6bench {
 namespace {

@@ -1,6 +1,7 @@
 // What the read index gives to lookups, and what it costs: building it, its memory, and dropping it with every update.
 #include "lookup_queries.h"
 #include "tcamv6_read_index.h"
+#include "tm_trie_internal.h"
 
 namespace v6bench {
 namespace {

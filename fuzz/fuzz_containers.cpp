@@ -5,6 +5,7 @@
 #include "fuzz_target.h"
 #include "test_host.h"
 #include "tm_array.h"
+#include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_heap.h"
 #include "tm_list.h"

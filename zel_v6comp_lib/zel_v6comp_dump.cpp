@@ -1,8 +1,8 @@
 // zel_v6comp_dump.cpp - an instance's table as a sorted, printed update list.
 #include <string.h>
 
-#include "tm_array.h"
 #include "tm_memory.h"
+#include "tm_stable_sort.h"
 #include "zel_v6comp.h"
 #include "zel_v6comp_status.h"
 

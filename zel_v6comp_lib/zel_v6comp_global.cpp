@@ -3,6 +3,7 @@
 
 #include "tcamv6_leftovers.h"
 #include "tcamv6_safe.h"
+#include "tcamv6_state_internal.h"
 #include "zel_v6comp.h"
 #include "zel_v6comp_status.h"
 

@@ -2,7 +2,9 @@
 #include <string.h>
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_prefix_list_internal.h"
 #include "tcamv6_safe.h"
+#include "tcamv6_state_internal.h"
 #include "tm_memory.h"
 #include "zel_v6comp.h"
 #include "zel_v6comp_status.h"

@@ -6,6 +6,7 @@
 
 #include "prefix_text.h"
 #include "tcamv6_read_index.h"
+#include "tcamv6_state_internal.h"
 #include "test_host.h"
 
 namespace instance_model {

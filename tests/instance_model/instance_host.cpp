@@ -5,6 +5,7 @@
 
 #include "prefix_text.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_state_internal.h"
 #include "test_host.h"
 #include "tm_journal.h"
 

@@ -8,6 +8,8 @@
 #include <sstream>
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_prefix_list_internal.h"
+#include "tcamv6_state_internal.h"
 #include "tm_journal.h"
 
 tcamv6_prefix record_of(const std::string &text) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tm_bits.h"
+#include "tm_stable_sort.h"
 #include "utils_fixture.h"
 
 namespace {

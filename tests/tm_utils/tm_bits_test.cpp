@@ -1,5 +1,6 @@
 #include "tm_bits.h"
 
+#include "tm_key.h"
 #include "utils_fixture.h"
 
 namespace {

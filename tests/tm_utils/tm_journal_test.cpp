@@ -3,6 +3,7 @@
 #include <set>
 
 #include "tm_n_ary_tree.h"
+#include "tm_trie_internal.h"
 #include "trie_twin.h"
 
 namespace {

@@ -1,7 +1,8 @@
 // Nodes of the path-compressed trie and its generation.
-#include "tm_pcmpr_trie.h"
+#include "tm_pcmpr_trie_internal.h"
 
 #include "pcmpr_fixture.h"
+#include "tm_trie_internal.h"
 
 namespace {
 

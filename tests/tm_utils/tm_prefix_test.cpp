@@ -1,4 +1,4 @@
-#include "tm_prefix.h"
+#include "tm_prefix_internal.h"
 
 #include <cstddef>
 

@@ -1,6 +1,7 @@
 // The two operations that shape compressed tries: keys from shape, and growing new paths.
 #include <memory>
 
+#include "tm_trie_internal.h"
 #include "trie_twin.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // Nodes, insertion, lookup, search by tag and release.
-#include "tm_trie.h"
+#include "tm_trie_internal.h"
 
 #include "trie_fixture.h"
 

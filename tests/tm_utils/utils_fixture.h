@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "../support/test_host.h"
-#include "tm_chunk.h"
+#include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_trie.h"
 

@@ -3,6 +3,7 @@
 #define ZEL_V6COMP_FIXTURE_H
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_state_internal.h"
 #include "test_records.h"
 #include "zel_v6comp.h"
 

@@ -1,4 +1,4 @@
-/* tm_array.h - sorted arrays: insertion, and a stable sort for the qsort shape. */
+/* tm_array.h - insertion into sorted arrays. */
 #ifndef TM_ARRAY_H
 #define TM_ARRAY_H
 
@@ -15,13 +15,5 @@ TM_API void *tm_util_array_insert(const void *element, void *array, int32_t coun
                                   int (*cmp)(const void *, const void *));
 
 TM_API_END
-
-#ifdef __cplusplus
-
-/* Sort like qsort, but stable: elements that compare equal keep their order. Merges through scratch memory
- * of the array's size; when the platform refuses it, a slower merge in place gives the same result. */
-void tm_stable_sort(void *array, size_t count, size_t elem_size, int (*cmp)(const void *, const void *));
-
-#endif
 
 #endif

@@ -1,6 +1,7 @@
 // tm_chunk.cpp - the typed layer over the platform's pools: counting, handles, abandoned elements.
 #include "tm_chunk.h"
 
+#include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
 

@@ -7,7 +7,7 @@
 
 #include <string.h>
 
-#include "tm_chunk.h"
+#include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_memory.h"
 

@@ -1,5 +1,6 @@
 #include "tm_n_ary_tree.h"
 
+#include "tm_chunk_internal.h"
 #include "tm_journal.h"
 
 namespace {

@@ -9,8 +9,11 @@
 
 #include <string.h>
 
-#include "tm_bits.h"
+#include "tm_chunk_internal.h"
 #include "tm_debug.h"
+#include "tm_key.h"
+#include "tm_pcmpr_trie_internal.h"
+#include "tm_trie_internal.h"
 
 namespace {
 

@@ -81,15 +81,4 @@ TM_API int32_t tm_util_trie_pcmpr_addpath(tm_util_trie_node *start, tm_util_trie
 
 TM_API_END
 
-#ifdef __cplusplus
-
-/* Make a node with its data: no children, tag 0, lengths 0.
- * Returns 0, -22 (output null) or -12 (nothing is kept). */
-int32_t tm_util_trie_pcmpr_node_new(tm_util_trie_node **output);
-
-/* Does an edge end here: does the node hold a prefix or have both children? False for null. */
-bool tm_util_trie_pcmpr_is_branch(const tm_util_trie_node *node);
-
-#endif
-
 #endif

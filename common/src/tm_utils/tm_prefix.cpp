@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include "tm_prefix_internal.h"
+
 int tm_prefix_length_cmp(const void *a, const void *b) {
   const uint8_t x = static_cast<const tcamv6_prefix *>(a)->length;
   const uint8_t y = static_cast<const tcamv6_prefix *>(b)->length;

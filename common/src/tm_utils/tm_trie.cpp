@@ -3,9 +3,11 @@
 
 #include <string.h>
 
-#include "tm_bits.h"
+#include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
+#include "tm_key.h"
+#include "tm_trie_internal.h"
 
 namespace {
 

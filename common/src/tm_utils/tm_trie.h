@@ -101,35 +101,4 @@ TM_API int32_t is_trie_left_path(const tm_util_trie_node *node, int32_t bit);
 
 TM_API_END
 
-#ifdef __cplusplus
-
-inline tm_util_trie_node *tm_trie_node(tm_chunk_idx idx) { return tm_ptr<tm_util_trie_node>(idx); }
-
-inline tm_util_trie_node *tm_trie_child(const tm_util_trie_node *node, uint32_t bit) {
-  return tm_trie_node(bit != 0 ? node->right : node->left);
-}
-
-inline bool tm_trie_is_leaf(const tm_util_trie_node *node) {
-  return node->left == TM_CHUNK_IDX_NULL && node->right == TM_CHUNK_IDX_NULL;
-}
-
-/* Link a child (or none) under a stored node, through the journal of a safe batch. */
-void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node *child);
-
-/* Make the missing child of a node; null when no element is left. */
-tm_util_trie_node *tm_trie_make_child(tm_util_trie_node *node, uint32_t bit);
-
-/* A chain of nodes made by one call, also by one that failed for want of memory: its first and its deepest node,
- * both null when none was made. */
-typedef struct tm_trie_grown {
-  tm_util_trie_node *top;
-  tm_util_trie_node *end;
-} tm_trie_grown;
-
-/* tm_util_trie_insert and tm_util_trie_gen_extending_path, telling what they made. */
-tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len, tm_trie_grown *grown);
-tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown);
-
-#endif
-
 #endif

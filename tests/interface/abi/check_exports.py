@@ -58,6 +58,14 @@ def marked_names(path):
     return set(found)
 
 
+def functions_seen(path):
+    """Names of all functions that a C++ program sees in a header, whatever they are marked with."""
+    text = re.sub(r'^[ \t]*#(?:[^\n]*\\\n)*[^\n]*', '', without_comments(open(path).read()), flags=re.M)
+    text = re.sub(r'__attribute__\s*\(\(.*?\)\)', '', text)
+    return {name for name in re.findall(r'\b([a-z]\w*)\s*\([^()]*(?:\([^()]*\)[^()]*)*\)', text)
+            if name not in ('sizeof', 'offsetof')}
+
+
 def platform_names(path):
     """Functions declared in the platform's header: at the start of a line, in C."""
     text = re.sub(r'^[ \t]*#(?:[^\n]*\\\n)*[^\n]*', '', without_comments(open(path).read()), flags=re.M)
@@ -96,6 +104,10 @@ def main():
         good = compare('left to the host', undefined_names(args.nm, args.library) & platform, platform - NOT_CALLED)
     good = compare('exported by the library, against the version script', set(symbols), expected) and good
     good = compare('declared in the headers, against the version script', declared, listed) and good
+    seen = set()
+    for header in args.headers:
+        seen |= functions_seen(header)
+    good = compare('seen in the headers, but not exported', seen - listed, set()) and good
     for name, (kind, version) in sorted(symbols.items()):
         weak = kind in 'WV'
         if weak != (name in platform):

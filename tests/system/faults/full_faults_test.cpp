@@ -1,5 +1,6 @@
 // A full compression, each of its allocations refused once.
 #include "fault_sweep.h"
+#include "tcamv6_state_internal.h"
 
 namespace {
 

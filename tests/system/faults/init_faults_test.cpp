@@ -1,5 +1,6 @@
 // Start-up with too little memory: the block refused, each pool refused.
 #include "fault_sweep.h"
+#include "tcamv6_state_internal.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include "instance_host.h"
 #include "instance_image.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_state_internal.h"
 #include "test_records.h"
 
 // The library as it is before its first call: no global block, no pools.

@@ -6,6 +6,7 @@
 
 #include "incr_fixture.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_state_internal.h"
 #include "tm_journal.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "incr_fixture.h"
+#include "tcamv6_state_internal.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;

@@ -1,6 +1,7 @@
 #include "tcamv6_safe.h"
 
 #include "incr_fixture.h"
+#include "tcamv6_state_internal.h"
 
 using ::testing::ElementsAre;
 

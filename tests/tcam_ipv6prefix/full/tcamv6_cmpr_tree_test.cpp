@@ -3,7 +3,7 @@
 
 #include "tcamv6_fixture.h"
 #include "tcamv6_headroom.h"
-#include "tm_bits.h"
+#include "tm_key.h"
 #include "tm_pcmpr_trie.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include "tcamv6_headroom.h"
 
 #include "tcamv6_fixture.h"
-#include "tm_pcmpr_trie.h"
+#include "tm_pcmpr_trie_internal.h"
 
 namespace {
 

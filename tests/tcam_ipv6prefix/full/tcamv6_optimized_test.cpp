@@ -2,7 +2,7 @@
 #include <random>
 
 #include "tcamv6_fixture.h"
-#include "tm_bits.h"
+#include "tm_key.h"
 
 namespace {
 

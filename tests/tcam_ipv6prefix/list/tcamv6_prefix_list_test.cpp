@@ -2,6 +2,7 @@
 #include <random>
 
 #include "tcamv6_fixture.h"
+#include "tcamv6_prefix_list_internal.h"
 
 namespace {
 

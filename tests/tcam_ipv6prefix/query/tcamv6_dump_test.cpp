@@ -1,5 +1,5 @@
 // The whole table, row by row.
-#include "tcamv6_dump.h"
+#include "tcamv6_dump_internal.h"
 
 #include "tcamv6_fixture.h"
 #include "tcamv6_lookup.h"

@@ -3,6 +3,7 @@
 
 #include "incr_fixture.h"
 #include "tcamv6_incr_add.h"
+#include "tcamv6_state_internal.h"
 
 namespace {
 

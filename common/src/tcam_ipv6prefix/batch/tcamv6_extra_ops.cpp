@@ -1,5 +1,6 @@
 #include "tcamv6_extra_ops.h"
 
+#include "tcamv6_state_internal.h"
 #include "tm_debug.h"
 
 int32_t tcamv6_extra_ops_get(tcamv6_state *state, tcamv6_cmpr_pref **first_half, tcamv6_cmpr_pref **second_half,

@@ -8,12 +8,13 @@
 #include <assert.h>
 #include <string.h>
 
-#include "tcamv6_dump.h"
+#include "tcamv6_dump_internal.h"
 #include "tcamv6_extra_ops.h"
 #include "tcamv6_incr_add.h"
 #include "tcamv6_incr_del.h"
 #include "tcamv6_output.h"
 #include "tcamv6_safe.h"
+#include "tcamv6_state_internal.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
 #include "tm_memory.h"

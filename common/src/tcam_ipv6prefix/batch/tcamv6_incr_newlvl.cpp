@@ -22,11 +22,11 @@
 #include "tcamv6_leftovers.h"
 #include "tcamv6_safe.h"
 #include "tcamv6_siblings.h"
-#include "tm_array.h"
-#include "tm_bits.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
+#include "tm_key.h"
 #include "tm_memory.h"
+#include "tm_stable_sort.h"
 
 namespace {
 

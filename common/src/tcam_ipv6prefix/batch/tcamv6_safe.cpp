@@ -2,8 +2,8 @@
 
 #include <string.h>
 
-#include "tm_array.h"
-#include "tm_bits.h"
+#include "tm_key.h"
+#include "tm_stable_sort.h"
 #include "zel_platform.h"
 
 namespace {

@@ -2,10 +2,12 @@
 
 #include <string.h>
 
-#include "tm_array.h"
-#include "tm_bits.h"
+#include "tcamv6_prefix_list_internal.h"
 #include "tm_debug.h"
+#include "tm_key.h"
 #include "tm_keyed_sort.h"
+#include "tm_prefix_internal.h"
+#include "tm_stable_sort.h"
 
 namespace {
 

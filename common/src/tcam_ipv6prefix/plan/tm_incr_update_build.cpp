@@ -8,6 +8,7 @@
 #include "tm_debug.h"
 #include "tm_incr_update_index.h"
 #include "tm_incr_update_order.h"
+#include "tm_prefix_internal.h"
 
 namespace {
 

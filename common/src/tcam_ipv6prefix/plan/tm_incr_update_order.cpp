@@ -15,7 +15,8 @@
 
 #include <cstring>
 
-#include "tm_array.h"
+#include "tm_prefix_internal.h"
+#include "tm_stable_sort.h"
 #include "zel_platform.h"
 
 namespace {

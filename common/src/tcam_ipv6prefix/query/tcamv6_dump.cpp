@@ -1,7 +1,9 @@
 // tcamv6_dump.cpp - the post-order walk of the ancestor tree that yields the table's rows.
 #include "tcamv6_dump.h"
 
+#include "tcamv6_dump_internal.h"
 #include "tcamv6_output.h"
+#include "tcamv6_state_internal.h"
 #include "tm_debug.h"
 
 namespace {

@@ -1,5 +1,6 @@
 #include "tcamv6_handle.h"
 
+#include "tcamv6_state_internal.h"
 #include "tcamv6_stored.h"
 #include "tm_debug.h"
 

@@ -5,6 +5,7 @@
 
 #include "tcamv6_output.h"
 #include "tcamv6_read_index_find.h"
+#include "tcamv6_state_internal.h"
 #include "tcamv6_stored.h"
 #include "tm_debug.h"
 

@@ -10,9 +10,10 @@
 #ifndef TCAMV6_ANC_TREE_H
 #define TCAMV6_ANC_TREE_H
 
+#include "tm_chunk_internal.h"
 #include "tm_n_ary_tree.h"
-#include "tm_prefix.h"
-#include "tm_trie.h"
+#include "tm_prefix_internal.h"
+#include "tm_trie_internal.h"
 
 struct tcamv6_anc_data {
   uint32_t tag_word;       // bits 12-31: the tag of the prefix; bits 0-11 are kept

@@ -1,7 +1,7 @@
 #include "tcamv6_cmpr_path.h"
 
-#include "tm_bits.h"
 #include "tm_journal.h"
+#include "tm_key.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <string.h>
 
-#include "tm_bits.h"
 #include "tm_journal.h"
+#include "tm_key.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <string.h>
 
-#include "tm_bits.h"
 #include "tm_debug.h"
+#include "tm_key.h"
 
 namespace {
 

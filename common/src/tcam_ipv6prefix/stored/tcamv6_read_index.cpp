@@ -2,6 +2,7 @@
 #include "tcamv6_read_index.h"
 
 #include "tm_memory.h"
+#include "tm_trie_internal.h"
 
 namespace {
 

@@ -18,8 +18,8 @@
 #define TCAMV6_READ_INDEX_H
 
 #include "tcamv6_state.h"
-#include "tm_bits.h"
 #include "tm_debug.h"
+#include "tm_key.h"
 #include "tm_trie.h"
 
 // A stored prefix. Prefixes are numbered from 1 in the order of their bits, containing ones first.

@@ -6,6 +6,7 @@
 #include "tcamv6_anc_tree.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_read_index.h"
+#include "tcamv6_state_internal.h"
 #include "tm_debug.h"
 #include "tm_n_ary_tree.h"
 #include "tm_trie.h"
