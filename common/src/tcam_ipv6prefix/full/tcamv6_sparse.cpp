@@ -30,8 +30,8 @@
 // again.
 #include "tcamv6_sparse.h"
 
-#include "tm_bits.h"
 #include "tm_debug.h"
+#include "tm_key.h"
 
 namespace {
 
