@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "json_summary.h"
+
 namespace {
 
 using namespace v6tool;

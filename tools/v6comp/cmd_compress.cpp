@@ -1,5 +1,5 @@
 // v6comp compress: what each prefix of a table became, or figures of the whole.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 
@@ -45,15 +45,16 @@ exit_code run_compress(const compress_options &options) {
 }  // namespace
 
 void add_compress_command(CLI::App &app, command &chosen) {
-  CLI::App *sub = app.add_subcommand("compress", "Print the compressed prefix and address of each prefix of a table");
   const auto options = std::make_shared<compress_options>();
-  add_common_options(*sub, options->common);
-  add_output_options(*sub, options->output);
-  sub->add_flag("-s,--summary", options->summary, "print figures of the whole table instead");
-  sub->footer(
+  CLI::App &sub = add_command(app, "compress", "Print the compressed prefix and address of each prefix of a table",
+                              chosen, [options] { return run_compress(*options); });
+  add_common_options(sub, options->common);
+  add_output_options(sub, options->output);
+  add_flag(sub, "-s,--summary", options->summary, "print figures of the whole table instead");
+  add_footer(
+      sub,
       "Rows come in the order of the table. A compressed prefix is written 0xHEX/LENGTH, a compressed address as 64\n"
       "bits. Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
-  sub->callback([options, &chosen] { chosen = [options] { return run_compress(*options); }; });
 }
 
 }  // namespace v6tool

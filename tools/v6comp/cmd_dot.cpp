@@ -5,10 +5,9 @@
 //
 //   box, solid    a prefix of the table           point    a branching point
 //   box, dashed   an anchor, or the default ::/0  ellipse  the rest of a prefix: what none of those inside it covers
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <memory>
 
@@ -102,7 +101,7 @@ class picture {
   template <class... Arguments>
   void line(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
     body_ += "  ";
-    fmt::format_to(std::back_inserter(body_), format, std::forward<Arguments>(arguments)...);
+    body_ += fmt::format(format, std::forward<Arguments>(arguments)...);
     body_ += ";\n";
   }
 
@@ -174,18 +173,18 @@ exit_code run_dot(const dot_options &options) {
 }  // namespace
 
 void add_dot_command(CLI::App &app, command &chosen) {
-  CLI::App *sub = app.add_subcommand("dot", "Draw a small table, as text for Graphviz");
   const auto options = std::make_shared<dot_options>();
-  add_common_options(*sub, options->common);
-  sub->add_option("-w,--what", options->what, "original trie, ancestor (containment) tree, or compressed trie")
-      ->check(CLI::IsMember({"original", "ancestor", "compressed"}))
-      ->capture_default_str();
-  add_output_file(*sub, options->output);
-  sub->footer(
+  CLI::App &sub = add_command(app, "dot", "Draw a small table, as text for Graphviz", chosen,
+                              [options] { return run_dot(*options); });
+  add_common_options(sub, options->common);
+  add_named_option(sub, "-w,--what", options->what, {"original", "ancestor", "compressed"},
+                   "original trie, ancestor (containment) tree, or compressed trie");
+  add_output_file(sub, options->output);
+  add_footer(
+      sub,
       "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are branches, an\n"
       "ellipse is the compressed address of what a prefix keeps for itself. Try: v6comp dot t.txt | dot -Tsvg\n"
       "Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
-  sub->callback([options, &chosen] { chosen = [options] { return run_dot(*options); }; });
 }
 
 }  // namespace v6tool

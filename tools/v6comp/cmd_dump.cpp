@@ -1,5 +1,5 @@
 // v6comp dump: the table as the library walks it.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 
@@ -60,14 +60,15 @@ exit_code run_dump(const dump_options &options) {
 }  // namespace
 
 void add_dump_command(CLI::App &app, command &chosen) {
-  CLI::App *sub = app.add_subcommand("dump", "Print the compressed table as the library walks it");
   const auto options = std::make_shared<dump_options>();
-  add_common_options(*sub, options->common);
-  add_output_options(*sub, options->output);
-  sub->footer(
+  CLI::App &sub = add_command(app, "dump", "Print the compressed table as the library walks it", chosen,
+                              [options] { return run_dump(*options); });
+  add_common_options(sub, options->common);
+  add_output_options(sub, options->output);
+  add_footer(
+      sub,
       "One row per distinct prefix, ::/0 included and anchors left out; every prefix after all that lie inside it.\n"
       "Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
-  sub->callback([options, &chosen] { chosen = [options] { return run_dump(*options); }; });
 }
 
 }  // namespace v6tool

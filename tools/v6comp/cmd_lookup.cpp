@@ -3,7 +3,7 @@
 // The library also stores anchors (prefixes cut to /32, /48, /64 and /96) and ::/0. An address that only an anchor
 // covers, inside some prefix Q of the table, gets the anchor's compressed address: Q's compressed prefix covers it
 // too, so the match in hardware is Q. The answer names Q, and the compressed address that the library gives.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 
@@ -146,17 +146,19 @@ exit_code run_lookup(const lookup_options &options) {
 }  // namespace
 
 void add_lookup_command(CLI::App &app, command &chosen) {
-  CLI::App *sub = app.add_subcommand("lookup", "Look up prefixes and addresses in a compressed table");
   const auto options = std::make_shared<lookup_options>();
-  add_common_options(*sub, options->common);
-  sub->add_option("QUERY", options->queries, "prefixes and addresses; if none are given, one a line of standard input");
-  add_output_options(*sub, options->output);
-  sub->footer(
+  CLI::App &sub = add_command(app, "lookup", "Look up prefixes and addresses in a compressed table", chosen,
+                              [options] { return run_lookup(*options); });
+  add_common_options(sub, options->common);
+  add_arguments(sub, "QUERY", options->queries,
+                "prefixes and addresses; if none are given, one a line of standard input");
+  add_output_options(sub, options->output);
+  add_footer(
+      sub,
       "A row holds the question, the prefix of the table that answers it, its compressed prefix, the compressed\n"
       "address, and what the library has stored there: a prefix of the table, an anchor (a longer prefix cut to\n"
       "/32, /48, /64 or /96) or its default ::/0.\n"
       "Exit: 0 all found, 1 some not found or the table does not fit, 2 usage or bad input.");
-  sub->callback([options, &chosen] { chosen = [options] { return run_lookup(*options); }; });
 }
 
 }  // namespace v6tool

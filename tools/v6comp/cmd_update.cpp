@@ -1,5 +1,5 @@
 // v6comp update: keep a table up to date, batch by batch, and say what became of each.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 
@@ -81,25 +81,26 @@ exit_code run_update(const update_options &options) {
 }  // namespace
 
 void add_update_command(CLI::App &app, command &chosen) {
-  CLI::App *sub = app.add_subcommand("update", "Apply batches of changes to a table");
   const auto options = std::make_shared<update_options>();
-  add_common_options(*sub, options->live.common);
-  add_history_argument(*sub, options->history);
-  add_live_options(*sub, options->live);
-  add_choice<check_time>(*sub, "--verify", options->verify,
+  CLI::App &sub = add_command(app, "update", "Apply batches of changes to a table", chosen,
+                              [options] { return run_update(*options); });
+  add_common_options(sub, options->live.common);
+  add_history_argument(sub, options->history);
+  add_live_options(sub, options->live);
+  add_choice<check_time>(sub, "--verify", options->verify,
                          {{"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}},
                          "when to prove the table right: after every batch, at the end, or never");
-  sub->add_flag("-s,--summary", options->summary, "print figures of the whole history instead");
-  sub->add_flag("--headroom", options->headroom, "print what ran out at each refusal instead, and where");
-  add_output_options(*sub, options->output);
-  sub->footer(
+  add_flag(sub, "-s,--summary", options->summary, "print figures of the whole history instead");
+  add_flag(sub, "--headroom", options->headroom, "print what ran out at each refusal instead, and where");
+  add_output_options(sub, options->output);
+  add_footer(
+      sub,
       "Lines of a history: +prefix/length [weight], -prefix/length [weight], --- after each batch.\n"
       "changed: prefixes in the table before and after whose compressed prefix or address is another.\n"
       "Policies:\n" +
-      policy_help() +
-      "A delete of more weight than a prefix has is refused, and its batch left out, whatever --on-refusal is.\n"
-      "Exit: 0 all done and right, 1 a batch was refused or a check failed, 2 usage or bad input.");
-  sub->callback([options, &chosen] { chosen = [options] { return run_update(*options); }; });
+          policy_help() +
+          "A delete of more weight than a prefix has is refused, and its batch left out, whatever --on-refusal is.\n"
+          "Exit: 0 all done and right, 1 a batch was refused or a check failed, 2 usage or bad input.");
 }
 
 }  // namespace v6tool

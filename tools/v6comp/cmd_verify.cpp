@@ -1,5 +1,5 @@
 // v6comp verify: is the compressed table right? Decided without the library's help.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 #include <random>
@@ -82,19 +82,20 @@ exit_code run_verify(const verify_options &options) {
 }  // namespace
 
 void add_verify_command(CLI::App &app, command &chosen) {
-  CLI::App *sub = app.add_subcommand("verify", "Compress a table and prove the result right");
   const auto options = std::make_shared<verify_options>();
-  add_common_options(*sub, options->common);
-  add_output_file(*sub, options->output);
-  sub->add_option("--random-probes", options->random_probes, "random addresses inside stored prefixes to look up")
-      ->capture_default_str();
-  sub->add_option("--seed", options->seed, "of the random addresses")->capture_default_str();
-  sub->footer(
+  CLI::App &sub = add_command(app, "verify", "Compress a table and prove the result right", chosen,
+                              [options] { return run_verify(*options); });
+  add_common_options(sub, options->common);
+  add_output_file(sub, options->output);
+  add_number_option(sub, "--random-probes", options->random_probes,
+                    "random addresses inside stored prefixes to look up");
+  add_number_option(sub, "--seed", options->seed, "of the random addresses");
+  add_footer(
+      sub,
       "For all stored prefixes P and Q the compressed prefix of Q must cover the compressed address of P exactly\n"
       "when Q contains P; all compressed prefixes must differ; and the first, the last and the two neighbouring\n"
       "addresses of every prefix must find their longest match.\n"
       "Exit: 0 right, 1 wrong (with a counterexample) or the table does not fit, 2 usage or bad input.");
-  sub->callback([options, &chosen] { chosen = [options] { return run_verify(*options); }; });
 }
 
 }  // namespace v6tool

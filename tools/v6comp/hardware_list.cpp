@@ -1,6 +1,6 @@
 #include "hardware_list.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cstring>

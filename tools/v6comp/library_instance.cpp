@@ -1,6 +1,6 @@
 #include "library_instance.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <chrono>
 #include <cstring>

@@ -5,7 +5,7 @@
 namespace v6tool {
 
 void add_history_argument(CLI::App &sub, std::string &history) {
-  sub.add_option("HISTORY", history, "file of batches of changes, - for standard input")->required();
+  add_required_argument(sub, "HISTORY", history, "file of batches of changes, - for standard input");
 }
 
 void add_live_options(CLI::App &sub, live_options &options) {
@@ -13,13 +13,12 @@ void add_live_options(CLI::App &sub, live_options &options) {
       sub, "--on-refusal", options.on_refusal,
       {{"recompress", refusal_action::recompress}, {"stop", refusal_action::stop}, {"skip", refusal_action::skip}},
       "when a batch is refused: compress the whole table anew, stop, or leave the batch out");
-  sub.add_option_function<std::string>(
-         "--policy", [&options](const std::string &name) { options.policy = find_policy(name); },
-         "in which requests a batch is sent, see below")
-      ->check(CLI::Validator([](const std::string &name) { return find_policy(name) ? "" : "no such policy"; },
-                             policy_names()))
-      ->default_str(default_policy().name);
-  sub.add_flag("--as-written", options.as_written, "turn safe updates off");
+  add_named_option(
+      sub, "--policy", {policy_names(), default_policy().name, "no such policy"},
+      [](const std::string &name) { return find_policy(name) != nullptr; },
+      [&options](const std::string &name) { options.policy = find_policy(name); },
+      "in which requests a batch is sent, see below");
+  add_flag(sub, "--as-written", options.as_written, "turn safe updates off");
 }
 
 update_history read_command_history(const std::string &path) {

@@ -1,9 +1,8 @@
 #include "live_table.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "prefix_text.h"
 

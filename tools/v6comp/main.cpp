@@ -26,13 +26,7 @@ exit_code run(const command &chosen) {
   }
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
-  CLI::App app("Compress IPv6 prefix tables for narrow TCAMs, look prefixes up, prove the result right", "v6comp");
-  app.set_version_flag("--version", std::string("v6comp ") + zel_v6comp_version());
-  app.require_subcommand(1);
-  command chosen;
+void add_commands(CLI::App &app, command &chosen) {
   v6tool::add_compress_command(app, chosen);
   v6tool::add_lookup_command(app, chosen);
   v6tool::add_verify_command(app, chosen);
@@ -40,10 +34,13 @@ int main(int argc, char **argv) {
   v6tool::add_dot_command(app, chosen);
   v6tool::add_update_command(app, chosen);
   v6tool::add_plan_command(app, chosen);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? v6tool::exit_good : v6tool::exit_bad_input;
-  }
-  return run(chosen);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  const v6tool::parsed_line line = v6tool::parse_command_line(
+      argc, argv, "Compress IPv6 prefix tables for narrow TCAMs, look prefixes up, prove the result right",
+      std::string("v6comp ") + zel_v6comp_version(), add_commands);
+  return line.chosen ? run(line.chosen) : line.code;
 }

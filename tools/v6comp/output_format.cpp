@@ -1,10 +1,11 @@
 #include "output_format.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <iterator>
-#include <nlohmann/json.hpp>
+
+#include "json_summary.h"
 
 namespace v6tool {
 
@@ -37,7 +38,7 @@ void nothing_at_the_end(std::string & /*out*/, bool /*empty*/) {}
 void text_row(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool /*first*/) {
   for (size_t i = 0; i < columns.size(); ++i) {
     if (columns[i].text_width != 0) {
-      fmt::format_to(std::back_inserter(out), "{:<{}} ", std::visit(text_cell{}, cells[i]), columns[i].text_width);
+      out += fmt::format("{:<{}} ", std::visit(text_cell{}, cells[i]), columns[i].text_width);
     }
   }
   out.erase(out.find_last_not_of(' ') + 1);
@@ -46,8 +47,7 @@ void text_row(std::string &out, std::span<const column> columns, std::span<const
 
 void append_json_object(std::string &out, std::span<const column> columns, std::span<const cell> cells) {
   for (size_t i = 0; i < columns.size(); ++i) {
-    fmt::format_to(std::back_inserter(out), "{}\"{}\": {}", i == 0 ? "{" : ", ", columns[i].name,
-                   std::visit(json_cell{}, cells[i]));
+    out += fmt::format("{}\"{}\": {}", i == 0 ? "{" : ", ", columns[i].name, std::visit(json_cell{}, cells[i]));
   }
   out += '}';
 }
@@ -106,10 +106,6 @@ std::string format_names() {
     names += f.name;
   }
   return names;
-}
-
-std::string json_text(const std::string &text) {
-  return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 std::string csv_text(const std::string &text) {

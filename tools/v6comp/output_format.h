@@ -32,8 +32,7 @@ const output_format *find_format(const std::string &name);  // null: none of tha
 const output_format &text_format();
 std::string format_names();  // "text|json|ndjson|csv"
 
-// A string as JSON and as a CSV field.
-std::string json_text(const std::string &text);
+// A string as a CSV field.
 std::string csv_text(const std::string &text);
 
 class record_writer {

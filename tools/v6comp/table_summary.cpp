@@ -1,11 +1,9 @@
 #include "table_summary.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
-#include <iterator>
 #include <map>
-#include <nlohmann/json.hpp>
 
 #include "code_bits.h"
 #include "json_summary.h"
@@ -50,18 +48,20 @@ summary summarize(const library_session &session, const prefix_table &table) {
   return s;
 }
 
-nlohmann::ordered_json json_counts(const length_counts &counts) {
-  nlohmann::ordered_json object = nlohmann::ordered_json::object();
+figure_list json_counts(const length_counts &counts) {
+  figure_list figures;
   for (const auto &[length, count] : counts) {
-    object[std::to_string(length)] = count;
+    figures.push_back({std::to_string(length), uint64_t{count}});
   }
-  return object;
+  return figures;
 }
 
-nlohmann::ordered_json json_summary(const summary &s, const std::string &name) {
-  nlohmann::ordered_json pools = nlohmann::ordered_json::object();
+figure_list json_summary(const summary &s, const std::string &name) {
+  figure_list pools;
   for (const pool_use &pool : s.pools) {
-    pools[pool.name] = {{"size_elements", pool.size}, {"in_use_elements", pool.in_use}, {"peak_elements", pool.peak}};
+    pools.push_back({pool.name, figure_list{{"size_elements", uint64_t{pool.size}},
+                                            {"in_use_elements", uint64_t{pool.in_use}},
+                                            {"peak_elements", uint64_t{pool.peak}}}});
   }
   return {{"table", name},
           {"prefixes", s.rows},
@@ -84,24 +84,23 @@ void append_counts(std::string &out, const char *title, const length_counts &cou
   out += title;
   for (const auto &[length, count] : counts) {
     const uint64_t stars = std::max<uint64_t>(1, uint64_t{40} * count / largest);
-    fmt::format_to(std::back_inserter(out), "  /{:<4} {:>7}  {}\n", length, count, std::string(stars, '*'));
+    out += fmt::format("  /{:<4} {:>7}  {}\n", length, count, std::string(stars, '*'));
   }
 }
 
 std::string text_summary(const summary &s) {
   std::string out;
-  auto to = std::back_inserter(out);
-  fmt::format_to(to, "prefixes            {} ({} distinct)\n", s.rows, s.distinct);
-  fmt::format_to(to, "anchors             {}\n", s.anchors);
-  fmt::format_to(to, "stored              {} (with anchors and /0)\n", s.stored);
-  fmt::format_to(to, "bits required       {} (what is longer keeps room for updates)\n", s.bits_required);
-  fmt::format_to(to, "longest compressed  {} of {} bits\n", s.longest_code, +TCAMV6_MAX_CMPR_LEN);
-  fmt::format_to(to, "time                {:.1f} ms\n", s.compress_ms);
+  out += fmt::format("prefixes            {} ({} distinct)\n", s.rows, s.distinct);
+  out += fmt::format("anchors             {}\n", s.anchors);
+  out += fmt::format("stored              {} (with anchors and /0)\n", s.stored);
+  out += fmt::format("bits required       {} (what is longer keeps room for updates)\n", s.bits_required);
+  out += fmt::format("longest compressed  {} of {} bits\n", s.longest_code, +TCAMV6_MAX_CMPR_LEN);
+  out += fmt::format("time                {:.1f} ms\n", s.compress_ms);
   append_counts(out, "\nlengths before\n", s.before);
   append_counts(out, "\nlengths after\n", s.after);
   out += "\npool                    size    in use      peak\n";
   for (const pool_use &pool : s.pools) {
-    fmt::format_to(to, "{:<18} {:>9} {:>9} {:>9}\n", pool.name, pool.size, pool.in_use, pool.peak);
+    out += fmt::format("{:<18} {:>9} {:>9} {:>9}\n", pool.name, pool.size, pool.in_use, pool.peak);
   }
   return out;
 }

@@ -39,39 +39,32 @@ bool write_all(int fd, const std::string &data) {
 }  // namespace
 
 void add_common_options(CLI::App &sub, common_options &options) {
-  sub.add_option("TABLE", options.table, "file of `prefix/length [weight]` lines, - for standard input")->required();
+  add_required_argument(sub, "TABLE", options.table, "file of `prefix/length [weight]` lines, - for standard input");
   const std::string library = "Library";
-  sub.add_option("--pool-elements", options.pool_elements,
-                 "elements of each pool: auto (enough for this table), default (the library's own), or a count")
-      ->check(CLI::Validator(check_pool_elements, "auto|default|N"))
-      ->capture_default_str()
-      ->group(library);
-  sub.add_option("--processor", options.processor, "packet processor")
-      ->check(CLI::Range(0, TCAMV6_MAX_PROCESSORS - 1))
-      ->capture_default_str()
-      ->group(library);
-  sub.add_option("--instance", options.instance, "table instance of the processor")
-      ->check(CLI::Range(0, TCAMV6_MAX_INSTANCES - 1))
-      ->capture_default_str()
-      ->group(library);
-  sub.add_option("--debug-level", options.debug_level,
-                 "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none but "
-                 "those that the ZEL_V6COMP_DBG_* variables turn on")
-      ->group(library);
-  sub.add_flag("-q,--quiet", options.quiet, "no warnings, no progress");
+  add_text_option(sub,
+                  {"--pool-elements", library,
+                   "elements of each pool: auto (enough for this table), default (the library's own), or a count"},
+                  options.pool_elements, "auto|default|N", check_pool_elements);
+  add_number_option(sub, {"--processor", library, "packet processor"}, options.processor, TCAMV6_MAX_PROCESSORS - 1);
+  add_number_option(sub, {"--instance", library, "table instance of the processor"}, options.instance,
+                    TCAMV6_MAX_INSTANCES - 1);
+  add_number_option(sub,
+                    {"--debug-level", library,
+                     "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none "
+                     "but those that the ZEL_V6COMP_DBG_* variables turn on"},
+                    options.debug_level);
+  add_flag(sub, "-q,--quiet", options.quiet, "no warnings, no progress");
 }
 
 void add_output_file(CLI::App &sub, output_options &options) {
-  sub.add_option("-o,--output", options.file, "write to FILE instead of standard output")->type_name("FILE");
+  add_text_option(sub, "-o,--output", options.file, "FILE", "write to FILE instead of standard output");
 }
 
 void add_output_options(CLI::App &sub, output_options &options) {
-  sub.add_option_function<std::string>(
-         "-f,--format", [&options](const std::string &name) { options.format = find_format(name); },
-         "text, json, ndjson or csv")
-      ->check(CLI::Validator([](const std::string &name) { return find_format(name) ? "" : "no such format"; },
-                             format_names()))
-      ->default_str("text");
+  add_named_option(
+      sub, "-f,--format", {format_names(), "text", "no such format"},
+      [](const std::string &name) { return find_format(name) != nullptr; },
+      [&options](const std::string &name) { options.format = find_format(name); }, "text, json, ndjson or csv");
   add_output_file(sub, options);
 }
 

@@ -2,12 +2,11 @@
 #ifndef TOOL_OPTIONS_H
 #define TOOL_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
+#include "option_parser.h"
 #include "output_format.h"
 #include "table_reader.h"
 #include "tool_failure.h"
@@ -27,9 +26,6 @@ struct output_options {
   const output_format *format = &text_format();
   std::string file;  // "" = standard output
 };
-
-// What main runs once the command line has been understood: returns an exit code.
-using command = std::function<exit_code()>;
 
 // Each adds its subcommand to the parser, which stores the work in `chosen` when that subcommand is given.
 void add_compress_command(CLI::App &app, command &chosen);

@@ -1,6 +1,6 @@
 #include "update_figures.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <cmath>
 #include <iterator>
@@ -47,7 +47,7 @@ std::string heading(std::span<const column> columns, const output_format &format
   for (const column &c : columns) {
     if (c.text_width != 0) {
       const std::string name = std::string(c.name).substr(0, static_cast<size_t>(c.text_width));
-      fmt::format_to(std::back_inserter(out), "{:<{}} ", name, c.text_width);
+      out += fmt::format("{:<{}} ", name, c.text_width);
     }
   }
   out.erase(out.find_last_not_of(' ') + 1);
@@ -56,10 +56,10 @@ std::string heading(std::span<const column> columns, const output_format &format
 
 cell text_or_nothing(const std::string &text) { return text.empty() ? cell() : cell(text); }
 
-nlohmann::ordered_json json_of(const update_figures &f, const update_totals &t) {
-  nlohmann::ordered_json cases = nlohmann::ordered_json::object();
+figure_list json_of(const update_figures &f, const update_totals &t) {
+  figure_list cases;
   for (size_t i = 0; i < n_record_cases; ++i) {
-    cases[case_name(static_cast<record_case>(i))] = t.sum.cases[i];
+    cases.push_back({case_name(static_cast<record_case>(i)), uint64_t{t.sum.cases[i]}});
   }
   return {{"table", f.table},
           {"history", f.history},
@@ -73,7 +73,7 @@ nlohmann::ordered_json json_of(const update_figures &f, const update_totals &t) 
           {"accepted_after_split", t.split},
           {"recompressed", t.recompressed},
           {"refused", t.left_out},
-          {"refusals_by_kind", t.refusals},
+          {"refusals_by_kind", figures_of(t.refusals)},
           {"refused_requests", t.sum.refusals},
           {"requests", t.sum.requests},
           {"adds", t.sum.adds},
@@ -94,24 +94,23 @@ nlohmann::ordered_json json_of(const update_figures &f, const update_totals &t) 
 
 std::string text_of(const update_figures &f, const update_totals &t) {
   std::string out;
-  auto to = std::back_inserter(out);
   const uint64_t after = f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes;
-  fmt::format_to(to, "table               {} prefixes, then {}\n", f.first_prefixes, after);
-  fmt::format_to(to, "batches             {} of {}, {} adds ({} present), {} deletes ({} absent)\n", f.batches.size(),
-                 f.batches_of_history, t.sum.adds, t.sum.present, t.sum.deletes, t.sum.absent);
-  fmt::format_to(to, "accepted            {}, {} of them after a first refusal\n", t.accepted, t.split);
-  fmt::format_to(to, "recompressed        {}\n", t.recompressed);
-  fmt::format_to(to, "refused             {}, {} changes left out\n", t.left_out, t.sum.refused_changes);
+  out += fmt::format("table               {} prefixes, then {}\n", f.first_prefixes, after);
+  out += fmt::format("batches             {} of {}, {} adds ({} present), {} deletes ({} absent)\n", f.batches.size(),
+                     f.batches_of_history, t.sum.adds, t.sum.present, t.sum.deletes, t.sum.absent);
+  out += fmt::format("accepted            {}, {} of them after a first refusal\n", t.accepted, t.split);
+  out += fmt::format("recompressed        {}\n", t.recompressed);
+  out += fmt::format("refused             {}, {} changes left out\n", t.left_out, t.sum.refused_changes);
   for (const auto &[kind, count] : t.refusals) {
-    fmt::format_to(to, "  {:<18}{}\n", kind, count);
+    out += fmt::format("  {:<18}{}\n", kind, count);
   }
-  fmt::format_to(to, "changed             {} by batches, {} by recompressions\n", t.changed_by_batches,
-                 t.changed_by_recompressions);
+  out += fmt::format("changed             {} by batches, {} by recompressions\n", t.changed_by_batches,
+                     t.changed_by_recompressions);
   out += "records\n";
   for (size_t i = 0; i < n_record_cases; ++i) {
-    fmt::format_to(to, "  {:<18}{}\n", case_name(static_cast<record_case>(i)), t.sum.cases[i]);
+    out += fmt::format("  {:<18}{}\n", case_name(static_cast<record_case>(i)), t.sum.cases[i]);
   }
-  fmt::format_to(to, "time                {:.1f} ms, and {:.1f} ms for the first compression\n", t.sum.ms, f.first_ms);
+  out += fmt::format("time                {:.1f} ms, and {:.1f} ms for the first compression\n", t.sum.ms, f.first_ms);
   return out;
 }
 
