@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bench_clock.h - processor time of this thread: what other programs on the machine take does not count.
 #ifndef BENCH_CLOCK_H
 #define BENCH_CLOCK_H

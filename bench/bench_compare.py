@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Ratios of two sets of benchmark results, with their spread.
 
   bench_compare.py OLD_NAME OLD.json,... NEW_NAME NEW.json,...

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Reading what the benchmarks wrote: medians and quartiles per benchmark."""
 import json
 import pathlib

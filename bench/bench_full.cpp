@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Full compression and reset, and the two floors over the same working list.
 #include "bench_clock.h"
 #include "bit_trie.h"

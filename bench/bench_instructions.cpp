@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Three fixed workloads whose instructions are counted under callgrind (bench/instruction_guard.py). Only what runs
 // inside v6comp_measured() counts; everything else is preparation.
 //   bench_instructions TABLE full|updates|lookups

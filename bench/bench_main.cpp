@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main program of every benchmark: `--table FILE`, then Google Benchmark's own options.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory of a full compression in a fresh process: the most pool elements that are out at one time, and the most
 // memory that the process holds beyond what it held before. One JSON object on standard output.
 //   bench_memory [--table FILE] PREFIXES

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // General-purpose tables beside the library and a bare bit trie, all on the same prefixes and addresses.
 //
 // A peer stores prefixes and finds them; the library does much more in its build, and its lookups also translate. Its

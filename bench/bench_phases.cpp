@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A full compression phase by phase: one benchmark per size, a counter per phase, in nanoseconds per prefix. The
 // phases are those of a real request on an emptied instance, in their order; together they are its whole work.
 #include <map>

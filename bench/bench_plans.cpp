@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Planning hardware updates: half of the slots stay, a quarter change, a quarter go and as many come. Beside it, on
 // the same records, the plain scan of every slot against every record, and a sort.
 #include <algorithm>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Draw a benchmark run as SVG pictures: perf-full, perf-phases, perf-updates, perf-lookups.
 
   bench_plots.py RESULTS_DIRECTORY PICTURES_DIRECTORY

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lookups of prefixes and addresses beside those of a bare bit trie that holds the same working list, and the dump.
 #include "bit_trie.h"
 #include "lookup_queries.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the read index gives to lookups, and what it costs: building it, its memory, and dropping it with every update.
 #include "lookup_queries.h"
 #include "tcamv6_read_index.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a table: what every command of the tool begins with.
 
 #include "bench_clock.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Print the tables of a benchmark run: targets, growth with size, phases, updates, peers.
 
   bench_report.py RESULTS_DIRECTORY [--into FILE]

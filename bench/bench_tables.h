@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bench_tables.h - the tables that are measured, and what is asked of them.
 #ifndef BENCH_TABLES_H
 #define BENCH_TABLES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bit_trie.h - the floors: what no compression of a table can do without.
 //
 // touch floor   take as many 56-byte elements as an operation takes, and write each once

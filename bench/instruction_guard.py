@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Count the instructions of three fixed workloads under callgrind, and compare them with what is recorded.
 
   instruction_guard.py check  --program P --table T --build TEXT [--recorded FILE]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // library_use.h - the library in a benchmark: one instance, filled and emptied.
 #ifndef LIBRARY_USE_H
 #define LIBRARY_USE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // lookup_queries.h - lookups of a table in a fixed random order, and the clock around them.
 #ifndef LOOKUP_QUERIES_H
 #define LOOKUP_QUERIES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // peer.h - general-purpose tables of IPv6 prefixes, all driven the same way.
 #ifndef PEER_H
 #define PEER_H

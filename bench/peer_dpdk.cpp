@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // DPDK's tables: rte_rib6 (a compressed binary tree), rte_fib6 of type TRIE over one of these, and rte_lpm6 (tables of
 // 2^24 and 2^8 entries).
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // nDPI's patricia tree.
 #include <malloc.h>
 #include <netinet/in.h>

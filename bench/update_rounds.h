@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // update_rounds.h - prefixes that a table takes up and gives back, again and again.
 #ifndef UPDATE_ROUNDS_H
 #define UPDATE_ROUNDS_H

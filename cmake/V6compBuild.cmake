@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # How everything here is compiled and linked: language level, warnings, hardening, instrumentation.
 include(CheckPIESupported)
 check_pie_supported()

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The library, its headers in one folder, and the two ways in which other projects find it.
 include(CMakePackageConfigHelpers)
 

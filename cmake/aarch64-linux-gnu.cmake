@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Cross-compile for 64-bit Arm with Debian's compiler and run the tests under qemu-user:
 #   cmake -B build/aarch64 --toolchain cmake/aarch64-linux-gnu.cmake -DV6COMP_BUILD_TOOL=OFF -DCMAKE_PREFIX_PATH=<GTest>
 set(CMAKE_SYSTEM_NAME Linux)

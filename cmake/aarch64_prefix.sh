@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # What the tests need besides the library, for aarch64: aarch64_prefix.sh DIRECTORY
 # GoogleTest is built from Debian's sources; fmt and nlohmann-json are used as the headers that they are.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A table and operations on it from bytes: batches as written and safe, refused memory, resets, queries, dumps. The
 // first byte says whether memory may be refused, and whether a lookup may be one of many. Unless memory is refused,
 // everything is done twice, on other instances, and must give the same bytes and leave the same contents. Every step of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Heap, lists and n-ary trees against vectors.
 #include <algorithm>
 #include <vector>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A table from bytes, compressed in full on two instances: the same bytes twice, containment, sound structures,
 // no memory lost. Tables that do not fit are refused with 75 or 14.
 #include "checked_library.h"

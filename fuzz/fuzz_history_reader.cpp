@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The history reader on any bytes: it ends, faults and batches exclude one another, no batch exceeds what a request
 // takes, and what it read reads the same again.
 #include "fuzz_target.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The path-compressed view of any set of prefixes, against a twin that folds strings.
 #include "fuzz_target.h"
 #include "pcmpr_twin.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The update list's operations on any region and any records, against the plain scan of every slot and record.
 #include <cstring>
 #include <memory>

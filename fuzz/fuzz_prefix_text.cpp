@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses, prefixes and weights as text, against the C library's own reading of them.
 #include <arpa/inet.h>
 

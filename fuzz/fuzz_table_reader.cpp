@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table reader on any bytes: it ends, faults and rows exclude one another, and what it read reads the same again.
 #include "fuzz_target.h"
 #include "prefix_text.h"

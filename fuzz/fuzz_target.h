@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fuzz_target.h - what every fuzz target shares: a finding ends the process with a message.
 #ifndef FUZZ_TARGET_H
 #define FUZZ_TARGET_H

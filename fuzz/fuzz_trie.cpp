@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Operations of the binary prefix trie, side by side with the set of paths that is its slow twin.
 #include "fuzz_target.h"
 #include "trie_twin.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Make the seed corpora from the example tables and histories: make_corpus.py [repository]
 
 Small cuts of real tables in the encodings of the fuzz targets, and a few shapes by hand. The same in every run.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // replay_main.cpp - run a fuzz target without a fuzz engine.
 //   replay_X [--mutations N] PATH...   every file, every file of every folder, and N small changes of them
 //   replay_X < FILE                    one input from standard input (AFL++)

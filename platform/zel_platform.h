@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* zel_platform.h - the services that the library asks of its host.
  *
  * The library allocates, prints and reads its environment through these calls and no others. The

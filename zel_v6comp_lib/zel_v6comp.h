@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* zel_v6comp.h - compression of IPv6 prefix tables for narrow TCAM entries. The one header a host includes.
  *
  * Life of a table:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "zel_v6comp_dbg.h"
 
 #include <stdarg.h>

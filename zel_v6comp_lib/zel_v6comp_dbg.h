@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* zel_v6comp_dbg.h - setters of the debug words. */
 #ifndef ZEL_V6COMP_DBG_H
 #define ZEL_V6COMP_DBG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zel_v6comp_dump.cpp - an instance's table as a sorted, printed update list.
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zel_v6comp_global.cpp - the global block, its instances, the version.
 #include <string.h>
 

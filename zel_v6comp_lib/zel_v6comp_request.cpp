@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zel_v6comp_request.cpp - one request: check it, build its working list, compress in full or apply it as a batch.
 #include <string.h>
 

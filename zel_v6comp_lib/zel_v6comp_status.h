@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zel_v6comp_status.h - the request layer's status of an engine's result.
 #ifndef ZEL_V6COMP_STATUS_H
 #define ZEL_V6COMP_STATUS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The order of the writes:
  *
  *   1. inserts, more specific prefixes first     an address gets its new result as soon as the prefix is there

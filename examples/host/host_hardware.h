@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* host_hardware.h - a model of the first-stage table in hardware, and the list that keeps it up to date.
  *
  * The hardware has a slot per prefix: key, length, result. Of the slots that match an address the one with the longest

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* host_table.h - the host's own table of prefixes, and the files that it is read from. */
 #ifndef HOST_TABLE_H
 #define HOST_TABLE_H

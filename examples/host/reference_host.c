@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* reference_host.c - a host, from the first table to the last batch: reference_host TABLE HISTORY
  *
  * It owns a table, has it compressed, and keeps a first-stage table in (model) hardware equal to it: prefix ->

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The smallest host: compress two prefixes, ask what became of one. */
 #include <stdio.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rest of what the stand-alone host provides: environment, memory fill, error texts, debug switch.
 #include <cstdlib>
 #include <cstring>

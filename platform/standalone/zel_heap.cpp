@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The heap of the stand-alone host. The allocation tags serve hosts that account for memory by user; here
 // they are not kept.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages of the stand-alone host: all of them go to standard error, so that standard output stays free
 // for a program's data.
 #include <cstdarg>

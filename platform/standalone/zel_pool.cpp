@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pools of the stand-alone host.
 //
 // A pool is one reservation of address space: a header, then the elements side by side. The system gives

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zel_standalone.h - what the files of the stand-alone host share.
 //
 // Every definition here is weak and visible, and the library's own calls of it go through the dynamic

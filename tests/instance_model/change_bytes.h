@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // change_bytes.h - requests read from bytes, for fuzzers and for replaying what they found.
 //
 //   record   control [long: length, 16 address bytes] [short: length, base, kept bits, 3 bytes]

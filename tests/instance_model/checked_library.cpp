@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "checked_library.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // checked_library.h - the library beside a simple model of it, compared after every step.
 //
 // The model of an instance is a map of prefixes to counters and one of prefixes to handles. Every step returns "" or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // counter_model.h - which prefixes an instance stores after a request, worked out on a std::map.
 //
 // Only sets and counters, none of the trees: each record of the working list adds to, or takes from, the two counters

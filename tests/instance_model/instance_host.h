@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // instance_host.h - the library under the observed host of the tests, driven by values.
 #ifndef INSTANCE_HOST_H
 #define INSTANCE_HOST_H

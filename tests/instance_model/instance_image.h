@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // instance_image.h - what an instance stores: as text to compare, and checked link by link.
 #ifndef INSTANCE_IMAGE_H
 #define INSTANCE_IMAGE_H

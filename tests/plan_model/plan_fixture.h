@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // plan_fixture.h - tables for plans, written as text or made at random.
 #ifndef PLAN_FIXTURE_H
 #define PLAN_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Plans driven through the model: nothing gets a third answer where slots allow it, and the model would notice.
 #include "plan_fixture.h"
 

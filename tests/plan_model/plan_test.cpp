@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Plans: order of the steps, slots, moves, counts.
 #include "plan_fixture.h"
 

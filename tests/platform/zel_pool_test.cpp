@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pools of the stand-alone host: order, limit, reuse, lazy memory.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Heap, messages, environment and debug switch of the stand-alone host.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // incr_fixture.h - an instance, batches written as text, and a look at the structures behind it.
 //
 // Batches: "+2001:db8::/32 -2001:db8:1::/48*3 +::/8*2@2" - add, delete three, add two that are anchors' (anchor_ref 2).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // slow_plan.h - the update list's operations, written once more the plain way: every slot against every record,
 // every bit on its own. Results must be the library's, byte for byte.
 #ifndef SLOW_PLAN_H

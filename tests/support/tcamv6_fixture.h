@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_fixture.h - fresh pools and one instance for each test of the engine, and trees built by hand.
 #ifndef TCAMV6_FIXTURE_H
 #define TCAMV6_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // test_host.h - a host for tests: every platform call, observed and refusable.
 //
 // Linking this file in replaces the stand-alone host. Messages are kept instead of printed; heap blocks and

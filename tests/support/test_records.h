@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // test_records.h - prefix records and keys written as text, and log lines that can be compared.
 #ifndef TEST_RECORDS_H
 #define TEST_RECORDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pcmpr_fixture.h - a trie of prefixes and its path-compressed view for each test.
 #ifndef PCMPR_FIXTURE_H
 #define PCMPR_FIXTURE_H

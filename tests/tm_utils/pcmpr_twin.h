@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pcmpr_twin.h - a slow twin of the path-compressed trie: edges are strings of '0' and '1'.
 //
 // It folds the real binary trie by the rules of generation, each rule in its own step, and follows keys

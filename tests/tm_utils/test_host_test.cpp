@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The other tests rely on what the test host notices; here it is made to notice each of its cases.
 #include "../support/test_host.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sorting by precomputed keys, beside std::stable_sort.
 #include "tm_keyed_sort.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tm_n_ary_tree.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading the path-compressed trie: lookup, edge counts, directions; and hanging a path into another trie.
 #include "pcmpr_fixture.h"
 #include "tm_trie_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nodes of the path-compressed trie and its generation.
 #include "tm_pcmpr_trie_internal.h"
 

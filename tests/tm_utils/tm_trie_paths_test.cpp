@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two operations that shape compressed tries: keys from shape, and growing new paths.
 #include <memory>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nodes, insertion, lookup, search by tag and release.
 #include "tm_trie_internal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Walks along keys, and what is cut by them: traces, ancestors, trailing paths.
 #include "trie_fixture.h"
 

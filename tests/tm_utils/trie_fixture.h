@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // trie_fixture.h - a trie of its own for each test.
 #ifndef TRIE_FIXTURE_H
 #define TRIE_FIXTURE_H

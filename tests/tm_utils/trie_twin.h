@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // trie_twin.h - a slow, obvious twin of the binary trie: the set of paths that have a node.
 //
 // A node is named by its path, a string of '0' and '1'; its parent's name is one character shorter. Nothing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // utils_fixture.h - fresh pools for each test of the utility layer, and keys written as text.
 #ifndef UTILS_FIXTURE_H
 #define UTILS_FIXTURE_H

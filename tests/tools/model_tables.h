@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // model_tables.h - random prefixes and compressed tables that are right by construction.
 #ifndef MODEL_TABLES_H
 #define MODEL_TABLES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An instance's table as a sorted, printed update list.
 #include "zel_v6comp_fixture.h"
 

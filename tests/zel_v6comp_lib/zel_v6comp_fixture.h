@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // zel_v6comp_fixture.h - the whole library, initialised anew for each test, and requests as a host makes them.
 #ifndef ZEL_V6COMP_FIXTURE_H
 #define ZEL_V6COMP_FIXTURE_H

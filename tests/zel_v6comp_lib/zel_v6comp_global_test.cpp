@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The global block, its grid of instances, starting anew.
 #include "zel_v6comp_fixture.h"
 

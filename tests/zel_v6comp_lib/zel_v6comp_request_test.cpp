@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests: refusals in their order, results in theirs, what a failure leaves, instances apart from one another.
 #include "zel_v6comp_fixture.h"
 

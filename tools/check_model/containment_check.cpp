@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The property speaks of all pairs; there are billions of them in a large table. It is decided here from two forests:
 // that of the originals and that of the codes, both ordered by containment.
 //

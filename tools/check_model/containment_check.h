@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // containment_check.h - is a compressed table right?
 #ifndef CONTAINMENT_CHECK_H
 #define CONTAINMENT_CHECK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // prefix_forest.h - prefixes arranged by containment, and longest match over them.
 //
 // Sorted by address, then length, prefixes stand in the preorder of their containment forest: each prefix is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "stored_counts.h"
 
 #include "stored_prefixes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // stored_counts.h - what the library stores while batches come: every prefix with its two counters.
 //
 // The records of a batch are given in the order in which the library applies them, anchors included. Which case a

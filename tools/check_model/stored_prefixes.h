@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // stored_prefixes.h - what the library stores for a table: its prefixes, their anchors, and /0.
 #ifndef STORED_PREFIXES_H
 #define STORED_PREFIXES_H

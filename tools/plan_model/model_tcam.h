@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // model_tcam.h - a TCAM: slots with key, mask and result; the first slot that matches wins.
 #ifndef MODEL_TCAM_H
 #define MODEL_TCAM_H

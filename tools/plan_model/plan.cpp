@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plan: the tasks of both tables in a safe order (plan_union.cpp), each given a slot when its turn comes
 // (plan_slots.cpp). With no slot free, the next remove is done before its time: addresses inside it may be answered
 // by a shorter prefix for a while, and the plan says so.

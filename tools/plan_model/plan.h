@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // plan.h - from one first-stage table in hardware to another, one slot write at a time.
 //
 // The first stage is a TCAM with one slot per stored prefix; its result is the prefix's compressed address. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plan, driven through a model TCAM.
 //
 // The edges of all prefixes of both tables cut the address space into intervals; every interval begins at the first

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // plan_simulation.h - drive a plan through a model TCAM and look for answers that nobody ordered.
 #ifndef PLAN_SIMULATION_H
 #define PLAN_SIMULATION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Room for one more entry.
 //
 // An entry must stand behind all its descendants and ahead of all its ancestors; entries that do not overlap do not

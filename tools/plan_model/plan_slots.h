@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // plan_slots.h - which node stands in which slot, and how to make room for one more.
 #ifndef PLAN_SLOTS_H
 #define PLAN_SLOTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of a plan's tasks.
 //
 // All prefixes of both tables form one containment forest. Each of its nodes has a task: insert, update, remove, or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // plan_union.h - what has to be done for each prefix of two tables, and in what order.
 #ifndef PLAN_UNION_H
 #define PLAN_UNION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // history_reader.h - how a table changes: batches of additions and deletions.
 //
 // A change is `+prefix/length [weight]` or `-prefix/length [weight]` on a line of its own; a line `---` ends a batch,

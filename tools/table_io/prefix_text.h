@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // prefix_text.h - addresses, prefixes and weights as people write them.
 #ifndef PREFIX_TEXT_H
 #define PREFIX_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // prefix_value.h - addresses and prefixes as plain values.
 #ifndef PREFIX_VALUE_H
 #define PREFIX_VALUE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // table_reader.h - tables of prefixes, one `prefix/length [weight]` a line.
 //
 // `#` begins a comment, blank lines are skipped, CRLF is as good as LF. A table is taken whole or not at all: any

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shortest first takes a request per length. The anchors of a new prefix (its cuts at 32, 48, 64 and 96 bits) would
 // still come after it, being shorter records of the same request; so those that are new are sent ahead, as records of
 // weight 0: such a record stands for an anchor and holds nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // batch_policy.h - in which requests a batch of changes is sent to the library.
 //
 // The library applies the records of one request longest prefix first. A new prefix then often comes after new ones

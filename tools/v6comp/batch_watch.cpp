@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A record is printed as "%s", 16 address bytes, " / %d" and often " %s"; its parts are taken from the arguments
 // themselves, since to print thousands of records only to read them again would show in the times of batches.
 #include "batch_watch.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // batch_watch.h - where in a batch the library was when it gave up.
 //
 // Results say that a batch was refused, not by which record: a batch also holds the anchors that the library adds, and

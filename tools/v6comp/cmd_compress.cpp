@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp compress: what each prefix of a table became, or figures of the whole.
 #include <fmt/core.h>
 

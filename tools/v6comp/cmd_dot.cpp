@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp dot: pictures of a small table, as text for Graphviz.
 //
 // Drawn from what the library answers, not from its insides: tries appear folded, with a node for each stored prefix

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp dump: the table as the library walks it.
 #include <fmt/core.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp lookup: what a prefix became, and which prefix an address belongs to.
 //
 // The library also stores anchors (prefixes cut to /32, /48, /64 and /96) and ::/0. An address that only an anchor

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp plan: the writes that turn the hardware from one table into another, or along a history.
 #include <fmt/core.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp update: keep a table up to date, batch by batch, and say what became of each.
 #include <fmt/core.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp verify: is the compressed table right? Decided without the library's help.
 #include <fmt/core.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each prefix with others inside shares out its addresses among those next inside it and the rest that it keeps. The
 // two parts that need the fewest bits are joined into one that needs a bit more than the larger, until one is left.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // code_bits.h - how many bits the compressed prefixes of a table need.
 #ifndef CODE_BITS_H
 #define CODE_BITS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hardware_list.h - the library's update list, kept for a first-stage table.
 //
 // The list compares the last, partial byte of a prefix by its low bits, and of a compressed address only the first 7

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // instance_check.h - does the library hold what it should? Decided without the library's help.
 #ifndef INSTANCE_CHECK_H
 #define INSTANCE_CHECK_H

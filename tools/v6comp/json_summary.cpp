@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "json_summary.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // json_summary.h - figures of a whole, for programs.
 //
 // json_summary.cpp alone includes the JSON library, whose header takes seconds to compile.

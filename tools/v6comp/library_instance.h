@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // library_instance.h - the running library, and one table instance of it: requests and questions.
 #ifndef LIBRARY_INSTANCE_H
 #define LIBRARY_INSTANCE_H

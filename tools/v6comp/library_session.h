@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // library_session.h - one table in the library: compressed, and ready for questions.
 #ifndef LIBRARY_SESSION_H
 #define LIBRARY_SESSION_H

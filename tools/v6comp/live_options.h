@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // live_options.h - what the commands that apply histories take.
 #ifndef LIVE_OPTIONS_H
 #define LIVE_OPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // live_table.h - a table in the library that is kept up to date by batches.
 //
 // It knows the table as its owner wants it, sends batches to the library by a policy, and when one is refused says

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // v6comp - IPv6 prefix tables for narrow TCAMs, from the command line.
 //
 // Data goes to standard output, talk to standard error. Exit: 0 good, 1 no, 2 usage or bad input.

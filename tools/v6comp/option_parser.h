@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // option_parser.h - what commands ask of the option parser.
 //
 // The parser's own header takes seconds to compile wherever it is included, so option_parser.cpp alone does. Every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // output_format.h - records on standard output, in the formats that people and programs read.
 //
 // A command names its columns once and appends rows; text, json, ndjson and csv come out of the same calls.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's statistics tell what is in use now, not the most that ever was. A host may define the pool calls
 // itself; this one defines them to count, and passes each call on to the definition that it hides.
 #include "pool_counters.h"

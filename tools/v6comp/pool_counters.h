@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pool_counters.h - how full the library's pools were at their fullest.
 #ifndef POOL_COUNTERS_H
 #define POOL_COUNTERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Of D distinct stored prefixes, I of them with others inside:
 //
 //   ancestor tree   a node and a data record for each prefix, and for the rest that each of the I keeps: D + I

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pool_sizing.h - how many pool elements a table can need.
 #ifndef POOL_SIZING_H
 #define POOL_SIZING_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's calls do not return before their work is done, so the note is written from a timer signal: it
 // touches nothing but its own few words and calls nothing but write.
 #include "progress_note.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // progress_note.h - a sign of life for work that takes longer than a second.
 #ifndef PROGRESS_NOTE_H
 #define PROGRESS_NOTE_H

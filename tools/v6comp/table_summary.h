@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // table_summary.h - figures of a compressed table.
 #ifndef TABLE_SUMMARY_H
 #define TABLE_SUMMARY_H

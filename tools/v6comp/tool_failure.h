@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tool_failure.h - how a command gives up.
 #ifndef TOOL_FAILURE_H
 #define TOOL_FAILURE_H

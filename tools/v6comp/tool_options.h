@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tool_options.h - what all commands take, and how a command announces itself.
 #ifndef TOOL_OPTIONS_H
 #define TOOL_OPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // update_figures.h - what came of a history: per batch, per refusal, and in total.
 #ifndef UPDATE_FIGURES_H
 #define UPDATE_FIGURES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_api.h - how an exported declaration is marked.
  *
  * Every object of the library is compiled with hidden visibility; what carries TM_API is exported, with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_array.h - insertion into sorted arrays. */
 #ifndef TM_ARRAY_H
 #define TM_ARRAY_H

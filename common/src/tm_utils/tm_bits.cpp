@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tm_bits.h"
 
 uint32_t tm_util_bit_cnt_1(uint32_t word) { return static_cast<uint32_t>(__builtin_popcount(word)); }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_bits.h - bit counts of words. */
 #ifndef TM_BITS_H
 #define TM_BITS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_chunk.cpp - the typed layer over the platform's pools: counting, handles, abandoned elements.
 #include "tm_chunk.h"
 

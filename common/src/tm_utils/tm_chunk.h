@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_chunk.h - typed pools of equal-sized elements.
  *
  * Every tree node and data record of the library is an element of one of five pools, created once by

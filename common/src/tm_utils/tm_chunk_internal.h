@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_chunk_internal.h - what the library itself does with pools: typed access, abandoned elements.
 #ifndef TM_CHUNK_INTERNAL_H
 #define TM_CHUNK_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tm_debug.h"
 
 // The host's words stand in memory in the order of their definition, which g++ reverses when it optimises.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_debug.h - the debug words of the library and the shape of a log line.
  *
  * Every message is printed with one zel_buginf call, followed by a second call that ends the line. It is

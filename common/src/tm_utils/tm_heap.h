@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_heap.h - binary min-heap on a signed key, in the caller's array.
  *
  * Element i has the children 2i + 1 and 2i + 2. The order in which equal keys leave the heap decides

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_journal.cpp - three logs in one block of memory: words changed, elements taken, elements given back.
 //
 // Words are kept with their old contents in the order of the edits and put back in reverse, so a word may be

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_journal.h - exact rollback of the stored structures.
 //
 // While a journal is open, every change of a stored element goes through tm_edit, every element taken from

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tm_key.h"
 
 bool tm_key_equal_bits(const uint8_t *a, const uint8_t *b, uint32_t n) {

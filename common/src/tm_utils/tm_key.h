@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_key.h - the bits of 16-byte keys.
 #ifndef TM_KEY_H
 #define TM_KEY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_keyed_sort.cpp - tables mostly come sorted, and what is derived from them record by record is sorted as well: a
 // few runs are merged. What lies in more of them is sorted by bytes, least significant first; every pass is stable, so
 // the last one decides.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_keyed_sort.h - sorting large arrays by precomputed keys instead of comparator calls.
 #ifndef TM_KEYED_SORT_H
 #define TM_KEYED_SORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_list.h - singly linked list of 64-bit words.
  *
  * A list is named by the address of its head pointer; an empty list is a null head. Cells come from the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_memory.h - releasing heap memory that may never have been had.
 #ifndef TM_MEMORY_H
 #define TM_MEMORY_H

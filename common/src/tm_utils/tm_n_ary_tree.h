@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_n_ary_tree.h - tree nodes with any number of children, in the pool TM_V6_ANC_TREE.
  *
  * A node's children are the chain that starts at `child` and follows `sibling`; there is no parent link.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_pcmpr_trie.cpp - folding a binary trie into edges, and reading edge counts and directions from it.
 //
 // A stop node is one that holds a prefix or has both children; an edge runs from stop node to stop node and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_pcmpr_trie.h - path-compressed view of a binary prefix trie.
  *
  * Every chain of nodes that neither branch nor hold a prefix is folded into one edge that carries its bits.

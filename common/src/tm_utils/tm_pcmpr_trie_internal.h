@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_pcmpr_trie_internal.h - nodes of path-compressed tries, for the library itself.
 #ifndef TM_PCMPR_TRIE_INTERNAL_H
 #define TM_PCMPR_TRIE_INTERNAL_H

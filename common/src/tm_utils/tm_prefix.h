@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_prefix.h - the records of prefixes and results, and their orders. */
 #ifndef TM_PREFIX_H
 #define TM_PREFIX_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_prefix_internal.h - tags, anchors and the compare core of prefix records.
 #ifndef TM_PREFIX_INTERNAL_H
 #define TM_PREFIX_INTERNAL_H

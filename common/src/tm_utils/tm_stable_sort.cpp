@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_stable_sort.cpp - a merge sort that is stable with and without scratch memory.
 #include "tm_stable_sort.h"
 

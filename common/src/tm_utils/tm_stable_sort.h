@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_stable_sort.h - a stable sort for the qsort shape.
 #ifndef TM_STABLE_SORT_H
 #define TM_STABLE_SORT_H

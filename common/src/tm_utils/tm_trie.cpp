@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_trie.cpp - binary prefix trie: nodes, insertion, lookup, paths and their release.
 #include "tm_trie.h"
 

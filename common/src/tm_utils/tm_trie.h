@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_trie.h - binary prefix trie: the structure of every bit-level tree of the library.
  *
  * A node at depth d holds the prefix of length d that leads to it; a 0 bit goes left, a 1 bit right. Nodes

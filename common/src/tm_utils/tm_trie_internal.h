@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_trie_internal.h - links and growing paths of tries, for the library itself.
 #ifndef TM_TRIE_INTERNAL_H
 #define TM_TRIE_INTERNAL_H

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """The library needs the C library only, has its SONAME, and is hardened: full RELRO, no executable stack."""
 import argparse
 import re

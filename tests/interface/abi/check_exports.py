@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """The names that the built library exports, the version script and the headers' declarations are the same set.
 
 Also: the platform calls are weak and all else is strong, and every name carries the version node."""

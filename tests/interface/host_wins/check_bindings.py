@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """The dynamic linker binds each platform call of the library to the host program that defines it.
 
 The given library is loaded ahead of others, so it need not be the one that the host was linked with."""

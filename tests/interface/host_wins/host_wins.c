@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* host_wins.c - a host that provides every platform call itself and counts what lands in it.
  *
  * The shared library ships definitions of the same names. Linked like any other library, it must use the

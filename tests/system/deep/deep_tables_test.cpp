@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The deepest and the widest tables: one path of every length, all full-length, as many siblings as a request holds.
 #include "instance_host.h"
 #include "instance_image.h"

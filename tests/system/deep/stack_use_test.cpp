@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stack of the deepest walks, measured: the library runs on a painted stack of a thread of its own.
 #include <pthread.h>
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Batches of every case, as written and safe, each of their allocations refused once; then their undo and rollback.
 #include "fault_sweep.h"
 

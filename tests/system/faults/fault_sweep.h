@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fault_sweep.h - one run for every allocation that can be refused.
 //
 //   for k = 1, 2, ...   prepare, refuse the k-th allocation of the kind, run, check; until nothing was refused

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A full compression, each of its allocations refused once.
 #include "fault_sweep.h"
 #include "tcamv6_state_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Start-up with too little memory: the block refused, each pool refused.
 #include "fault_sweep.h"
 #include "tcamv6_state_internal.h"

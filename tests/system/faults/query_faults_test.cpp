@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A dump, a plan and many lookups, each of their allocations refused once. Handles and a few lookups take no memory.
 #include <cstring>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every count of the call that takes one: none, one, the slots of a list and one more, the records of a request and one
 // more. Counts of two to the 31 and beyond have no records to go with them: where a count is signed they are below 0,
 // elsewhere hostile_requests_test, hostile_plan_test and hostile_utils_test ask with them and with null.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hostile_fixture.h - a stored table, and a check that a refused call left all of it alone.
 #ifndef HOSTILE_FIXTURE_H
 #define HOSTILE_FIXTURE_H

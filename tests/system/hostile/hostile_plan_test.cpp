@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Update lists with counts, lengths and ranges that no plan has; a page that nobody may touch stands behind each.
 #include <sys/mman.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Queries and engine calls: each pointer null in turn, lengths that no prefix has, states that nobody filled.
 #include <memory>
 

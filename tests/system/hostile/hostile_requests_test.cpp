@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that no careful host would make.
 #include "hostile_fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lists, heaps, trees, tries and pools: each pointer null in turn.
 #include "hostile_fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many bits the compressed prefixes of a table need, beside what the library says and what the tightest codes
 // would need.
 #include "code_bits.h"

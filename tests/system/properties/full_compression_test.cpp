@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a full compression promises, for any table: containment kept, all codes different, every address at its
 // longest match, the request, the lookups and the dump of one mind.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What batches promise as written: an accepted one stores exactly what the counting says and moves nothing else; the
 // prefixes of the table stay apart from what was deleted.
 #include <gtest/gtest.h>

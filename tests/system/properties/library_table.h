@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // library_table.h - a table in the library, through its public interface.
 #ifndef LIBRARY_TABLE_H
 #define LIBRARY_TABLE_H

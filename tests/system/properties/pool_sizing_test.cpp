@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pools that the tool makes for a table are large enough for it, and what it calls the least is no more than
 // what the table takes.
 #include "pool_sizing.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // random_batches.h - crowded tables in a few bits of address space, and batches that change them.
 #ifndef RANDOM_BATCHES_H
 #define RANDOM_BATCHES_H

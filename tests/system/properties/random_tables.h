@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // random_tables.h - tables of every shape that strains the compression.
 #ifndef RANDOM_TABLES_H
 #define RANDOM_TABLES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // With safe updates on, whatever the batches: a table that compresses rightly stays right, a refused batch leaves no
 // trace, deletes take their own share only, and no stored key moves.
 #include <gtest/gtest.h>

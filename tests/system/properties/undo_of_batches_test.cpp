@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the undo of a refused batch restores as written, by replaying it backwards, and what it does not.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // updated_table.h - a table of the library under batches of changes, and what must be stored after each.
 #ifndef UPDATED_TABLE_H
 #define UPDATED_TABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // updated_table_fixture.h - a random table in the library, and the counting that follows it.
 #ifndef UPDATED_TABLE_FIXTURE_H
 #define UPDATED_TABLE_FIXTURE_H

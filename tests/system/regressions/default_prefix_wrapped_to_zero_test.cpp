@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sum of ::/0 wraps to 0 modulo 2^16; then nothing is taken from it. Found by the fuzzer: ::/0 is never removed,
 // but the number of prefixes goes down as if it had been. The structures stay sound, a batch that does not fit that
 // number any more is refused, and a reset mends it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A state that a reset kept answers -22 to everything until it is cleared. Releasing its extra operations answered 0.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // soak - random updates over all eight instances, everything checked every thousand of them.
 //   soak [UPDATES [SEED [ELEMENTS]]]      1,000,000 and 1 when left out
 //

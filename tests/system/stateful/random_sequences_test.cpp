@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random sequences of everything that a host can call, on the eight instances that share the pools, beside a model of
 // prefixes, counters and handles. A sequence that fails is shrunk; keep it as a case of tests/regressions.
 #include <rapidcheck.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tcamv6_incr_add.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exact rollback of batches: every byte that an instance can reach is the same before and after a refusal, wherever and
 // for whatever reason the batch was refused.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the undo of a refused batch restores as written, and what it does not: each case is one that a host can meet.
 #include "incr_fixture.h"
 

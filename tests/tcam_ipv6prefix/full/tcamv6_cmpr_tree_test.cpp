@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Costing and building the compressed trie.
 #include "tcamv6_cmpr_tree.h"
 

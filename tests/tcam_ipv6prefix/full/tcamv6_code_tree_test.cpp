@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The min-max code tree over one node's children.
 #include "tcamv6_code_tree.h"
 

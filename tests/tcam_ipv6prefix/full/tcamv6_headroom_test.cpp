@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sharing the bits under a limit, on path-compressed tries built by hand: every P, L and w as wanted.
 #include "tcamv6_headroom.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The full compression of one table: its phases, what each failure says, and what it leaves.
 #include <random>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Depth limits of compressed nodes, and the chains that push them down, on tries built by hand.
 #include "tcamv6_sparse.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The working list of a request: anchors, the default prefix, tags, order.
 #include <random>
 

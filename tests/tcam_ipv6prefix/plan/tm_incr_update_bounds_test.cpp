@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nothing outside the region: full lists, counts and indexes that overflow, lengths beyond 128, null pointers.
 // The list stands alone on the heap, so that the address sanitizer sees the first byte beyond it.
 #include "tcamv6_state.h"

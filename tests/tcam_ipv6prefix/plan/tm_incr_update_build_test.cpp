@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The build of a plan: what becomes Delete, Update and Insert, and what the check before it does.
 #include <chrono>
 #include <numeric>

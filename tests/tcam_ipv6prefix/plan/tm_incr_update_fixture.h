@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_incr_update_fixture.h - an update list and a table to plan for.
 #ifndef TM_INCR_UPDATE_FIXTURE_H
 #define TM_INCR_UPDATE_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a host does with a plan: find a run, confirm it, reorder, print.
 #include "tm_incr_update_fixture.h"
 

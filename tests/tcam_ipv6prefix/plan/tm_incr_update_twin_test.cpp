@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Small random lists against the plain twin: byte for byte the same, with and without scratch memory.
 #include "slow_plan.h"
 #include "tm_incr_update_fixture.h"

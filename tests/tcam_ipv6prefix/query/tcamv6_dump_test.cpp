@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole table, row by row.
 #include "tcamv6_dump_internal.h"
 

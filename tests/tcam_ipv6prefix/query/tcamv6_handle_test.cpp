@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host's value per prefix.
 #include "tcamv6_handle.h"
 

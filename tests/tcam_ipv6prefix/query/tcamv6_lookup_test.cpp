@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a stored prefix or an address became.
 #include "tcamv6_lookup.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // read_index_fixture.h - one instance asked through its tries and through its read index, answers compared byte by
 // byte.
 #ifndef READ_INDEX_FIXTURE_H

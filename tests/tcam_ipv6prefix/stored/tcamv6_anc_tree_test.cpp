@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The containment tree: who is whose parent, dummies, heights, the made-up root.
 #include "tcamv6_fixture.h"
 

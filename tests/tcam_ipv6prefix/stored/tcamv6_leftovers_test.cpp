@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What failed work leaves behind: counted as allocated until the next request or reset, and then given back.
 #include "tcamv6_leftovers.h"
 

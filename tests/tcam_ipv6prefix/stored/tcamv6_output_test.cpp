@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From trie nodes to result records.
 #include "tcamv6_output.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The read index over tries of every shape: what it finds is what the trie finds, and it stays small.
 #include "read_index_fixture.h"
 #include "tcamv6_read_index_find.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When the answers of lookups come from the read index, and that nobody can tell.
 #include "tcamv6_read_index.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Releasing what an instance holds, with and without its record.
 #include "tcamv6_dump.h"
 #include "tcamv6_extra_ops.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Initialising an instance, and asking whether it has been compressed.
 #include "tcamv6_fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_extra_ops.h - operations on prefixes other than those of the batch that caused them. */
 #ifndef TCAMV6_EXTRA_OPS_H
 #define TCAMV6_EXTRA_OPS_H

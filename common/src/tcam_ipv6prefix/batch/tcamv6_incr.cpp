@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr.cpp - a batch, record by record, and what happens when one of them cannot be applied.
 //
 // As written, a failed batch is undone by a batch of the opposite operations, which can fail in its turn and is then

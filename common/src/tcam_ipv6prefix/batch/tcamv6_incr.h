@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_incr.h - batches of additions and deletions on a compressed table. */
 #ifndef TCAMV6_INCR_H
 #define TCAMV6_INCR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr_add.cpp - where a new prefix falls decides how it is added:
 //
 //   case a   its node is stored, or was: only counters and marks change

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr_add.h - putting one new prefix into the stored structures.
 #ifndef TCAMV6_INCR_ADD_H
 #define TCAMV6_INCR_ADD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr_del.h - taking a reference off a stored prefix, and the prefix out of the structures with its last one.
 #ifndef TCAMV6_INCR_DEL_H
 #define TCAMV6_INCR_DEL_H

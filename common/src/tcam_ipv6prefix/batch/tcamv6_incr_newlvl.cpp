@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr_newlvl.cpp - a new level of the ancestor tree.
 //
 //        P                     P

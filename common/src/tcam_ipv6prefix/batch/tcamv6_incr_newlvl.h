@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr_newlvl.h - adding a prefix between an enclosing prefix and some of its longer ones.
 #ifndef TCAMV6_INCR_NEWLVL_H
 #define TCAMV6_INCR_NEWLVL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_safe.h - safe updates: the switch, and the rules that it adds to batches.
 //
 // Off, batches run as written: a new level can get a key that covers what it does not contain, the undo of a batch

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_cmpr_tree.cpp - from the nesting of prefixes to the trie of their codes.
 //
 // Every node of the ancestor tree gets a node of the compressed trie, and the path to it is the prefix's code. Since

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_cmpr_tree.h - the compressed trie: what it costs, and building it.
 #ifndef TCAMV6_CMPR_TREE_H
 #define TCAMV6_CMPR_TREE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_code_tree.cpp - the tight code of one prefix's children, and the bits that it costs.
 //
 // Each child i of a prefix needs w(i) bits for what lies below it (its `cost`; a leaf or a dummy needs none). The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_code_tree.h - codes for the children of one ancestor-tree node.
 #ifndef TCAMV6_CODE_TREE_H
 #define TCAMV6_CODE_TREE_H

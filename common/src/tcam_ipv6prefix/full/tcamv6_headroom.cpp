@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_headroom.cpp - sharing the spare bits out, so that prefixes of the future find a place.
 //
 // The tight code of the README's table needs 5 bits, and 64 are there. What is spare is handed down the ancestor tree

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_headroom.h - bit limits that keep room for later updates.
 #ifndef TCAMV6_HEADROOM_H
 #define TCAMV6_HEADROOM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_optimized.cpp - the full compression of one table, phase by phase:
 //
 //   working list -> trie of uncompressed prefixes -> ancestor tree and path-compressed trie, costed -> limits

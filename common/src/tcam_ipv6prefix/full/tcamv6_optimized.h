@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_optimized.h - the full compression of one table. */
 #ifndef TCAMV6_OPTIMIZED_H
 #define TCAMV6_OPTIMIZED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_sparse.cpp - every code is pushed down to its limit, and the room above it is what additions will use.
 //
 // After the build codes are as short as branching allows. A code of 2 bits under a limit of 37 leaves no place between

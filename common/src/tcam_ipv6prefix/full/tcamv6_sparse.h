@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_sparse.h - depth limits of compressed nodes, the chains that push them down to these, and the keys of both.
 #ifndef TCAMV6_SPARSE_H
 #define TCAMV6_SPARSE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_prefix_list.h - the working list of a request: the caller's records, their anchors, tags, order. */
 #ifndef TCAMV6_PREFIX_LIST_H
 #define TCAMV6_PREFIX_LIST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_prefix_list_internal.h - working lists as the library itself makes and reads them.
 #ifndef TCAMV6_PREFIX_LIST_INTERNAL_H
 #define TCAMV6_PREFIX_LIST_INTERNAL_H

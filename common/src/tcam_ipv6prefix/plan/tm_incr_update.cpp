@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a host does with a planned list: find a run to program, confirm it, reorder, print.
 #include "tm_incr_update.h"
 

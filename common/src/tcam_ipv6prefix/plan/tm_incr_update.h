@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tm_incr_update.h - planning of hardware updates.
  *
  * The caller keeps an update list: one slot per hardware entry that is, or is about to be, programmed, with

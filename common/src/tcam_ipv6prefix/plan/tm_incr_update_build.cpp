@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The build of a plan: what the hardware holds, against what a table wants.
 //
 // Each used slot and each record needs one answer from the other side. An index over the records gives it in

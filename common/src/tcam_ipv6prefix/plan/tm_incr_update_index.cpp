@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records of a table, grouped by what tm_cmp_v6_pref sees of them.
 //
 // The comparison looks at the length, the whole bytes, and the LOW (length mod 8) bits of the partial byte. With

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_incr_update_index.h - the records of a table, found by prefix. Internal.
 #ifndef TM_INCR_UPDATE_INDEX_H
 #define TM_INCR_UPDATE_INDEX_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of an update list: used slots first, longer prefixes first, prefixes of one length by their bits.
 //
 // Hosts compare lists byte for byte, so every sort here has the result of a stable sort with the comparator of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tm_incr_update_order.h - the order of an update list's slots. Internal.
 #ifndef TM_INCR_UPDATE_ORDER_H
 #define TM_INCR_UPDATE_ORDER_H

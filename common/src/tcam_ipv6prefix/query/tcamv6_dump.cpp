@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_dump.cpp - the post-order walk of the ancestor tree that yields the table's rows.
 #include "tcamv6_dump.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_dump.h - the whole table of an instance, row by row. */
 #ifndef TCAMV6_DUMP_H
 #define TCAMV6_DUMP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_dump_internal.h - the walk behind dumps.
 #ifndef TCAMV6_DUMP_INTERNAL_H
 #define TCAMV6_DUMP_INTERNAL_H

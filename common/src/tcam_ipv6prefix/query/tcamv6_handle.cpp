@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tcamv6_handle.h"
 
 #include "tcamv6_state_internal.h"

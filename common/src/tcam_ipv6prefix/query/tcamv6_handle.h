@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_handle.h - one 32-bit value of the caller's per stored prefix. */
 #ifndef TCAMV6_HANDLE_H
 #define TCAMV6_HANDLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_lookup.h - what a prefix became, and which prefix covers an address. */
 #ifndef TCAMV6_LOOKUP_H
 #define TCAMV6_LOOKUP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_anc_tree.cpp - which prefix lies in which.
 //
 // The compressed prefix of P is the compressed prefix of the prefix around it, and some bits more. So the first thing

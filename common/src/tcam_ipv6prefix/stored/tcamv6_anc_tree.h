@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_anc_tree.h - the containment tree of the prefixes of one instance.
 //
 // One node per prefix; the parent is the nearest shorter prefix that contains it. A prefix that has longer

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_cmpr_path.h - growing and releasing paths of the compressed trie between batches.
 //
 // A compressed node is owned as often as ancestor-tree nodes of the tree name it as theirs, dummies included. Two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_leftovers.h - what failed work leaves behind, and giving it back.
 //
 // A full compression or an addition that fails leaves its elements allocated, statistics included, when it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_output.h - from trie nodes to result records.
 #ifndef TCAMV6_OUTPUT_H
 #define TCAMV6_OUTPUT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_read_index.cpp - when an instance has a read index.
 #include "tcamv6_read_index.h"
 

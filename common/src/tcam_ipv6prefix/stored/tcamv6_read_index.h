@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_read_index.h - answers of the two lookups, found in a few steps beside the tries.
 //
 // The trie of uncompressed prefixes costs a lookup a step per bit. The index has a step per byte and skips bytes that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_read_index_build.cpp - filling a read index from the trie of uncompressed prefixes.
 //
 // One walk of the trie lists the stored prefixes in the order of their bits; one pass over the list lays out the nodes.

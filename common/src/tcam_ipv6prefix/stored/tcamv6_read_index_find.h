@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_read_index_find.h - finding prefixes in a live read index. All of it is inline: a call counts here.
 #ifndef TCAMV6_READ_INDEX_FIND_H
 #define TCAMV6_READ_INDEX_FIND_H

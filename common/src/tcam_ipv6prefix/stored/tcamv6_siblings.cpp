@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tcamv6_siblings.h"
 
 #include "tm_journal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_siblings.h - the children of an ancestor-tree node: a chain that is linked both ways.
 //
 // The order of a chain shows in results, so it never changes but by these functions. A child's data keeps the handle of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_state.cpp - initialising, releasing and clearing instances.
 #include "tcamv6_state.h"
 

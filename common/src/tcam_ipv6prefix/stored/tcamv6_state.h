@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* tcamv6_state.h - the state of one table instance, its configuration, and the global block.
  *
  * All state lives in one block: a fixed grid of 4 processors x 2 instances. The block, the pools and the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_state_internal.h - the global block, and emptying instances.
 #ifndef TCAMV6_STATE_INTERNAL_H
 #define TCAMV6_STATE_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tcamv6_stored.h - finding a stored prefix, for lookups, handles and batches.
 #ifndef TCAMV6_STORED_H
 #define TCAMV6_STORED_H

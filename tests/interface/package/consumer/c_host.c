@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* A C11 host of the installed library: compresses two prefixes and asks for one of them. */
 #include <stdio.h>
 #include <string.h>

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # with_pkg_config.sh PKG_CONFIG LIBDIR WORKDIR CC CXX VERSION: build and run both hosts by pkg-config alone.
 set -eu
 pkg_config=$1 libdir=$2 work=$3 cc=$4 cxx=$5 version=$6
