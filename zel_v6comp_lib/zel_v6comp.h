@@ -29,6 +29,7 @@
 #include "tcamv6_handle.h"
 #include "tcamv6_incr.h"
 #include "tcamv6_lookup.h"
+#include "tcamv6_moves.h"
 #include "tcamv6_optimized.h"
 #include "tcamv6_prefix_list.h"
 #include "tcamv6_state.h"
@@ -129,8 +130,39 @@ TM_API uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance);
  *  With it on, convention (1) above holds after every accepted batch of a table that was never changed with it off. */
 TM_API void zel_v6comp_set_safe_updates(uint32_t on);
 
-/** 1 when safe updates are on, else 0. */
+/** 1 when safe updates are on, by their own switch or by that of room mode, else 0. */
 TM_API uint32_t zel_v6comp_safe_updates(void);
+
+/** Switch room mode on (not 0) or off (0, the default), for all instances, from the next request on. It implies safe
+ *  updates, whatever their switch says, and makes batches find room:
+ *  (1) deletes come before additions, and additions shortest first, so that one request needs no second one for its
+ *      order; results stay at their records' places. A request that both adds and deletes a prefix is applied as
+ * listed; (2) an addition takes any free code below its enclosing prefix, beside its neighbours where it can; (3) where
+ * none is right, the stored prefixes in its way are moved to other codes, as few as can be: zel_v6comp_moves tells
+ * which. All others keep code and address. A batch is then refused with 75 when the table needs more than 64 bits, 12
+ * without memory, 22 for a wrong request, 28 when it would move more than zel_v6comp_set_move_limit allows, and 2 when
+ * something had to be moved in a table that additions without safe updates have left with codes that nest where
+ * prefixes do not: reset it and compress in full. A refused batch leaves every stored prefix, code, counter and handle,
+ * and the moves of the batch before, as they were. Off, batches are those of the other two modes, byte for byte. */
+TM_API void zel_v6comp_set_room(uint32_t on);
+
+/** 1 when room mode is on, else 0. */
+TM_API uint32_t zel_v6comp_room(void);
+
+/** Limit the stored entries that one batch may move in room mode: a batch that would move more is refused with 28. A
+ *  prefix moved twice counts twice; anchors do not count. For all instances, from the next request on.
+ *  @param entries   0 = move nothing; UINT32_MAX = no limit (the default) */
+TM_API void zel_v6comp_set_move_limit(uint32_t entries);
+
+/** Ask what the last accepted request of an instance moved: the stored prefixes, anchors aside, that are stored before
+ *  and after it and have another code or address now, in the order in which they were moved. One that was moved twice
+ * is there twice, each time from where it was. What a request adds itself is not among them: its results tell its code.
+ *  @param moves   out: *n records of 56 bytes, or null when there are none. They stay the library's and are good until
+ * the next request of the instance, its reset, or a new initialisation
+ *  @param n       out: their number
+ *  @return 0; 22 no such instance, one that a reset kept, or a null pointer
+ *  Cost: constant; does not allocate. */
+TM_API uint32_t zel_v6comp_moves(int32_t processor, int32_t instance, const zel_v6comp_move **moves, uint32_t *n);
 
 /** The library's version, "1.0.0". */
 TM_API const char *zel_v6comp_version(void);

@@ -3,7 +3,7 @@
 #include <string.h>
 
 #include "tcamv6_leftovers.h"
-#include "tcamv6_safe.h"
+#include "tcamv6_moves_internal.h"
 #include "tcamv6_state_internal.h"
 #include "zel_v6comp.h"
 #include "zel_v6comp_status.h"
@@ -51,6 +51,7 @@ uint32_t zel_v6comp_init_global_state(int32_t n_instances, int32_t n_processors)
     return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_forget_leftovers();  // they belong to the pools that are abandoned now
+  tcamv6_moves_forget_all();
   gbl_state = static_cast<gbl_state_block *>(zel_calloc_named(TM_MEM_TAG_RESULT, 1, sizeof *gbl_state));
   if (gbl_state == nullptr) {
     TM_LOG(error, "%s: Fatal error -- Failed allocate gbl_state, size %zu ", __func__, sizeof *gbl_state);
@@ -79,9 +80,5 @@ uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {
   }
   return zel_v6comp_status(tcamv6_reset(&state, 0));
 }
-
-void zel_v6comp_set_safe_updates(uint32_t on) { tcamv6_switch_safe_updates(on != 0); }
-
-uint32_t zel_v6comp_safe_updates() { return tcamv6_safe_updates_on() ? 1 : 0; }
 
 const char *zel_v6comp_version() { return "1.0.0"; }

@@ -3,7 +3,9 @@
 #include <string.h>
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_moves_internal.h"
 #include "tcamv6_prefix_list_internal.h"
+#include "tcamv6_rules.h"
 #include "tcamv6_safe.h"
 #include "tcamv6_state_internal.h"
 #include "tm_memory.h"
@@ -71,6 +73,9 @@ uint32_t compress_in_full(const request *r) {
       tcamv6_optimized_compress(r->state, r->count, r->list, *r->cmpr_prefs, *r->cmpr_addrs, &n_distinct);
   if (result != TM_OK) {
     TM_LOG(error, "%s: optimized_compress() failed %d", entry, result);
+  } else {
+    tcamv6_moves_begin();
+    tcamv6_moves_publish(r->state);  // a new table: nothing moved
   }
   return zel_v6comp_status(result);
 }
@@ -91,7 +96,7 @@ uint32_t apply_batch(const request *r) {
 
 // With safe updates, deletes that would take nothing get no anchors: these would take what other prefixes gave.
 int32_t build_list(request *r, const uint8_t *records, uint32_t n, bool full) {
-  if (full || n == 0 || !tcamv6_safe_updates_on()) {
+  if (full || n == 0 || !tcamv6_rules_now().own_share) {
     return tcamv6_build_list(records, &r->list, n, &r->count, full, nullptr);
   }
   auto *absent = static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, n));

@@ -165,6 +165,8 @@ void incr_test::SetUp() {
   test_host::reset();
   ASSERT_EQ(zel_v6comp_init_global_state(2, 4), 0u);
   zel_v6comp_set_safe_updates(0);
+  zel_v6comp_set_room(0);
+  zel_v6comp_set_move_limit(UINT32_MAX);
   tcamv6_debug_flags = {};
   tags_so_far = 0;
   state = zel_v6comp_instance(0, 0);
@@ -173,6 +175,8 @@ void incr_test::SetUp() {
 void incr_test::TearDown() {
   EXPECT_FALSE(tm_journal_is_open);
   zel_v6comp_set_safe_updates(0);
+  zel_v6comp_set_room(0);
+  zel_v6comp_set_move_limit(UINT32_MAX);
   test_host::fail_pool_element(0);
   for (int32_t processor = 0; processor < 4; ++processor) {
     for (int32_t instance = 0; instance < 2; ++instance) {

@@ -19,9 +19,10 @@ class tcamv6_incr_del_test : public incr_test {
     const tcamv6_prefix record = record_of("-" + text);
     changed = 99;
     remaining = 77;
-    return tcamv6_incr_del_prefix(state, &record, nullptr, &changed, &remaining);
+    return tcamv6_incr_del_prefix(state, &rules, &record, nullptr, &changed, &remaining);
   }
 
+  tcamv6_update_rules rules = {};  // compatible
   int32_t changed = 99;
   uint32_t remaining = 77;
 };
@@ -35,7 +36,7 @@ constexpr auto trace = &tcamv6_debug_flags_t::trace;
 TEST_F(tcamv6_incr_del_test, null_prefix_is_refused_without_a_message) {
   compress("2001:db8::/32");
   only({info, error});
-  EXPECT_EQ(tcamv6_incr_del_prefix(state, nullptr, nullptr, &changed, &remaining), -22);
+  EXPECT_EQ(tcamv6_incr_del_prefix(state, &rules, nullptr, nullptr, &changed, &remaining), -22);
   EXPECT_EQ(changed, 0);
   EXPECT_EQ(remaining, 77u);
   EXPECT_THAT(lines(), ElementsAre());

@@ -13,7 +13,8 @@ class tcamv6_incr_newlvl_test : public incr_test {
  protected:
   int32_t add_level(const std::string &text) {
     const tcamv6_prefix record = record_of(text);
-    return tcav6_incr_add_pref_newlvl(state, &record, static_cast<int32_t>(state->max_cmpr_len));
+    const tcamv6_update_rules rules = tcamv6_rules_now();
+    return tcav6_incr_add_pref_newlvl(state, &rules, &record, static_cast<int32_t>(state->max_cmpr_len));
   }
 
   // Where the new key must be: halfway, rounded up, from the deepest branching or tagged node between the enclosing

@@ -3,7 +3,7 @@
 #include "tcamv6_read_index.h"
 
 #include "read_index_fixture.h"
-#include "tcamv6_safe.h"
+#include "tcamv6_rules.h"
 
 namespace {
 

@@ -13,6 +13,8 @@
 #include "tcamv6_extra_ops.h"
 #include "tcamv6_incr_add.h"
 #include "tcamv6_incr_del.h"
+#include "tcamv6_moves_internal.h"
+#include "tcamv6_order.h"
 #include "tcamv6_output.h"
 #include "tcamv6_safe.h"
 #include "tcamv6_state_internal.h"
@@ -29,6 +31,7 @@ enum class batch_kind { request, undo };
 
 struct batch {
   tcamv6_state *state;
+  tcamv6_update_rules rules;
   uint32_t count;
   const tcamv6_prefix *records;
   tcamv6_cmpr_pref *cmpr_prefs;
@@ -80,18 +83,18 @@ void log_absent(const tm_util_trie_node *node, const tcamv6_prefix *record) {
 }
 
 // Is there nothing that this delete could take? Safe updates leave what anchors gave to the anchors.
-bool finds_nothing(const tm_util_trie_node *node, const tcamv6_prefix *record) {
+bool finds_nothing(const batch *b, const tm_util_trie_node *node, const tcamv6_prefix *record) {
   if (!tcamv6_holds_prefix(node, record->length)) {
     return true;
   }
-  return tcamv6_safe_updates_on() && !tm_prefix_is_anchor(record) && tcamv6_own_share(node) == 0;
+  return b->rules.own_share && !tm_prefix_is_anchor(record) && tcamv6_own_share(node) == 0;
 }
 
 int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
   const tcamv6_prefix *record = &b->records[b->at];
   tcamv6_cmpr_pref *pref = &b->cmpr_prefs[b->at];
   const tm_util_trie_node *node = find_exact(b, record);
-  if (finds_nothing(node, record)) {
+  if (finds_nothing(b, node, record)) {
     log_absent(node, record);
     return TM_OK;
   }
@@ -104,7 +107,7 @@ int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
   pref->reference = static_cast<uint32_t>(data->aux);
   uint32_t remaining = node->aux1;
   int32_t changed = 0;
-  result = tcamv6_incr_del_prefix(b->state, record, slot, &changed, &remaining);
+  result = tcamv6_incr_del_prefix(b->state, &b->rules, record, slot, &changed, &remaining);
   if (result != TM_OK) {
     TM_LOG(error, "%s: Unable to delete %d-th prefix %d", driver, static_cast<int>(b->at), result);
     return result;
@@ -163,20 +166,22 @@ void write_results(batch *b, tcamv6_anc_data *data, int32_t changed, tcamv6_cmpr
 int32_t apply_add(batch *b, tcamv6_cmpr_pref *slot) {
   const tcamv6_prefix *record = &b->records[b->at];
   int32_t changed = 0;
-  int32_t result = tcamv6_incr_add_prefix(b->state, record, slot, &changed);
-  if (result == TM_EEXIST) {
-    if (changed != 0) {
+  const tcamv6_outcome outcome = tcamv6_incr_add_prefix(b->state, &b->rules, record, slot, &changed);
+  switch (outcome) {
+    case tcamv6_outcome::present:
+      *b->changed |= static_cast<uint32_t>(changed != 0);
+      break;
+    case tcamv6_outcome::placed:
+    case tcamv6_outcome::vanished:  // shows below, where the prefix is looked for
       *b->changed = 1;
-    }
-  } else if (result != TM_OK) {
-    log_refusal(b, record, result);
-    return result;
-  } else {
-    *b->changed = 1;
-    ++b->state->n_prefs;
+      ++b->state->n_prefs;
+      break;
+    default:
+      log_refusal(b, record, tcamv6_status_of(outcome));
+      return tcamv6_status_of(outcome);
   }
   tcamv6_anc_data *data;
-  result = find_added(b, record, &data);
+  const int32_t result = find_added(b, record, &data);
   if (result == TM_OK) {
     write_results(b, data, changed, slot);
   }
@@ -204,7 +209,8 @@ int32_t allocate_extra_ops(batch *b) {
 }
 
 int32_t apply_records(batch *b) {
-  for (b->at = 0; b->at < b->count; ++b->at) {
+  tcamv6_order order = tcamv6_order_of(&b->rules, b->records, b->count);
+  while (tcamv6_order_step(&order, &b->at)) {
     const tcamv6_prefix *record = &b->records[b->at];
     log_prefix(driver, record);
     static_assert(sizeof *record == sizeof *b->cmpr_prefs, "results echo the request's records");
@@ -216,6 +222,7 @@ int32_t apply_records(batch *b) {
       return result;
     }
   }
+  b->at = b->count;
   return TM_OK;
 }
 
@@ -309,7 +316,8 @@ int32_t run_undo(const batch *b, tcamv6_prefix *records, tcamv6_cmpr_pref *cmpr_
   uint32_t extra_ops_pending = 0;
   uint32_t changed = 0;
   uint32_t walk_result = 0;
-  batch undo = {b->state, b->at, records, cmpr_prefs, cmpr_addrs, &extra_ops_pending, &changed, &walk_result, 0};
+  batch undo = {b->state,   b->rules,           b->at,    records,      cmpr_prefs,
+                cmpr_addrs, &extra_ops_pending, &changed, &walk_result, 0};
   return run_batch(&undo, batch_kind::undo);
 }
 
@@ -372,8 +380,9 @@ int32_t run_batch(batch *b, batch_kind kind) {
   *b->changed = 0;
   *b->extra_ops_pending = 0;
   tcamv6_dump_chunk_info("Starting point");
+  tcamv6_moves_begin();
   const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tags_so_far};
-  int32_t result = tcamv6_safe_updates_on() ? tm_journal_open(b->count) : TM_OK;
+  int32_t result = b->rules.rolls_back ? tm_journal_open(b->count) : TM_OK;
   const bool journalled = tm_journal_is_open;
   if (result == TM_OK) {
     result = apply_batch(b);
@@ -384,6 +393,9 @@ int32_t run_batch(batch *b, batch_kind kind) {
   if (journalled && result == TM_OK) {
     tm_journal_commit();
   }
+  if (result == TM_OK) {
+    tcamv6_moves_publish(b->state);
+  }
   tcamv6_dump_chunk_info("End point");
   if (b->state->extra_ops != nullptr) {
     *b->extra_ops_pending = 1;
@@ -392,7 +404,7 @@ int32_t run_batch(batch *b, batch_kind kind) {
   if (result != TM_OK) {
     if (journalled) {
       roll_back(b, &saved);
-    } else if (!tcamv6_safe_updates_on()) {
+    } else if (!b->rules.rolls_back) {
       undo_as_written(b, kind);
     }
   }
@@ -410,7 +422,8 @@ bool has_arguments(const batch *b) {
 int32_t tcamv6_incr_compress(tcamv6_state *state, uint32_t n_prefs, const tcamv6_prefix *inp_prefs,
                              tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs, uint32_t *extra_ops_pending,
                              uint32_t *changed, uint32_t *walk_result) {
-  batch b = {state, n_prefs, inp_prefs, cmpr_prefs, cmpr_addrs, extra_ops_pending, changed, walk_result, 0};
+  batch b = {state,      tcamv6_rules_now(), n_prefs, inp_prefs,   cmpr_prefs,
+             cmpr_addrs, extra_ops_pending,  changed, walk_result, 0};
   if (has_arguments(&b)) {
     return run_batch(&b, batch_kind::request);
   }

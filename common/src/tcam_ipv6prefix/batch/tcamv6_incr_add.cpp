@@ -50,6 +50,7 @@ struct new_parts {
 
 struct addition {
   tcamv6_state *state;
+  const tcamv6_update_rules *rules;
   const tcamv6_prefix *prefix;
   enclosing_prefix enclosing;
   new_parts parts;
@@ -86,17 +87,17 @@ int32_t extension_bits(const addition *add) {
   return most < used + 2 ? most - used : 2;
 }
 
-int32_t no_room(int32_t bits) {
+tcamv6_outcome no_room(int32_t bits) {
   TM_LOG(error, "%s: No extending path for new prefix ext_bit %d", adder, bits);
-  return TM_ENOSPC;
+  return tcamv6_outcome::no_room;
 }
 
-int32_t find_enclosing(addition *add) {
+tcamv6_outcome find_enclosing(addition *add) {
   enclosing_prefix *at = &add->enclosing;
   at->trie_node = tm_util_trie_lookup(orig_root(add), add->prefix->address, add->prefix->length, 1);
   if (at->trie_node == nullptr) {
     TM_LOG(info, "%s: Lookup on original trie failed for pref len %d", adder, add->prefix->length);
-    return TM_EFAULT;
+    return tcamv6_outcome::broken;
   }
   const auto require = [](bool condition, const char *text) {
     if (!condition) {
@@ -113,34 +114,34 @@ int32_t find_enclosing(addition *add) {
   at->cmpr_node = tcamv6_cmpr_node(at->data);
   require(at->cmpr_node != nullptr, "anc_cmpr is NULL");
   require(at->data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
-  return TM_OK;
+  return tcamv6_outcome::placed;
 }
 
-int32_t make_anc_node(bool is_dummy, tm_n_ary_node **node) {
+tcamv6_outcome make_anc_node(bool is_dummy, tm_n_ary_node **node) {
   const int32_t result = tcamv6_anc_tree_node_new(is_dummy, node);
   if (result != TM_OK) {
     TM_LOG(info, "%s: Failed to create new anc node %d", adder, result);
   }
-  return result;
+  return tcamv6_outcome_of(result);
 }
 
 // Make the nodes and records of the new prefix, and of the dummy when a path was made for one.
-int32_t make_records(addition *add, const char *insert_failed) {
+tcamv6_outcome make_records(addition *add, const char *insert_failed) {
   new_parts *parts = &add->parts;
-  int32_t result = TM_OK;
+  tcamv6_outcome outcome = tcamv6_outcome::placed;
   if (parts->dummy_path.end != nullptr) {
-    result = make_anc_node(true, &parts->dummy);
+    outcome = make_anc_node(true, &parts->dummy);
   }
-  if (result == TM_OK) {
-    result = make_anc_node(false, &parts->anc_node);
+  if (outcome == tcamv6_outcome::placed) {
+    outcome = make_anc_node(false, &parts->anc_node);
   }
-  if (result != TM_OK) {
-    return result;
+  if (outcome != tcamv6_outcome::placed) {
+    return outcome;
   }
   parts->orig = static_cast<tcamv6_orig_data *>(tm_chunk_malloc(TM_V6_ORIG_DATA));
   if (parts->orig == nullptr) {
     TM_LOG(info, "%s: malloc(%zu bytes) failed", adder, sizeof(tcamv6_orig_data));
-    return TM_ENOMEM;
+    return tcamv6_outcome::no_memory;
   }
   tm_trie_grown grown;
   parts->trie_node = tm_trie_insert_path(orig_root(add), add->prefix->address, add->prefix->length, &grown);
@@ -153,9 +154,9 @@ int32_t make_records(addition *add, const char *insert_failed) {
       tm_trie_link_child(place, tm_key_bit(grown.top->key, above), nullptr);
       tm_util_trie_free(grown.top, 0, TM_V6_ORIG_DATA);
     }
-    return TM_ENOMEM;
+    return tcamv6_outcome::no_memory;
   }
-  return TM_OK;
+  return tcamv6_outcome::placed;
 }
 
 // From here on nothing fails.
@@ -184,14 +185,14 @@ bool grow_path(addition *add, int32_t bits, uint32_t tag, made_path *path) {
   return path->end != nullptr;
 }
 
-int32_t add_below_leaf(addition *add, tcamv6_cmpr_pref *slot) {
+tcamv6_outcome add_below_leaf(addition *add, tcamv6_cmpr_pref *slot) {
   TM_LOG(trace, "%s: case b, add prefix %p to a leaf node %p", adder, static_cast<const void *>(add->prefix),
          static_cast<void *>(add->enclosing.trie_node));
   const int32_t rest = static_cast<int32_t>(add->state->max_cmpr_len) - add->enclosing.cmpr_node->len;
   if (add->enclosing.data->dummy == TM_CHUNK_IDX_NULL &&
       !grow_path(add, rest, TCAMV6_TAG_DUMMY_PATH, &add->parts.dummy_path)) {
     TM_LOG(error, "%s: No extending path for dummy prefix. ext_bit %d", adder, rest);
-    return TM_ENOSPC;
+    return tcamv6_outcome::no_room;
   }
   const int32_t bits = extension_bits(add);
   if (bits == 0) {
@@ -199,21 +200,21 @@ int32_t add_below_leaf(addition *add, tcamv6_cmpr_pref *slot) {
   }
   if (!grow_path(add, bits, TCAMV6_TAG_PREFIX_PATH, &add->parts.prefix_path)) {
     TM_LOG(error, "%s: No extending path for new prefix cmpr node child is NULL", adder);
-    return TM_ENOSPC;
+    return tcamv6_outcome::no_room;
   }
-  const int32_t result = make_records(add, "trie_insert failed");
-  if (result != TM_OK) {
-    return result;
+  const tcamv6_outcome outcome = make_records(add, "trie_insert failed");
+  if (outcome != tcamv6_outcome::placed) {
+    return outcome;
   }
   link_records(add);
   slot->flags_tag |= TM_PREFIX_FLAG_ADD;
   slot->own_node = add->enclosing.trie_node->aux1;
   slot->reference = add->enclosing.trie_node->tag;
   slot->operation = 1;
-  return TM_OK;
+  return tcamv6_outcome::placed;
 }
 
-int32_t add_leaf(addition *add) {
+tcamv6_outcome add_leaf(addition *add) {
   TM_LOG(trace, "%s: case c, add prefix %p as a leaf, to a non-leaf node", adder,
          static_cast<const void *>(add->prefix));
   int32_t bits = extension_bits(add);
@@ -227,50 +228,50 @@ int32_t add_leaf(addition *add) {
     TM_LOG(error, "%s: No extending path for new prefix cmpr node child is NULL", adder);
     TM_LOG(error, "%s " TM_ADDR_FORMAT " / %d", "Errored prefix:", TM_ADDR_ARGS(add->prefix->address),
            add->prefix->length);
-    return TM_ENOSPC;
+    return tcamv6_outcome::no_room;
   }
-  const int32_t result = make_records(add, "2 trie_insert failed");
-  if (result == TM_OK) {
+  const tcamv6_outcome outcome = make_records(add, "2 trie_insert failed");
+  if (outcome == tcamv6_outcome::placed) {
     link_records(add);
   }
-  return result;
+  return outcome;
 }
 
-int32_t add_level(addition *add) {
+tcamv6_outcome add_level(addition *add) {
   TM_LOG(trace, "%s: case d, add prefix %p as a non-leaf, to a non-leaf node", adder,
          static_cast<const void *>(add->prefix));
-  return tcav6_incr_add_pref_newlvl(add->state, add->prefix, static_cast<int32_t>(add->state->max_cmpr_len));
+  return tcamv6_outcome_of(
+      tcav6_incr_add_pref_newlvl(add->state, add->rules, add->prefix, static_cast<int32_t>(add->state->max_cmpr_len)));
 }
 
-// Case a: a node of this key is there. Returns 1 when it is a plain path node, and the addition goes on.
-int32_t add_to_node(addition *add, tm_util_trie_node *node, int32_t *changed) {
-  TM_LOG(trace, "%s: case a, prefix %p already exists ", adder, static_cast<const void *>(add->prefix));
+// Is a node of this key a plain path node, so that the prefix is new all the same?
+bool is_path_node(const tm_util_trie_node *node) { return node->tag == 0 && node->data == TM_CHUNK_IDX_NULL; }
+
+// Case a: a node of this key is there and stands for a prefix, or did.
+tcamv6_outcome add_to_node(addition *add, tm_util_trie_node *node, int32_t *changed) {
   if (node->tag != 0) {
     const bool was_anchor = tcamv6_is_anchor_only(node);
     tcamv6_add_counters(node, add->prefix);
     *changed = was_anchor != tcamv6_is_anchor_only(node);
     add->state->n_rows += static_cast<uint32_t>(was_anchor) - static_cast<uint32_t>(tcamv6_is_anchor_only(node));
-    return TM_EEXIST;
-  }
-  if (node->data == TM_CHUNK_IDX_NULL) {
-    return 1;
+    return tcamv6_outcome::present;
   }
   const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
   tcamv6_anc_data *data = tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
   if (data == nullptr) {
     TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", adder);
-    return TM_EFAULT;
+    return tcamv6_outcome::broken;
   }
   if (tcamv6_anc_is_created(data)) {
     TM_LOG(info, "%s: Error -- original trie node is not prefix, and anc_node(%d) is current", adder,
            static_cast<int>(tcamv6_anc_tag(data)));
-    return TM_EFAULT;
+    return tcamv6_outcome::broken;
   }
   tm_edit(&data->bits, data->bits | TCAMV6_ANC_CREATED);
   tm_edit(&node->tag, tcamv6_new_tag(add->prefix));
   tm_edit(&node->aux1, add->prefix->weight);
   tm_edit(&node->aux2, add->prefix->anchor_ref);
-  return TM_OK;
+  return tcamv6_outcome::placed;
 }
 
 // Take a path back. What cannot go, being part of owned paths by now or never having been whole, is left to be
@@ -288,21 +289,21 @@ bool take_back_path(const addition *add, made_path *path) {
   return true;
 }
 
-// Returns the addition's result: 0, that of the release, when there was a path to take back.
-int32_t clean_up(addition *add, int32_t failure) {
+// Returns what becomes of the addition: documented is the result of the release when there was a path to take back.
+tcamv6_outcome clean_up(addition *add, tcamv6_outcome failure) {
   new_parts *parts = &add->parts;
   tcamv6_abandon_anc_node(parts->dummy);
   tcamv6_abandon_anc_node(parts->anc_node);
   tm_chunk_abandon(TM_V6_ORIG_DATA, parts->orig);
   const bool took_prefix_path = take_back_path(add, &parts->prefix_path);
   const bool took_dummy_path = take_back_path(add, &parts->dummy_path);
-  return took_prefix_path || took_dummy_path ? TM_OK : failure;
+  return took_prefix_path || took_dummy_path ? tcamv6_outcome::vanished : failure;
 }
 
-int32_t add_new(addition *add, const tm_util_trie_node *exact, tcamv6_cmpr_pref *slot) {
-  const int32_t result = find_enclosing(add);
-  if (result != TM_OK) {
-    return result;
+tcamv6_outcome add_new(addition *add, const tm_util_trie_node *exact, tcamv6_cmpr_pref *slot) {
+  const tcamv6_outcome outcome = find_enclosing(add);
+  if (outcome != tcamv6_outcome::placed) {
+    return outcome;
   }
   if (tm_trie_is_leaf(add->enclosing.trie_node)) {
     return add_below_leaf(add, slot);
@@ -322,33 +323,39 @@ void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
   tm_edit(&node->aux2, node->aux2 + prefix->anchor_ref);
 }
 
-int32_t tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot,
-                               int32_t *changed) {
+tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_rules *rules,
+                                      const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot, int32_t *changed) {
   TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),
          static_cast<const void *>(prefix), prefix == nullptr ? 0 : prefix->length);
   *changed = 0;
   if (state == nullptr || prefix == nullptr) {
     TM_LOG(info, "%s: Bad arguments", __func__);
-    return TM_EINVAL;
+    return tcamv6_outcome::bad_request;
   }
   tcamv6_drop_read_index(state);
   addition add = {};
   add.state = state;
+  add.rules = rules;
   add.prefix = prefix;
   tm_util_trie_node *exact = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
-  int32_t result = exact != nullptr ? add_to_node(&add, exact, changed) : 1;
-  if (result == TM_EEXIST) {
-    return result;
+  tcamv6_outcome outcome;
+  if (exact != nullptr) {
+    TM_LOG(trace, "%s: case a, prefix %p already exists ", adder, static_cast<const void *>(prefix));
   }
-  if (result == 1) {
-    result = add_new(&add, exact, slot);
+  if (exact == nullptr || is_path_node(exact)) {
+    outcome = add_new(&add, exact, slot);
+  } else {
+    outcome = add_to_node(&add, exact, changed);
   }
-  if (result != TM_OK) {
-    return clean_up(&add, result);
+  if (outcome == tcamv6_outcome::present) {
+    return outcome;
+  }
+  if (outcome != tcamv6_outcome::placed) {
+    return clean_up(&add, outcome);
   }
   *changed = prefix->weight != prefix->anchor_ref;
   const tm_util_trie_node *node = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
   state->n_rows += !tcamv6_is_anchor_only(node);
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
-  return result;
+  TM_LOG(trace, "%s: Complete %d", __func__, tcamv6_status_of(outcome));
+  return outcome;
 }

@@ -4,16 +4,16 @@
 #define TCAMV6_INCR_ADD_H
 
 #include "tcamv6_anc_tree.h"
+#include "tcamv6_outcome.h"
+#include "tcamv6_rules.h"
 #include "tcamv6_state.h"
 
 // Add a prefix, or a reference to one that is stored.
+//   rules     of the batch
 //   slot      the extra-operation record of this prefix
 //   changed   out: 1 when the anchor state of a stored prefix flipped, or a new prefix is not an anchor
-// Returns 0; -17 already stored (its counters have grown); -28 no room; -2 reoptimise; -12 pool exhausted; -14 broken
-// links; -22 bad arguments. After a failure that had made compressed paths, the result is that of their release, 0: the
-// prefix is not stored all the same.
-int32_t tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot,
-                               int32_t *changed);
+tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_rules *rules,
+                                      const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot, int32_t *changed);
 
 // Steps shared with the addition at a new level.
 

@@ -39,9 +39,9 @@ int32_t report(const char *text, int32_t result) {
 }
 
 // Take the record's weights off the node's counters, if it has as much.
-int32_t take_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix, tcamv6_state *state, int32_t *changed) {
-  const uint32_t stored =
-      tcamv6_safe_updates_on() && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
+int32_t take_counters(tm_util_trie_node *node, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
+                      tcamv6_state *state, int32_t *changed) {
+  const uint32_t stored = rules->own_share && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
   if (prefix->weight > stored) {
     TM_LOG(error, "%s: requested node count %d is more than existing %d refs len:%d p_len:%d dummy_ref_ct:%d data:%d",
            deleter, static_cast<int>(prefix->weight), static_cast<int>(stored), node->len, prefix->length, node->aux2,
@@ -152,7 +152,8 @@ int32_t remove_prefix(deletion *del, const tcamv6_state *state) {
   return tm_trie_is_leaf(del->trie_node) ? delete_leaf(del) : delete_inner(del);
 }
 
-int32_t delete_reference(tcamv6_state *state, const tcamv6_prefix *prefix, int32_t *changed, uint32_t *remaining) {
+int32_t delete_reference(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
+                         int32_t *changed, uint32_t *remaining) {
   tm_util_trie_node *node = tm_util_trie_lookup(tm_trie_node(state->orig_root), prefix->address, prefix->length, 1);
   if (node == nullptr) {
     TM_LOG(error, "%s: Lookup on original trie failed for pref len %d", deleter, prefix->length);
@@ -162,7 +163,7 @@ int32_t delete_reference(tcamv6_state *state, const tcamv6_prefix *prefix, int32
     TM_LOG(error, "%s: Prefix does not exist", deleter);
     return TM_ENOENT;
   }
-  const int32_t taken = take_counters(node, prefix, state, changed);
+  const int32_t taken = take_counters(node, rules, prefix, state, changed);
   if (taken != TM_OK || node->aux1 != 0) {
     return taken;
   }
@@ -182,8 +183,8 @@ int32_t delete_reference(tcamv6_state *state, const tcamv6_prefix *prefix, int32
 
 }  // namespace
 
-int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref * /*slot*/,
-                               int32_t *changed, uint32_t *remaining) {
+int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
+                               tcamv6_cmpr_pref * /*slot*/, int32_t *changed, uint32_t *remaining) {
   TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),
          static_cast<const void *>(prefix), prefix == nullptr ? 0 : prefix->length);
   *changed = 0;
@@ -191,7 +192,7 @@ int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_prefix *prefix,
     return TM_EINVAL;
   }
   tcamv6_drop_read_index(state);
-  const int32_t result = delete_reference(state, prefix, changed, remaining);
+  const int32_t result = delete_reference(state, rules, prefix, changed, remaining);
   if (result != TM_OK) {
     *changed = 0;
   }

@@ -42,6 +42,7 @@ struct adopted_child {
 
 struct new_level {
   tcamv6_state *state;
+  const tcamv6_update_rules *rules;
   const tcamv6_prefix *prefix;
   int32_t max_cmpr_len;
   tm_util_trie_node *trie_node;  // E: where the prefix will live
@@ -229,8 +230,8 @@ tm_util_trie_node *common_code(const new_level *level) {
   tm_util_trie_node *common = cmpr_node_of(level->adopted[i].node);
   while (i-- > 0) {
     tm_util_trie_node *node = cmpr_node_of(level->adopted[i].node);
-    common = tcamv6_safe_updates_on() ? tcamv6_safe_common_ancestor(cmpr_root, common, node)
-                                      : tm_util_trie_common_ancestor(cmpr_root, common, node, 1);
+    common = level->rules->right_places ? tcamv6_safe_common_ancestor(cmpr_root, common, node)
+                                        : tm_util_trie_common_ancestor(cmpr_root, common, node, 1);
   }
   return common;
 }
@@ -341,7 +342,7 @@ int32_t find_place(new_level *level) {
   const int32_t halfway = (common->len + first->len + 1) / 2;
   tm_util_trie_node *place = tm_util_trie_tracepath(first, common->key, first->len, halfway, 0, 0);
   level->cmpr_node = place != nullptr ? place : first;
-  return tcamv6_safe_updates_on() && !is_right_place(level) ? refuse() : TM_OK;
+  return level->rules->right_places && !is_right_place(level) ? refuse() : TM_OK;
 }
 
 // ---- making it
@@ -391,7 +392,7 @@ void link_level(const new_level *level) {
   tcamv6_own_cmpr_node(tcamv6_anc_data_of(level->dummy), level->dummy_end);
   tcamv6_own_cmpr_node(data, level->cmpr_node);
   tm_edit(&level->cmpr_node->tag, TCAMV6_TAG_PREFIX_PATH);
-  if (!tcamv6_safe_updates_on()) {
+  if (!level->rules->right_places) {
     level->state->marks |= TCAMV6_MARK_LOOSE_LEVELS;
   }
 
@@ -430,7 +431,8 @@ int32_t add_level(new_level *level) {
 
 }  // namespace
 
-int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_prefix *prefix, int32_t max_cmpr_len) {
+int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
+                                   int32_t max_cmpr_len) {
   TM_LOG(trace, "%s: Starting orig_trie %p, prefix %p (len %d)", __func__,
          static_cast<void *>(state == nullptr ? nullptr : tm_trie_node(state->orig_root)),
          static_cast<const void *>(prefix), max_cmpr_len);
@@ -440,6 +442,7 @@ int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_prefix *pre
     TM_LOG(info, "%s: Bad arguments", __func__);
   } else {
     level.state = state;
+    level.rules = rules;
     level.prefix = prefix;
     level.max_cmpr_len = max_cmpr_len;
     result = add_level(&level);

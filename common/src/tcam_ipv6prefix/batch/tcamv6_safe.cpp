@@ -9,8 +9,6 @@
 
 namespace {
 
-bool safe_updates = false;
-
 // One record of a request, ready to be brought together with the others of its prefix.
 struct share_record {
   uint8_t key[TM_KEY_BYTES];
@@ -69,10 +67,6 @@ void mark_absent(const tcamv6_state *state, const share_record *entries, uint32_
 }
 
 }  // namespace
-
-bool tcamv6_safe_updates_on() { return safe_updates; }
-
-void tcamv6_switch_safe_updates(bool on) { safe_updates = on; }
 
 tm_util_trie_node *tcamv6_safe_common_ancestor(tm_util_trie_node *cmpr_root, const tm_util_trie_node *a,
                                                const tm_util_trie_node *b) {

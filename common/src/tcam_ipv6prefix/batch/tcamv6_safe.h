@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// tcamv6_safe.h - safe updates: the switch, and the rules that it adds to batches.
-//
-// Off, batches run as written: a new level can get a key that covers what it does not contain, the undo of a batch
-// can be refused in its turn, and deleting a prefix that is not stored still deletes its anchors. On:
+// tcamv6_safe.h - what safe updates add to batches, as far as it has no other home:
 //   (1) a new level gets a right place or is refused (tcamv6_incr_newlvl.cpp)
 //   (2) a failed batch is rolled back exactly (tm_journal.h)
 //   (3) a delete takes only the share that additions of that prefix itself gave, not its anchors' (here)
+// Which of this holds for a request, its rules tell (tcamv6_rules.h).
 #ifndef TCAMV6_SAFE_H
 #define TCAMV6_SAFE_H
 
 #include "tcamv6_anc_tree.h"
 #include "tcamv6_state.h"
-
-bool tcamv6_safe_updates_on(void);
-void tcamv6_switch_safe_updates(bool on);
 
 // The node on a's key at the depth where the keys of a and b first differ, within the shorter one.
 tm_util_trie_node *tcamv6_safe_common_ancestor(tm_util_trie_node *cmpr_root, const tm_util_trie_node *a,

@@ -6,6 +6,7 @@
 
 #include "tcamv6_anc_tree.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_moves_internal.h"
 #include "tcamv6_read_index.h"
 #include "tcamv6_state_internal.h"
 #include "tm_debug.h"
@@ -90,6 +91,7 @@ int32_t tcamv6_reset(tcamv6_state **handlep, int32_t keep) {
     if ((state->marks & TCAMV6_MARK_KEPT) == 0) {
       tcamv6_release_contents(state);
     }
+    tcamv6_moves_forget(state);
     if (keep == 1) {
       state->marks |= TCAMV6_MARK_KEPT;
     } else {

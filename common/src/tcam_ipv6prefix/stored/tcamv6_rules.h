@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// tcamv6_rules.h - how a request may change a table: the switches of the interface, read in one place.
+//
+//   compatible   the documented results, byte for byte: a new level can get a key that covers what it does not contain,
+//                a refused batch is undone by a batch of the opposite operations, and deleting a prefix that is not
+//                stored still deletes its anchors
+//   safe         right places only, an exact rollback, and deletes that take no more than was given
+//   room         safe; and a batch looks for a place wherever there is one, and moves what stands in its way
+//
+// A request asks for the rules once, when it begins, and carries them: what an algorithm does never depends on a switch
+// that somebody may turn meanwhile.
+#ifndef TCAMV6_RULES_H
+#define TCAMV6_RULES_H
+
+#include <stdint.h>
+
+struct tcamv6_update_rules {
+  bool right_places;    // a new level gets a key of its own, or is refused
+  bool rolls_back;      // a refused batch is rolled back exactly, not replayed backwards
+  bool own_share;       // a delete takes what additions of that prefix gave, and nothing of its anchors' share
+  bool room;            // additions shortest first, at any free place; prefixes in the way are moved
+  uint32_t most_moves;  // stored entries that one batch may move
+};
+
+enum : uint32_t { TCAMV6_NO_MOVE_LIMIT = UINT32_MAX };
+
+// The rules of a request that begins now.
+tcamv6_update_rules tcamv6_rules_now(void);
+
+// The switches, as the interface sets and shows them. Room mode implies safe updates.
+void tcamv6_switch_safe_updates(bool on);
+void tcamv6_switch_room(bool on);
+void tcamv6_limit_moves(uint32_t most);
+bool tcamv6_safe_updates_on(void);
+
+#endif
