@@ -16,7 +16,12 @@ class tcamv6_incr_add_test : public incr_test {
   int32_t add(const std::string &text) {
     const tcamv6_prefix record = record_of(text);
     slot = {};
-    return tcamv6_incr_add_prefix(state, &record, &slot, &changed);
+    return add_record(state, &record);
+  }
+
+  int32_t add_record(tcamv6_state *to, const tcamv6_prefix *record) {
+    const tcamv6_update_rules compatible = {};
+    return tcamv6_status_of(tcamv6_incr_add_prefix(to, &compatible, record, &slot, &changed));
   }
 
   size_t code_length(const std::string &prefix) const { return code(prefix).size(); }
@@ -47,10 +52,10 @@ TEST_F(tcamv6_incr_add_test, null_state_or_prefix_is_refused) {
   compress("2001:db8::/32");
   const tcamv6_prefix record = record_of("::/8");
   only({info});
-  EXPECT_EQ(tcamv6_incr_add_prefix(nullptr, &record, &slot, &changed), -22);
+  EXPECT_EQ(add_record(nullptr, &record), -22);
   EXPECT_EQ(changed, 0);
   changed = 99;
-  EXPECT_EQ(tcamv6_incr_add_prefix(state, nullptr, &slot, &changed), -22);
+  EXPECT_EQ(add_record(state, nullptr), -22);
   EXPECT_EQ(changed, 0);
   EXPECT_THAT(lines(), ElementsAre("tcamv6_incr_add_prefix: Bad arguments", "tcamv6_incr_add_prefix: Bad arguments"));
 }
@@ -233,7 +238,7 @@ TEST_F(tcamv6_incr_add_test, records_of_a_new_prefix_are_linked_both_ways) {
   compress("2001:db8::/32");
   tcamv6_prefix record = record_of("2001:db8:1::/48*70000@65537");
   record.flags_tag = tm_prefix_with_tag(record.flags_tag, 0x4321);
-  ASSERT_EQ(tcamv6_incr_add_prefix(state, &record, &slot, &changed), 0);
+  ASSERT_EQ(add_record(state, &record), 0);
   const tm_util_trie_node *node = stored("2001:db8:1::/48");
   EXPECT_EQ(node->tag, 0x4321u);
   EXPECT_EQ(node->aux1, 70000 - 65536);

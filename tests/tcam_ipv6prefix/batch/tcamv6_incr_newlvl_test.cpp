@@ -159,8 +159,9 @@ TEST_F(tcamv6_incr_newlvl_test, arguments_and_missing_links_are_refused) {
   const tcamv6_prefix record = record_of("2001:db8:1::/48");
   tm_util_trie_node *root = tm_trie_node(state->orig_root);
   only({info, error});
-  EXPECT_EQ(tcav6_incr_add_pref_newlvl(nullptr, &record, 64), -22);
-  EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, nullptr, 64), -22);
+  const tcamv6_update_rules compatible = {};
+  EXPECT_EQ(tcav6_incr_add_pref_newlvl(nullptr, &compatible, &record, 64), -22);
+  EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, &compatible, nullptr, 64), -22);
   EXPECT_EQ(add_level("2001:dbb::/36"), -14) << "no node on the trie";
   EXPECT_EQ(add_level("2001:db8:1:1::/64"), -22) << "nothing lies below it";
   EXPECT_THAT(lines(),
@@ -256,7 +257,8 @@ TEST_F(tcamv6_incr_newlvl_test, no_room_for_the_dummy_is_refused_with_28) {
   const std::string place = halfway(code("2001:db8::/32"), code("2001:db8:1:1::/64"));
   only({error});
   const tcamv6_prefix record = record_of("2001:db8:1::/48");
-  EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, &record, static_cast<int32_t>(place.size())), -28);
+  const tcamv6_update_rules compatible = {};
+  EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, &compatible, &record, static_cast<int32_t>(place.size())), -28);
   EXPECT_THAT(lines(),
               ElementsAre("%s: No extending path for dummy prefix 2001:0db8:0001:0000:0000:0000:0000:0000 / 48"));
 }

@@ -89,7 +89,8 @@ TEST_F(tcamv6_leftovers_test, failed_addition_leaves_no_chain_in_the_trie_of_unc
     int32_t changed = 0;
     // The path of the compressed trie comes first, then those of the uncompressed one.
     test_host::fail_pool_element(4 + k, "TM_V6_TRIE_NODE");
-    tcamv6_incr_add_prefix(state, &record, &slot, &changed);
+    const tcamv6_update_rules compatible = {};
+    tcamv6_incr_add_prefix(state, &compatible, &record, &slot, &changed);
     test_host::fail_pool_element(0);
     if (stored("2001:db8:8000::/48") == nullptr) {
       EXPECT_EQ(nodes_of(tm_trie_node(state->orig_root)), nodes) << k;

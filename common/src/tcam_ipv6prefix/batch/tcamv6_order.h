@@ -4,7 +4,7 @@
 #define TCAMV6_ORDER_H
 
 #include "tcamv6_rules.h"
-#include "tm_prefix.h"
+#include "tm_prefix_internal.h"
 
 // A walk over the records of a working list. Results stay at the records' own places, whatever the order.
 struct tcamv6_order {
