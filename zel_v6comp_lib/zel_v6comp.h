@@ -14,9 +14,8 @@
  * Conventions
  * (1) The compressed prefix of Q covers the compressed address of P exactly when Q contains P.
  * (2) Lengths are in bits. Addresses and keys are 16 bytes, most significant bit first.
- * (3) Requests return 0 or a positive error number (12 no memory, 14 inconsistency, 22 bad argument, 28 and 2 no
- *     room for a change, 75 does not fit in 64 bits, 1 nested too deeply to leave room for updates); the engine's
- *     functions return the negative number.
+ * (3) Requests return 0 or a positive status (zel_v6comp_status.h has the names and the next step of each); the
+ *     engine's functions return the negative number.
  * (4) Pools are shared by all instances: 32,768 elements of each type unless `raw_blk` says otherwise (tm_chunk.h).
  * (5) There are no threads and no locks: the host serialises all calls.
  * (6) A broken invariant ends the process through zel_fatal.
@@ -46,6 +45,8 @@
 #include "tm_trie.h"
 #include "zel_platform.h"
 #include "zel_v6comp_dbg.h"
+#include "zel_v6comp_status.h"
+#include "zel_v6comp_version.h"
 
 TM_API_BEGIN
 
@@ -164,7 +165,7 @@ TM_API void zel_v6comp_set_move_limit(uint32_t entries);
  *  Cost: constant; does not allocate. */
 TM_API uint32_t zel_v6comp_moves(int32_t processor, int32_t instance, const zel_v6comp_move **moves, uint32_t *n);
 
-/** The library's version, "1.0.0". */
+/** The version of the loaded library, such as "1.0.0"; zel_v6comp_version.h has that of the headers. */
 TM_API const char *zel_v6comp_version(void);
 
 TM_API_END

@@ -5,7 +5,7 @@
 #include "tm_memory.h"
 #include "tm_stable_sort.h"
 #include "zel_v6comp.h"
-#include "zel_v6comp_status.h"
+#include "zel_v6comp_result.h"
 
 namespace {
 

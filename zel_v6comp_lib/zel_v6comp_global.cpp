@@ -6,7 +6,7 @@
 #include "tcamv6_moves_internal.h"
 #include "tcamv6_state_internal.h"
 #include "zel_v6comp.h"
-#include "zel_v6comp_status.h"
+#include "zel_v6comp_result.h"
 
 namespace {
 
@@ -81,4 +81,4 @@ uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {
   return zel_v6comp_status(tcamv6_reset(&state, 0));
 }
 
-const char *zel_v6comp_version() { return "1.0.0"; }
+const char *zel_v6comp_version() { return ZEL_V6COMP_VERSION_STRING; }

@@ -10,7 +10,7 @@
 #include "tcamv6_state_internal.h"
 #include "tm_memory.h"
 #include "zel_v6comp.h"
-#include "zel_v6comp_status.h"
+#include "zel_v6comp_result.h"
 
 namespace {
 

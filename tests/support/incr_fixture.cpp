@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "incr_fixture.h"
 
+#include "source_dir.h"
+
 #include <arpa/inet.h>
 
 #include <algorithm>
@@ -254,7 +256,7 @@ std::vector<std::string> incr_test::lines() {
 }
 
 std::string incr_test::golden(const char *name) {
-  std::ifstream file(std::string(V6COMP_SOURCE_DIR "/tests/golden/") + name);
+  std::ifstream file(source_path("tests/golden/") + name);
   EXPECT_TRUE(file.is_open()) << name;
   std::ostringstream text;
   text << file.rdbuf();

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "source_dir.h"
 #include "test_host.h"
 #include "tm_chunk.h"
 #include "tm_prefix.h"
@@ -130,7 +131,7 @@ class pools_of {
 
 // The lines of a file of tests/golden or examples/tables, comments dropped.
 inline std::vector<std::string> lines_of_file(const std::string &path) {
-  std::ifstream file(V6COMP_SOURCE_DIR "/" + path);
+  std::ifstream file(source_path(path));
   EXPECT_TRUE(file.is_open()) << path;
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "table_reader.h"
+#include "source_dir.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -158,7 +159,7 @@ TEST(TableReader, FilesThatCannotBeReadSayWhy) {
 }
 
 TEST(TableReader, AFileReadsAsItsContent) {
-  const std::string path = V6COMP_SOURCE_DIR "/examples/tables/dc_wikimedia_144.txt";
+  const std::string path = source_path("examples/tables/dc_wikimedia_144.txt");
   prefix_table table;
   read_report report;
   ASSERT_TRUE(read_table(path, 65534, table, report));
