@@ -4,7 +4,7 @@
 #include "tcamv6_rules.h"
 #include "tcamv6_state_internal.h"
 #include "zel_v6comp.h"
-#include "zel_v6comp_status.h"
+#include "zel_v6comp_result.h"
 
 void zel_v6comp_set_safe_updates(uint32_t on) { tcamv6_switch_safe_updates(on != 0); }
 
