@@ -52,6 +52,8 @@ TEST(PrefixText, FaultsOfAPrefixAreNamed) {
   EXPECT_EQ(fault("2001:db8::/x"), "bad prefix length, expected 0 to 128");
   EXPECT_EQ(fault("2001:db8::/-1"), "bad prefix length, expected 0 to 128");
   EXPECT_EQ(fault("2001:db8::/3 2"), "bad prefix length, expected 0 to 128");
+  EXPECT_EQ(fault("2001:db8::/032"), "bad prefix length, expected 0 to 128 without a leading zero");
+  EXPECT_EQ(fault("::/00"), "bad prefix length, expected 0 to 128 without a leading zero");
   EXPECT_EQ(fault("2001:db8::/129"), "prefix length above 128");
   EXPECT_EQ(fault("2001:db8::/99999999999999999999"), "prefix length above 128");
   EXPECT_EQ(fault("2001:db8:::/32"), "not an IPv6 address");

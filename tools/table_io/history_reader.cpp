@@ -75,6 +75,7 @@ class history_parser {
 
   void end_batch() {
     if (open_.size() > max_changes_) {
+      ++report_.misfits;
       fail("a batch of " + std::to_string(open_.size()) + " changes ends here, at most " +
            std::to_string(max_changes_) + " fit into one request");
     }

@@ -62,8 +62,12 @@ std::string parse_prefix(std::string_view text, ip_prefix &out) {
   if (!parse_address(text.substr(0, slash), prefix.key)) {
     return "not an IPv6 address";
   }
+  const std::string_view length_text = text.substr(slash + 1);
+  if (length_text.size() > 1 && length_text.front() == '0') {
+    return "bad prefix length, expected 0 to 128 without a leading zero";
+  }
   uint32_t length = 0;
-  switch (parse_number(text.substr(slash + 1), 128, length)) {
+  switch (parse_number(length_text, 128, length)) {
     case number_fault::not_a_number:
       return "bad prefix length, expected 0 to 128";
     case number_fault::too_large:
@@ -121,10 +125,9 @@ std::string format_code_address(ip_key address) {
   return text;
 }
 
-std::string printable(std::string_view text) {
-  constexpr size_t most = 60;
+std::string escaped(std::string_view text) {
   std::string out;
-  for (const char c : text.substr(0, most)) {
+  for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte >= 0x20 && byte < 0x7F) {
       out += c;
@@ -134,7 +137,12 @@ std::string printable(std::string_view text) {
       out += hex_digits[byte & 0xF];
     }
   }
-  return text.size() > most ? out + "..." : out;
+  return out;
+}
+
+std::string printable(std::string_view text) {
+  constexpr size_t most = 60;
+  return text.size() > most ? escaped(text.substr(0, most)) + "..." : escaped(text);
 }
 
 }  // namespace v6tool

@@ -30,7 +30,10 @@ std::string format_code(const ip_prefix &code);
 // A compressed address: its first 64 bits, `0x` and 16 digits.
 std::string format_code_address(ip_key address);
 
-// Text from outside, fit for a message: unprintable bytes as \xHH, cut after 60 characters.
+// Text with its unprintable bytes, line ends too, as \xHH.
+std::string escaped(std::string_view text);
+
+// Text from outside, fit for a message: escaped, and cut after 60 characters.
 std::string printable(std::string_view text);
 
 }  // namespace v6tool

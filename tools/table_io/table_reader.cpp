@@ -203,6 +203,7 @@ bool parse_table(const std::string &name, std::string_view content, size_t max_r
     }
   }
   if (found > max_rows) {
+    ++report.misfits;
     report.faults.add(name + ": " + std::to_string(found) + " prefixes, at most " + std::to_string(max_rows) +
                       " fit into one request");
   } else if (found == 0 && report.faults.total == 0) {

@@ -40,6 +40,7 @@ struct message_list {
 struct read_report {
   message_list faults;
   message_list warnings;
+  size_t misfits = 0;  // of the faults: good input, but more of it than one request holds
 };
 
 // Read a whole file, `-` for standard input. Returns what is wrong in words, "" when it is good.

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "library_session.h"
+#include "output_file.h"
 #include "output_format.h"
 #include "prefix_text.h"
 #include "table_summary.h"
@@ -36,6 +37,7 @@ std::string compressed_rows(const library_session &session, const prefix_table &
 }
 
 exit_code run_compress(const compress_options &options) {
+  check_output_file(options.output.file, {options.common.table});
   const prefix_table table = read_command_table(options.common);
   const library_session session(table, options.common);
   write_output(options.output, options.summary ? table_summary(session, table, *options.output.format)
@@ -55,7 +57,7 @@ void add_compress_command(CLI::App &app, command &chosen) {
   add_footer(
       sub,
       "Rows come in the order of the table. A compressed prefix is written 0xHEX/LENGTH, a compressed address as 64\n"
-      "bits. Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
+      "bits. Exit: 0 done, 1 the table does not fit, 2 usage or bad input, 3 it could not be done.");
 }
 
 }  // namespace v6tool

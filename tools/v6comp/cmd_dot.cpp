@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "library_session.h"
+#include "output_file.h"
 #include "prefix_text.h"
 #include "tool_options.h"
 
@@ -157,9 +158,10 @@ class picture {
 };
 
 exit_code run_dot(const dot_options &options) {
+  check_output_file(options.output.file, {options.common.table});
   const prefix_table table = read_command_table(options.common);
   if (table.rows.size() > most_prefixes) {
-    throw tool_failure{exit_bad_input,
+    throw tool_failure{exit_no,
                        {fmt::format("{}: {} prefixes, a picture is drawn of {} at most", table.name, table.rows.size(),
                                     most_prefixes)}};
   }
@@ -185,7 +187,7 @@ void add_dot_command(CLI::App &app, command &chosen) {
       sub,
       "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are branches, an\n"
       "ellipse is the compressed address of what a prefix keeps for itself. Try: v6comp dot t.txt | dot -Tsvg\n"
-      "Exit: 0 done, 1 the table does not fit, 2 usage or bad input.");
+      "Exit: 0 done, 1 the table does not fit, 2 usage or bad input, 3 it could not be done.");
 }
 
 }  // namespace v6tool

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "library_session.h"
+#include "output_file.h"
 #include "output_format.h"
 #include "prefix_text.h"
 #include "tool_options.h"
@@ -125,6 +126,7 @@ bool answer(const library_session &session, const query &q, record_writer &write
 }
 
 exit_code run_lookup(const lookup_options &options) {
+  check_output_file(options.output.file, {options.common.table, options.queries.empty() ? "-" : options.common.table});
   const std::vector<query> queries = read_queries(options);
   const prefix_table table = read_command_table(options.common);
   const library_session session(table, options.common);
@@ -159,7 +161,7 @@ void add_lookup_command(CLI::App &app, command &chosen) {
       "A row holds the question, the prefix of the table that answers it, its compressed prefix, the compressed\n"
       "address, and what the library has stored there: a prefix of the table, an anchor (a longer prefix cut to\n"
       "/32, /48, /64 or /96) or its default ::/0.\n"
-      "Exit: 0 all found, 1 some not found or the table does not fit, 2 usage or bad input.");
+      "Exit: 0 all found, 1 some not found or the table does not fit, 2 usage or bad input, 3 it could not be done.");
 }
 
 }  // namespace v6tool

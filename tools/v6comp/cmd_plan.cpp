@@ -6,14 +6,18 @@
 #include <cmath>
 #include <memory>
 
+#include "dump_check.h"
+#include "full_refusal.h"
 #include "hardware_list.h"
 #include "json_summary.h"
 #include "live_options.h"
 #include "live_table.h"
+#include "output_file.h"
 #include "plan_simulation.h"
 #include "prefix_text.h"
 #include "progress_note.h"
 #include "tool_options.h"
+#include "weight_check.h"
 
 namespace v6tool {
 
@@ -32,10 +36,17 @@ struct planned_step {
   simulation_result simulation;
 };
 
-std::vector<first_stage_row> first_stage_rows(const library_instance &instance) {
+// What the hardware is to hold: the library's dump, which must have what the table has.
+std::vector<first_stage_row> first_stage_rows(const library_instance &instance, const prefix_table &table) {
   std::vector<first_stage_row> rows;
+  std::vector<ip_prefix> dumped;
   for (const dump_row &row : instance.dump()) {
     rows.push_back({row.prefix, row.result.address.hi});
+    dumped.push_back(row.prefix);
+  }
+  const std::string fault = dump_counterexample(std::move(dumped), find_stored_prefixes(table));
+  if (!fault.empty()) {
+    throw tool_failure{exit_no, {"no plan: " + fault}};
   }
   return rows;
 }
@@ -109,18 +120,18 @@ pool_needs larger_needs(const pool_needs &a, const pool_needs &b) {
 std::vector<first_stage_row> compress_rows(const library_instance &instance, const prefix_table &table) {
   const request_outcome outcome = instance.request(request_rows(table));
   if (outcome.status != 0) {
-    std::vector<std::string> lines = explain_full_refusal(outcome.status, find_stored_prefixes(table));
-    lines.front() = table.name + ": " + lines.front();
-    throw tool_failure{exit_no, lines};
+    tool_failure failure = explain_full_refusal(instance, table, outcome.status);
+    failure.lines.front() = table.name + ": " + failure.lines.front();
+    throw tool_failure(failure);
   }
-  return first_stage_rows(instance);
+  return first_stage_rows(instance, table);
 }
 
 void write_result(const plan_options &options, std::string data, const std::string &closing) {
   if (options.output.format == &text_format()) {
     data += closing;
   } else if (!options.live.common.quiet) {
-    say(closing.substr(0, closing.size() - 1));
+    say_lines(closing);
   }
   write_output(options.output, data);
 }
@@ -236,26 +247,23 @@ size_t count_distinct(const prefix_table &table, const update_history &history) 
   return distinct_prefixes(all).size() + 1;
 }
 
-std::string history_heading(const output_format &format) {
-  return &format != &text_format() ? ""
-                                   : "batch  removes updates inserts moves  writes  unchanged peak_slots result       "
-                                     "third_answers arrived\n";
-}
-
 exit_code plan_history(const plan_options &options, const prefix_table &table, const update_history &history) {
   const uint32_t slots = options.slots != 0 ? options.slots : static_cast<uint32_t>(2 * count_distinct(table, history));
   counted_note note("planning", history.batches.size(), options.live.common.quiet);
   live_table live(table, history, options.live);
   hardware_list list;
-  std::vector<first_stage_row> rows = first_stage_rows(live.instance());
+  std::vector<first_stage_row> rows = first_stage_rows(live.instance(), live.table());
   std::vector<uint32_t> layout = longest_first_layout(rows);
   list.confirm(list.plan(rows));
-  record_writer writer(*options.output.format, {std::begin(history_columns), std::end(history_columns)});
+  const std::vector<column> columns = headed_columns(history_columns);
+  record_writer writer(*options.output.format, columns);
+  message_list held;
   history_totals totals;
   for (const history_batch &batch : history.batches) {
     note.at(totals.batches + 1);
     const batch_report report = live.apply(batch);
-    std::vector<first_stage_row> next_rows = first_stage_rows(live.instance());
+    add_held_deletes(held, history.name, report);
+    std::vector<first_stage_row> next_rows = first_stage_rows(live.instance(), live.table());
     const pending_counts pending = list.plan(next_rows);
     planned_step step = plan_step_of(rows, layout, next_rows, slots, options);
     compare_counts(pending, step.plan);
@@ -269,8 +277,13 @@ exit_code plan_history(const plan_options &options, const prefix_table &table, c
       break;
     }
   }
+  if (!options.live.common.quiet) {
+    for (const std::string &line : held.lines()) {
+      say("warning: " + line);
+    }
+  }
   const std::string closing = closing_of(totals, slots, options.simulate);
-  write_result(options, history_heading(*options.output.format) + writer.finish(), closing);
+  write_result(options, text_heading(columns, *options.output.format) + writer.finish(), closing);
   return totals.third_answers == 0 && totals.not_arrived == 0 && totals.refused == 0 ? exit_good : exit_no;
 }
 
@@ -289,6 +302,7 @@ bool is_history(std::string_view content) {
 }
 
 exit_code run_plan(const plan_options &options) {
+  check_output_file(options.output.file, {options.live.common.table, options.next});
   const prefix_table table = read_command_table(options.live.common);
   const std::string name = options.next == "-" ? "<stdin>" : options.next;
   std::string content;
@@ -300,11 +314,12 @@ exit_code run_plan(const plan_options &options) {
   prefix_table new_table;
   update_history history;
   const bool along_history = is_history(content);
-  const bool good = along_history ? parse_history(name, content, TCAMV6_MAX_PREFIXES, history, report)
-                                  : parse_table(name, content, TCAMV6_MAX_PREFIXES, new_table, report);
-  if (!good) {
-    throw tool_failure{exit_bad_input, report.faults.lines(), true};
+  if (along_history && parse_history(name, content, TCAMV6_MAX_PREFIXES, history, report)) {
+    check_weights(table, history, report);
+  } else if (!along_history && parse_table(name, content, TCAMV6_MAX_PREFIXES, new_table, report)) {
+    check_weights(new_table, report);
   }
+  take_report(report, options.live.common.quiet);
   return along_history ? plan_history(options, table, history) : plan_tables(options, table, new_table);
 }
 
@@ -328,7 +343,7 @@ void add_plan_command(CLI::App &app, command &chosen) {
       "full, and the hardware begins with the old one, longest prefixes first. Given a history, each batch is planned\n"
       "on what the batch before left; the options on refusals are those of `v6comp update`.\n"
       "A third answer is an address that, between two writes, gets neither its old nor its new result.\n"
-      "Exit: 0 done, 1 no plan, a third answer or a batch refused, 2 usage or bad input.");
+      "Exit: 0 done, 1 no plan, a third answer or a batch refused, 2 usage or bad input, 3 it could not be done.");
 }
 
 }  // namespace v6tool

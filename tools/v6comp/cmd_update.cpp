@@ -3,10 +3,12 @@
 #include <fmt/core.h>
 
 #include <memory>
+#include <optional>
 
 #include "instance_check.h"
 #include "live_options.h"
 #include "live_table.h"
+#include "output_file.h"
 #include "progress_note.h"
 #include "tool_options.h"
 #include "update_figures.h"
@@ -29,52 +31,100 @@ struct update_options {
 std::string violation_in(const live_table &live) {
   const stored_prefixes stored = find_stored_prefixes(live.table());
   instance_check check(live.instance(), stored);
-  if (check.codes_are_right() && check.edges_are_right() && live.instance().count_stored() != stored.prefixes.size()) {
+  if (check.codes_are_right() && check.dump_is_right() && check.edges_are_right() &&
+      live.instance().count_stored() != stored.prefixes.size()) {
     return fmt::format("the library stores {} prefixes, {} are expected", live.instance().count_stored(),
                        stored.prefixes.size());
   }
   return check.counterexample();
 }
 
-update_figures run_history(const prefix_table &table, const update_history &history, const update_options &options) {
+// What became of the history, and why it was not followed to its end, if it was not.
+struct update_run {
+  update_figures figures;
+  std::optional<tool_failure> stopped;
+};
+
+bool is_last_batch(const batch_report &report, const update_figures &figures, const update_options &options) {
+  return figures.batches.size() + 1 == figures.batches_of_history ||
+         (report.refused_changes != 0 && options.live.on_refusal == refusal_action::stop);
+}
+
+batch_figures run_batch(live_table &live, const history_batch &batch, const update_figures &figures,
+                        const update_options &options) {
+  batch_figures b;
+  b.number = figures.batches.size() + 1;
+  b.report = live.apply(batch);
+  b.table_prefixes = live.size();
+  b.checked = options.verify == check_time::every ||
+              (options.verify == check_time::end && is_last_batch(b.report, figures, options));
+  b.violation = b.checked ? violation_in(live) : "";
+  return b;
+}
+
+update_run run_history(const prefix_table &table, const update_history &history, const update_options &options) {
   counted_note note("updating", history.batches.size(), options.live.common.quiet);
   live_table live(table, history, options.live);
-  update_figures figures = {
-      table.name,         history.name, options.live.policy->name, options.live.as_written, live.size(),
-      live.compress_ms(), {},           history.batches.size()};
-  for (const history_batch &batch : history.batches) {
-    batch_figures b;
-    b.number = figures.batches.size() + 1;
-    note.at(b.number);
-    b.report = live.apply(batch);
-    b.table_prefixes = live.size();
-    const bool is_last = b.number == history.batches.size() ||
-                         (b.report.refused_changes != 0 && options.live.on_refusal == refusal_action::stop);
-    b.checked = options.verify == check_time::every || (options.verify == check_time::end && is_last);
-    b.violation = b.checked ? violation_in(live) : "";
-    figures.batches.push_back(std::move(b));
-    if (is_last) {
-      break;
+  update_run run = {{table.name,
+                     history.name,
+                     options.live.policy->name,
+                     options.live.as_written,
+                     live.size(),
+                     live.compress_ms(),
+                     {},
+                     history.batches.size()},
+                    {}};
+  update_figures &figures = run.figures;
+  try {
+    for (const history_batch &batch : history.batches) {
+      note.at(figures.batches.size() + 1);
+      batch_figures b = run_batch(live, batch, figures, options);
+      const bool is_last = is_last_batch(b.report, figures, options);
+      figures.batches.push_back(std::move(b));
+      if (is_last) {
+        break;
+      }
     }
+  } catch (const tool_failure &failure) {
+    run.stopped = failure;
+    run.stopped->lines.front() = fmt::format("batch {}: {}", figures.batches.size() + 1, failure.lines.front());
   }
-  return figures;
+  return run;
+}
+
+void say_held_deletes(const update_figures &figures) {
+  message_list warnings;
+  for (const batch_figures &b : figures.batches) {
+    add_held_deletes(warnings, figures.history, b.report);
+  }
+  for (const std::string &line : warnings.lines()) {
+    say("warning: " + line);
+  }
 }
 
 exit_code run_update(const update_options &options) {
+  check_output_file(options.output.file, {options.live.common.table, options.history});
   const prefix_table table = read_command_table(options.live.common);
-  const update_history history = read_command_history(options.history);
-  const update_figures figures = run_history(table, history, options);
+  const update_history history = read_command_history(options.history, table);
+  const update_run run = run_history(table, history, options);
+  const update_figures &figures = run.figures;
   const output_format &format = *options.output.format;
   std::string out = options.summary    ? update_summary(figures, format)
                     : options.headroom ? update_refusals(figures, format)
                                        : update_rows(figures, format);
+  if (!options.live.common.quiet) {
+    say_held_deletes(figures);
+  }
   const std::string closing = closing_line(figures);
   if (&format == &text_format()) {
     out += closing;
   } else if (!options.live.common.quiet) {
-    say(closing.substr(0, closing.size() - 1));
+    say_lines(closing);
   }
   write_output(options.output, out);
+  if (run.stopped) {
+    throw tool_failure(*run.stopped);
+  }
   const update_totals totals = total_of(figures);
   return totals.left_out == 0 && totals.violations == 0 ? exit_good : exit_no;
 }
@@ -101,7 +151,10 @@ void add_update_command(CLI::App &app, command &chosen) {
       "Policies:\n" +
           policy_help() +
           "A delete of more weight than a prefix has is refused, and its batch left out, whatever --on-refusal is.\n"
-          "Exit: 0 all done and right, 1 a batch was refused or a check failed, 2 usage or bad input.");
+          "A batch that is refused and then taken over by a recompression counts as done.\n"
+          "Exit: 0 all done and right, 1 changes were left out, the table does not fit, or a check failed, 2 usage or "
+          "bad\n"
+          "input, 3 it could not be done.");
 }
 
 }  // namespace v6tool

@@ -7,6 +7,7 @@
 
 #include "instance_check.h"
 #include "library_session.h"
+#include "output_file.h"
 #include "prefix_text.h"
 #include "progress_note.h"
 #include "tool_options.h"
@@ -57,7 +58,7 @@ std::string check_table(instance_check &check, const library_session &session, c
     if (!difference.empty()) {
       return difference;
     }
-    if (check.edges_are_right()) {
+    if (check.dump_is_right() && check.edges_are_right()) {
       random_addresses_are_right(check, session.stored(), options);
     }
   }
@@ -65,6 +66,7 @@ std::string check_table(instance_check &check, const library_session &session, c
 }
 
 exit_code run_verify(const verify_options &options) {
+  check_output_file(options.output.file, {options.common.table});
   const prefix_table table = read_command_table(options.common);
   const library_session session(table, options.common);
   const progress_note note("verifying", options.common.quiet);
@@ -94,9 +96,10 @@ void add_verify_command(CLI::App &app, command &chosen) {
   add_footer(
       sub,
       "For all stored prefixes P and Q the compressed prefix of Q must cover the compressed address of P exactly\n"
-      "when Q contains P; all compressed prefixes must differ; and the first, the last and the two neighbouring\n"
-      "addresses of every prefix must find their longest match.\n"
-      "Exit: 0 right, 1 wrong (with a counterexample) or the table does not fit, 2 usage or bad input.");
+      "when Q contains P; all compressed prefixes must differ; the rows for the hardware must be those of the table;\n"
+      "and the first, the last and the two neighbouring addresses of every prefix must find their longest match.\n"
+      "Exit: 0 right, 1 wrong (with a counterexample) or the table does not fit, 2 usage or bad input, 3 it could not "
+      "be done.");
 }
 
 }  // namespace v6tool

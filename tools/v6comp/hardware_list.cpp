@@ -77,7 +77,7 @@ pending_counts hardware_list::plan(const std::vector<first_stage_row> &rows) {
   tm_build_incremental_update_prefixes_list(list_.get(), prefixes.data(), nullptr, addresses.data(),
                                             static_cast<uint32_t>(rows.size()), list_->count, &corrupted, 0);
   if (corrupted != 0) {
-    throw tool_failure{exit_no, {"the library finds the update list corrupted"}};
+    throw tool_failure{exit_undone, {"the library finds the update list corrupted"}};
   }
   pending_counts pending;
   pending.eighth_byte = mark_eighth_bytes(*list_, rows);

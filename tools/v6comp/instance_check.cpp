@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "dump_check.h"
 #include "prefix_text.h"
 
 namespace v6tool {
@@ -30,6 +31,19 @@ bool instance_check::codes_are_right() {
   if (rows_.size() == stored_.prefixes.size()) {
     counterexample_ = containment_counterexample(rows_);
   }
+  return counterexample_.empty();
+}
+
+bool instance_check::dump_is_right() {
+  std::vector<ip_prefix> dumped;
+  for (const dump_row &row : instance_.dump()) {
+    const uint32_t at = stored_.find(row.prefix);
+    if (at != prefix_forest::none && row.result != translation{rows_[at].code, rows_[at].address}) {
+      return fail(format_prefix(row.prefix) + ": the dump gives other results than the lookup");
+    }
+    dumped.push_back(row.prefix);
+  }
+  counterexample_ = dump_counterexample(std::move(dumped), stored_);
   return counterexample_.empty();
 }
 

@@ -23,6 +23,9 @@ class instance_check {
   // The first, the last and the two neighbouring addresses of every prefix find their longest match.
   bool edges_are_right();
 
+  // The dump has the rows of the table, and what the lookups say of them. Only if the codes are right.
+  bool dump_is_right();
+
   // An address finds its longest match, and what that became.
   bool probe(ip_key address);
 

@@ -6,8 +6,6 @@
 #include <chrono>
 #include <cstring>
 
-#include "code_bits.h"
-
 namespace v6tool {
 
 namespace {
@@ -31,31 +29,13 @@ void write_pool_sizes(const std::string &choice, const pool_needs &needs) {
   }
 }
 
-std::vector<std::string> explain_pools(const stored_prefixes &stored) {
-  const pool_needs needs = find_pool_needs(stored);
-  std::vector<std::string> lines;
-  for (uint32_t type = 0; type < TM_CHUNK_TYPES; ++type) {
-    const tm_chunk_info &info = gbl_chunk_info[type];
-    if (info.failed != 0) {
-      lines.push_back(
-          fmt::format("the table does not fit: pool {} ran out at {} elements; the table needs {} at "
-                      "least, {} are enough",
-                      raw_blk[type].name, info.n_elems, needs[type].least, needs[type].most));
-    }
-  }
-  if (!lines.empty()) {
-    lines.emplace_back("--pool-elements auto makes every pool large enough for the table");
-  }
-  return lines;
-}
-
 }  // namespace
 
 void start_library(const common_options &options, const pool_needs &needs) {
   write_pool_sizes(options.pool_elements, needs);
   const uint32_t status = zel_v6comp_init_global_state(TCAMV6_MAX_INSTANCES, TCAMV6_MAX_PROCESSORS);
   if (status != 0) {
-    throw tool_failure{exit_no,
+    throw tool_failure{exit_undone,
                        {fmt::format("the library cannot start, status {}: no memory for its pools; a smaller "
                                     "--pool-elements may help",
                                     status)}};
@@ -127,7 +107,7 @@ request_outcome library_instance::request(std::span<const request_row> rows) con
 
 void library_instance::reset() const {
   if (zel_v6comp_reset_instance(processor_, instance_) != 0) {
-    throw tool_failure{exit_no, {"the library cannot reset the instance"}};
+    throw tool_failure{exit_undone, {"the library cannot reset the instance"}};
   }
 }
 
@@ -168,7 +148,7 @@ std::vector<dump_row> library_instance::dump() const {
   const int32_t status =
       tcamv6_dump_cmpr_tbl(state_, static_cast<int32_t>(n), prefixes.data(), codes.data(), addresses.data(), &written);
   if (status != TM_OK) {
-    throw tool_failure{exit_no, {fmt::format("the library cannot dump the table: {}", status)}};
+    throw tool_failure{exit_undone, {fmt::format("the library cannot dump the table: {}", status)}};
   }
   std::vector<dump_row> rows;
   rows.reserve(written);
@@ -177,29 +157,6 @@ std::vector<dump_row> library_instance::dump() const {
                     translation_of(codes[i], addresses[i])});
   }
   return rows;
-}
-
-std::vector<std::string> explain_full_refusal(uint32_t status, const stored_prefixes &stored) {
-  const uint32_t bits = required_code_bits(stored.forest);
-  const std::string advice =
-      "no option helps: split the table, for example over two instances, or leave out levels of nested prefixes";
-  switch (status) {
-    case -TM_ENOMEM: {
-      const std::vector<std::string> pools = explain_pools(stored);
-      return pools.empty() ? std::vector<std::string>{"the library ran out of memory (status 12)"} : pools;
-    }
-    case -TM_EOVERFLOW:
-      return {fmt::format("the table does not fit: its compressed prefixes need {} bits, at most {} are possible", bits,
-                          +TCAMV6_MAX_CMPR_LEN),
-              advice};
-    case -TM_EFAULT:
-      return {fmt::format("the table does not fit: {} of {} bits are enough for its compressed prefixes, but not for "
-                          "the room that later updates need between them (status 14)",
-                          bits, +TCAMV6_MAX_CMPR_LEN),
-              advice};
-    default:
-      return {fmt::format("the library refused the table with status {}; --debug-level 7 shows what it says", status)};
-  }
 }
 
 }  // namespace v6tool

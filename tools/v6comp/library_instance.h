@@ -81,9 +81,6 @@ class library_instance {
   tcamv6_state *state_;
 };
 
-// Why a full compression of a table was refused, in words.
-std::vector<std::string> explain_full_refusal(uint32_t status, const stored_prefixes &stored);
-
 }  // namespace v6tool
 
 #endif

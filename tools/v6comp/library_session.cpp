@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "library_session.h"
 
+#include "full_refusal.h"
 #include "pool_counters.h"
 #include "prefix_text.h"
 #include "progress_note.h"
@@ -14,14 +15,14 @@ library_session::library_session(const prefix_table &table, const common_options
   instance_.emplace(options);
   result_ = instance_->request(request_rows(table));
   if (result_.status != 0) {
-    throw tool_failure{exit_no, explain_full_refusal(result_.status, stored_)};
+    throw explain_full_refusal(*instance_, table, result_.status);
   }
 }
 
 translation library_session::translate_stored(const ip_prefix &prefix) const {
   const std::optional<translation> result = translate(prefix);
   if (!result) {
-    throw tool_failure{exit_no, {"the library does not find " + format_prefix(prefix) + ", which it was given"}};
+    throw tool_failure{exit_undone, {"the library does not find " + format_prefix(prefix) + ", which it was given"}};
   }
   return *result;
 }

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "live_options.h"
 
+#include <fmt/core.h>
+
+#include "prefix_text.h"
+#include "weight_check.h"
 #include "zel_v6comp.h"
 
 namespace v6tool {
@@ -22,13 +26,21 @@ void add_live_options(CLI::App &sub, live_options &options) {
   add_flag(sub, "--as-written", options.as_written, "turn safe updates off");
 }
 
-update_history read_command_history(const std::string &path) {
+update_history read_command_history(const std::string &path, const prefix_table &table) {
   update_history history;
   read_report report;
-  if (!read_history(path, TCAMV6_MAX_PREFIXES, history, report)) {
-    throw tool_failure{exit_bad_input, report.faults.lines(), true};
+  if (read_history(path, TCAMV6_MAX_PREFIXES, history, report)) {
+    check_weights(table, history, report);
   }
+  take_report(report, false);
   return history;
+}
+
+void add_held_deletes(message_list &warnings, const std::string &history, const batch_report &report) {
+  for (const held_delete &held : report.held) {
+    warnings.add(fmt::format("{}:{}: {} stays in the table: the delete takes {} of its weight of {}", history,
+                             held.line, format_prefix(held.prefix), held.taken, held.weight));
+  }
 }
 
 }  // namespace v6tool

@@ -14,8 +14,11 @@ namespace v6tool {
 void add_history_argument(CLI::App &sub, std::string &history);
 void add_live_options(CLI::App &sub, live_options &options);
 
-// Read a history; its faults go to standard error.
-update_history read_command_history(const std::string &path);
+// Read a history of the table; its faults go to standard error.
+update_history read_command_history(const std::string &path, const prefix_table &table);
+
+// Deletes that leave their prefixes where they are, one line each, for standard error.
+void add_held_deletes(message_list &warnings, const std::string &history, const batch_report &report);
 
 }  // namespace v6tool
 

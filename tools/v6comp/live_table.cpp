@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "full_refusal.h"
 #include "prefix_text.h"
 
 namespace v6tool {
@@ -93,6 +94,20 @@ std::map<ip_prefix, uint64_t> weights_after(const std::map<ip_prefix, uint64_t> 
   return touched;
 }
 
+std::vector<held_delete> find_held(const std::map<ip_prefix, uint64_t> &owned, const history_batch &batch,
+                                   const std::map<ip_prefix, uint64_t> &after) {
+  std::vector<held_delete> held;
+  std::map<ip_prefix, uint64_t> touched;
+  for (const history_change &change : batch) {
+    uint64_t &weight = touched.try_emplace(change.prefix, weight_of(owned, change.prefix)).first->second;
+    if (!change.add && weight > change.weight && after.at(change.prefix) != 0) {
+      held.push_back({change.prefix, change.line, change.weight, weight});
+    }
+    weight = weight_after(weight, {change.prefix, change.weight, change.add});
+  }
+  return held;
+}
+
 uint64_t count_changes(const std::vector<std::pair<ip_prefix, std::optional<translation>>> &before,
                        const std::vector<std::pair<ip_prefix, std::optional<translation>>> &after) {
   uint64_t changes = 0;
@@ -138,7 +153,7 @@ double live_table::compress() {
   }
   const request_outcome outcome = instance_->request(request_rows(now));
   if (outcome.status != 0) {
-    throw tool_failure{exit_no, explain_full_refusal(outcome.status, find_stored_prefixes(now))};
+    throw explain_full_refusal(*instance_, now, outcome.status);
   }
   counts_.fill(now);
   return outcome.ms;
@@ -166,6 +181,7 @@ batch_report live_table::apply(const history_batch &batch) {
   batch_report report;
   const std::vector<request_row> rows = rows_of_batch(batch);
   const std::map<ip_prefix, uint64_t> wanted = weights_after(owned_, rows, report);
+  std::vector<held_delete> held = find_held(owned_, batch, wanted);
   const batch_policy &policy = *options_.policy;
   const bool only_one = policy.on_refusal != nullptr;
   bool accepted = send(policy.first(rows), report);
@@ -179,6 +195,9 @@ batch_report live_table::apply(const history_batch &batch) {
     }
     report.refused_changes = 0;
     recompress(report);
+  }
+  if (report.refused_changes == 0) {
+    report.held = std::move(held);
   }
   forms now = current_forms();
   report.changed = count_changes(forms_, now);
@@ -255,7 +274,7 @@ std::vector<working_record> live_table::working_list(const std::vector<request_r
   uint32_t n = 0;
   const auto n_records = static_cast<uint32_t>(records.size());
   if (tcamv6_build_prefix_list(records.data(), &list, n_records, &n, 0) != TM_OK) {
-    throw tool_failure{exit_no, {"the library ran out of memory (status 12)"}};
+    throw tool_failure{exit_undone, {"the library ran out of memory (status 12)"}};
   }
   std::vector<working_record> result;
   result.reserve(n);

@@ -44,9 +44,17 @@ struct refusal {
   uint64_t siblings = 0;                   // prefixes next inside the enclosing one
 };
 
+// A delete that leaves its prefix in the table, because it takes less than the prefix's weight.
+struct held_delete {
+  ip_prefix prefix;
+  uint32_t line = 0;  // of the history
+  uint64_t taken = 0, weight = 0;
+};
+
 struct batch_report {
   uint64_t adds = 0, deletes = 0;    // as the batch says
   uint64_t present = 0, absent = 0;  // of those: additions of what is there, deletes of what is not
+  std::vector<held_delete> held;     // of the deletes of an accepted batch
   uint64_t requests = 0;
   uint64_t refused_changes = 0;  // left out
   uint64_t changed = 0;          // prefixes in the table before and after whose compressed form is another

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // v6comp - IPv6 prefix tables for narrow TCAMs, from the command line.
 //
-// Data goes to standard output, talk to standard error. Exit: 0 good, 1 no, 2 usage or bad input.
-#include <cstdio>
+// Data goes to standard output, talk to standard error. Exit: 0 good, 1 no, 2 usage or bad input, 3 it could
+// not be done.
 #include <exception>
+#include <string>
 
+#include "output_file.h"
 #include "tool_options.h"
 #include "zel_v6comp.h"
 
@@ -13,9 +15,9 @@ namespace {
 using v6tool::command;
 using v6tool::exit_code;
 
-exit_code run(const command &chosen) {
+exit_code run(const command &work) {
   try {
-    return chosen();
+    return work();
   } catch (const v6tool::tool_failure &failure) {
     for (const std::string &line : failure.lines) {
       v6tool::say(failure.lines_name_their_place ? line : "v6comp: " + line);
@@ -23,8 +25,15 @@ exit_code run(const command &chosen) {
     return failure.code;
   } catch (const std::exception &error) {
     v6tool::say(std::string("v6comp: ") + error.what());
-    return v6tool::exit_no;
+    return v6tool::exit_undone;
   }
+}
+
+// Help, the version, or what is wrong with the command line.
+exit_code answer_parser(const v6tool::parsed_line &line) {
+  v6tool::say_lines(line.talk);
+  v6tool::write_output_file("-", line.data);
+  return line.code;
 }
 
 void add_commands(CLI::App &app, command &chosen) {
@@ -43,5 +52,5 @@ int main(int argc, char **argv) {
   const v6tool::parsed_line line = v6tool::parse_command_line(
       argc, argv, "Compress IPv6 prefix tables for narrow TCAMs, look prefixes up, prove the result right",
       std::string("v6comp ") + zel_v6comp_version(), add_commands);
-  return line.chosen ? run(line.chosen) : line.code;
+  return run(line.chosen ? line.chosen : [&line] { return answer_parser(line); });
 }

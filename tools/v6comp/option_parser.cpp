@@ -2,6 +2,7 @@
 #include "option_parser.h"
 
 #include <CLI/CLI.hpp>
+#include <sstream>
 
 namespace v6tool {
 
@@ -16,7 +17,11 @@ parsed_line parse_command_line(int argc, char **argv, const std::string &purpose
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     line.chosen = nullptr;
-    line.code = app.exit(error) == 0 ? exit_good : exit_bad_input;
+    std::ostringstream data;
+    std::ostringstream talk;
+    line.code = app.exit(error, data, talk) == 0 ? exit_good : exit_bad_input;
+    line.data = data.str();
+    line.talk = talk.str();
   }
   return line;
 }

@@ -26,10 +26,12 @@ namespace v6tool {
 using command = std::function<exit_code()>;
 
 // The parser of the whole command line: `add_commands` gives it its subcommands, each of which stores its work in
-// the command that it is handed. Fails with the exit code when the command line asks for no work: help, or a fault.
+// the command that it is handed. Nothing is chosen when the command line asks for no work: help, or a fault.
 struct parsed_line {
   command chosen;
-  exit_code code = exit_good;  // where nothing is chosen
+  exit_code code = exit_good;  // where nothing is chosen, and what is said then on standard output and error
+  std::string data;
+  std::string talk;
 };
 parsed_line parse_command_line(int argc, char **argv, const std::string &purpose, const std::string &version,
                                const std::function<void(CLI::App &app, command &chosen)> &add_commands);

@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include "json_summary.h"
@@ -107,6 +108,26 @@ std::string format_names() {
     names += f.name;
   }
   return names;
+}
+
+std::vector<column> headed_columns(std::span<const column> columns) {
+  std::vector<column> headed(columns.begin(), columns.end());
+  for (column &c : headed) {
+    c.text_width = c.text_width == 0 ? 0 : std::max(c.text_width, static_cast<int>(std::strlen(c.name)));
+  }
+  return headed;
+}
+
+std::string text_heading(std::span<const column> headed, const output_format &format) {
+  std::string out;
+  if (&format == &text_format()) {
+    std::vector<cell> names;
+    for (const column &c : headed) {
+      names.emplace_back(std::string(c.name));
+    }
+    text_row(out, headed, names, true);
+  }
+  return out;
 }
 
 std::string csv_text(const std::string &text) {

@@ -33,6 +33,11 @@ const output_format *find_format(const std::string &name);  // null: none of tha
 const output_format &text_format();
 std::string format_names();  // "text|json|ndjson|csv"
 
+// Columns that are wide enough for their names, and the line that shows these: text has one, the other formats have
+// their own way to say them.
+std::vector<column> headed_columns(std::span<const column> columns);
+std::string text_heading(std::span<const column> headed, const output_format &format);
+
 // A string as a CSV field.
 std::string csv_text(const std::string &text);
 

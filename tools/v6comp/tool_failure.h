@@ -10,8 +10,9 @@ namespace v6tool {
 
 enum exit_code : int {
   exit_good = 0,
-  exit_no = 1,        // the answer is no, or the work could not be done
-  exit_bad_input = 2  // usage, or a fault of the input
+  exit_no = 1,         // the answer is no: not found, not right, does not fit
+  exit_bad_input = 2,  // usage, or a fault of the input
+  exit_undone = 3      // the work could not be done: no memory, output refused
 };
 
 // Thrown by commands, caught by main: each line is printed on standard error, behind the tool's name unless it

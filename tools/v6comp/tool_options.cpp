@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool_options.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 
+#include "output_file.h"
+#include "prefix_text.h"
 #include "progress_note.h"
+#include "weight_check.h"
 #include "zel_v6comp.h"
 
 namespace v6tool {
@@ -23,18 +22,6 @@ std::string check_pool_elements(const std::string &text) {
   }
   const auto [at, error] = std::from_chars(text.data(), end, count);
   return at == end && error == std::errc() && count > 0 ? "" : "expected auto, default or a count from 1 to 4294967295";
-}
-
-bool write_all(int fd, const std::string &data) {
-  size_t done = 0;
-  while (done < data.size()) {
-    const ssize_t wrote = write(fd, data.data() + done, data.size() - done);
-    if (wrote < 0 && errno != EINTR) {
-      return false;
-    }
-    done += wrote > 0 ? static_cast<size_t>(wrote) : 0;
-  }
-  return true;
 }
 
 }  // namespace
@@ -58,7 +45,8 @@ void add_common_options(CLI::App &sub, common_options &options) {
 }
 
 void add_output_file(CLI::App &sub, output_options &options) {
-  add_text_option(sub, "-o,--output", options.file, "FILE", "write to FILE instead of standard output");
+  add_text_option(sub, "-o,--output", options.file, "FILE",
+                  "write to FILE, - for standard output; it appears when all of it is written");
 }
 
 void add_output_options(CLI::App &sub, output_options &options) {
@@ -73,35 +61,33 @@ prefix_table read_command_table(const common_options &options) {
   const progress_note note("reading", options.quiet);
   prefix_table table;
   read_report report;
-  const bool good = read_table(options.table, TCAMV6_MAX_PREFIXES, table, report);
-  if (!options.quiet) {
+  if (read_table(options.table, TCAMV6_MAX_PREFIXES, table, report)) {
+    check_weights(table, report);
+  }
+  take_report(report, options.quiet);
+  return table;
+}
+
+void take_report(const read_report &report, bool quiet) {
+  if (!quiet) {
     for (const std::string &line : report.warnings.lines()) {
       say("warning: " + line);
     }
   }
-  if (!good) {
-    throw tool_failure{exit_bad_input, report.faults.lines(), true};
-  }
-  return table;
-}
-
-void write_output(const output_options &options, const std::string &data) {
-  if (options.file.empty()) {
-    if (!write_all(STDOUT_FILENO, data)) {
-      throw tool_failure{exit_no, {std::string("standard output: ") + std::strerror(errno)}};
-    }
-    return;
-  }
-  std::FILE *file = std::fopen(options.file.c_str(), "we");
-  bool good = file != nullptr && write_all(fileno(file), data);
-  if (file != nullptr) {
-    good = std::fclose(file) == 0 && good;
-  }
-  if (!good) {
-    throw tool_failure{exit_no, {options.file + ": " + std::strerror(errno)}};
+  if (report.faults.total != 0) {
+    const bool only_misfits = report.misfits == report.faults.total;
+    throw tool_failure{only_misfits ? exit_no : exit_bad_input, report.faults.lines(), true};
   }
 }
 
-void say(const std::string &line) { std::fprintf(stderr, "%s\n", line.c_str()); }
+void write_output(const output_options &options, const std::string &data) { write_output_file(options.file, data); }
+
+void say(const std::string &line) { std::fprintf(stderr, "%s\n", escaped(line).c_str()); }
+
+void say_lines(std::string_view text) {
+  while (!text.empty()) {
+    say(std::string(take_line(text)));
+  }
+}
 
 }  // namespace v6tool

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "option_parser.h"
 #include "output_format.h"
@@ -44,11 +45,15 @@ void add_output_options(CLI::App &sub, output_options &options);
 // Read the table that the options name; its faults and warnings go to standard error.
 prefix_table read_command_table(const common_options &options);
 
+// Say the warnings of a report, and throw its faults.
+void take_report(const read_report &report, bool quiet);
+
 // Write finished data to the file of the options, or to standard output.
 void write_output(const output_options &options, const std::string &data);
 
-// A line of talk on standard error.
+// A line of talk on standard error; whatever is in it, it stays one line and leaves the terminal alone.
 void say(const std::string &line);
+void say_lines(std::string_view text);
 
 }  // namespace v6tool
 

@@ -13,10 +13,10 @@ namespace v6tool {
 
 namespace {
 
-constexpr column batch_columns[] = {{"batch", 6},           {"adds", 6},    {"deletes", 7}, {"present", 7},
-                                    {"absent", 6},          {"changed", 7}, {"result", 12}, {"requests", 8},
-                                    {"table_prefixes", 8},  {"time_us", 9}, {"right", 5},   {"refusals", 0},
-                                    {"refused_changes", 0}, {"kind", 0},    {"reason", 40}, {"violation", 0}};
+constexpr column batch_columns[] = {
+    {"batch", 6},           {"adds", 6},     {"deletes", 7},        {"present", 7},   {"absent", 6}, {"changed", 7},
+    {"result", 12},         {"requests", 8}, {"table_prefixes", 8}, {"time_us", 9},   {"right", 5},  {"refusals", 0},
+    {"refused_changes", 0}, {"kind", 0},     {"reason", 40},        {"violation", 0}, {"held", 0}};
 
 constexpr column refusal_columns[] = {{"batch", 6},
                                       {"kind", 10},
@@ -37,22 +37,6 @@ std::string result_of(const batch_report &report) {
     return "recompressed";
   }
   return report.refused_changes != 0 ? "refused" : report.refused ? "split" : "accepted";
-}
-
-// In text the columns need a heading; a name is cut where its column is narrow.
-std::string heading(std::span<const column> columns, const output_format &format) {
-  std::string out;
-  if (&format != &text_format()) {
-    return out;
-  }
-  for (const column &c : columns) {
-    if (c.text_width != 0) {
-      const std::string name = std::string(c.name).substr(0, static_cast<size_t>(c.text_width));
-      out += fmt::format("{:<{}} ", name, c.text_width);
-    }
-  }
-  out.erase(out.find_last_not_of(' ') + 1);
-  return out + '\n';
 }
 
 cell text_or_nothing(const std::string &text) { return text.empty() ? cell() : cell(text); }
@@ -81,6 +65,7 @@ figure_list json_of(const update_figures &f, const update_totals &t) {
           {"deletes", t.sum.deletes},
           {"present", t.sum.present},
           {"absent", t.sum.absent},
+          {"held", t.held},
           {"refused_changes", t.sum.refused_changes},
           {"changed_by_batches", t.changed_by_batches},
           {"changed_by_recompressions", t.changed_by_recompressions},
@@ -97,8 +82,9 @@ std::string text_of(const update_figures &f, const update_totals &t) {
   std::string out;
   const uint64_t after = f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes;
   out += fmt::format("table               {} prefixes, then {}\n", f.first_prefixes, after);
-  out += fmt::format("batches             {} of {}, {} adds ({} present), {} deletes ({} absent)\n", f.batches.size(),
-                     f.batches_of_history, t.sum.adds, t.sum.present, t.sum.deletes, t.sum.absent);
+  out += fmt::format("batches             {} of {}, {} adds ({} present), {} deletes ({} absent, {} held)\n",
+                     f.batches.size(), f.batches_of_history, t.sum.adds, t.sum.present, t.sum.deletes, t.sum.absent,
+                     t.held);
   out += fmt::format("accepted            {}, {} of them after a first refusal\n", t.accepted, t.split);
   out += fmt::format("recompressed        {}\n", t.recompressed);
   out += fmt::format("refused             {}, {} changes left out\n", t.left_out, t.sum.refused_changes);
@@ -126,6 +112,7 @@ update_totals total_of(const update_figures &figures) {
     t.sum.deletes += r.deletes;
     t.sum.present += r.present;
     t.sum.absent += r.absent;
+    t.held += r.held.size();
     t.sum.requests += r.requests;
     t.sum.refusals += r.refusals;
     t.sum.refused_changes += r.refused_changes;
@@ -153,7 +140,8 @@ update_totals total_of(const update_figures &figures) {
 }
 
 std::string update_rows(const update_figures &figures, const output_format &format) {
-  record_writer writer(format, {std::begin(batch_columns), std::end(batch_columns)});
+  const std::vector<column> columns = headed_columns(batch_columns);
+  record_writer writer(format, columns);
   for (const batch_figures &b : figures.batches) {
     const batch_report &r = b.report;
     const cell cells[] = {b.number,
@@ -171,14 +159,16 @@ std::string update_rows(const update_figures &figures, const output_format &form
                           r.refused_changes,
                           r.refused ? cell(r.refused->kind) : cell(),
                           r.refused ? cell(r.refused->reason) : cell(),
-                          text_or_nothing(b.violation)};
+                          text_or_nothing(b.violation),
+                          uint64_t{r.held.size()}};
     writer.row(cells);
   }
-  return heading(batch_columns, format) + writer.finish();
+  return text_heading(columns, format) + writer.finish();
 }
 
 std::string update_refusals(const update_figures &figures, const output_format &format) {
-  record_writer writer(format, {std::begin(refusal_columns), std::end(refusal_columns)});
+  const std::vector<column> columns = headed_columns(refusal_columns);
+  record_writer writer(format, columns);
   for (const batch_figures &b : figures.batches) {
     if (!b.report.refused) {
       continue;
@@ -197,7 +187,7 @@ std::string update_refusals(const update_figures &figures, const output_format &
                           r.reason};
     writer.row(cells);
   }
-  return heading(refusal_columns, format) + writer.finish();
+  return text_heading(columns, format) + writer.finish();
 }
 
 std::string update_summary(const update_figures &figures, const output_format &format) {

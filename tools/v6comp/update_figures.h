@@ -33,6 +33,7 @@ struct update_figures {
 
 struct update_totals {
   batch_report sum;  // of the counts
+  uint64_t held = 0;
   uint64_t accepted = 0, recompressed = 0, left_out = 0;
   uint64_t split = 0;  // accepted after a first refusal
   uint64_t changed_by_batches = 0, changed_by_recompressions = 0;

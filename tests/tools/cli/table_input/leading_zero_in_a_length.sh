@@ -1,0 +1,1 @@
+printf '2001:db8::/032\n' | v6comp compress -

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+// full_refusal.h - why a full compression was refused, in words.
+#ifndef FULL_REFUSAL_H
+#define FULL_REFUSAL_H
+
+#include <cstdint>
+
+#include "library_instance.h"
+#include "table_reader.h"
+#include "tool_failure.h"
+
+namespace v6tool {
+
+// The instance has refused `table` with `status`. Where prefixes get into one another's way they are named, for which
+// the instance is used, and left empty.
+tool_failure explain_full_refusal(const library_instance &instance, const prefix_table &table, uint32_t status);
+
+}  // namespace v6tool
+
+#endif
