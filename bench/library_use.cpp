@@ -53,13 +53,13 @@ std::vector<tcamv6_prefix> records_of(const prefix_list &list, change what) {
 }
 
 request::request(const v6tool::ip_prefix *first, size_t n, change what)
-    : bytes_(sizeof(v6comp_pref_info) + n * sizeof(tcamv6_prefix)) {
-  const v6comp_pref_info head = {0, 0, static_cast<uint32_t>(n)};
+    : request(records_of(prefix_list(first, first + n), what)) {}
+
+request::request(const std::vector<tcamv6_prefix> &records)
+    : bytes_(sizeof(v6comp_pref_info) + records.size() * sizeof(tcamv6_prefix)) {
+  const v6comp_pref_info head = {0, 0, static_cast<uint32_t>(records.size())};
   std::memcpy(bytes_.data(), &head, sizeof(head));
-  for (size_t i = 0; i < n; ++i) {
-    const tcamv6_prefix record = record_of(first[i], what);
-    std::memcpy(bytes_.data() + sizeof(head) + i * sizeof(record), &record, sizeof(record));
-  }
+  std::memcpy(bytes_.data() + sizeof(head), records.data(), records.size() * sizeof(tcamv6_prefix));
 }
 
 void start_library() {

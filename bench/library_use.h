@@ -21,6 +21,7 @@ class request {
  public:
   request(const v6tool::ip_prefix *first, size_t n, change what);
   explicit request(const prefix_list &list, change what = change::add) : request(list.data(), list.size(), what) {}
+  explicit request(const std::vector<tcamv6_prefix> &records);
 
   const v6comp_pref_info *get() const { return reinterpret_cast<const v6comp_pref_info *>(bytes_.data()); }
   uint32_t run() const { return zel_v6comp_prefix_compress(get()); }

@@ -12,6 +12,7 @@
 #include "tcamv6_read_index.h"
 #include "tcamv6_sparse.h"
 #include "test_host.h"
+#include "tm_journal.h"
 
 namespace instance_model {
 
@@ -375,6 +376,10 @@ std::string safe_fault(place at) {
   std::string fault = first_fault(at);
   if (fault.empty()) {
     fault = containment_fault(at);
+  }
+  if (fault.empty() && tm_journal_unreserved() != 0) {
+    fault =
+        formatted("%lu notes of the journal were not reserved", static_cast<unsigned long>(tm_journal_unreserved()));
   }
   return fault.empty() ? lost_memory() : fault;
 }

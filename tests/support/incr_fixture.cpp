@@ -176,6 +176,7 @@ void incr_test::SetUp() {
 
 void incr_test::TearDown() {
   EXPECT_FALSE(tm_journal_is_open);
+  EXPECT_EQ(tm_journal_unreserved(), 0u) << "a step made notes that it had not reserved";
   zel_v6comp_set_safe_updates(0);
   zel_v6comp_set_room(0);
   zel_v6comp_set_move_limit(UINT32_MAX);

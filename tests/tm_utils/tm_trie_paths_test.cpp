@@ -296,37 +296,33 @@ TEST_F(tm_trie_paths_test, extending_path_agrees_with_the_twin) {
   }
 }
 
-TEST_F(tm_trie_paths_test, extending_path_refused_at_any_node_keeps_the_partial_chain) {
+// -- tm_trie_grow_chain
+
+TEST_F(tm_trie_paths_test, chain_takes_the_missing_side_and_goes_on_left) {
+  tm_trie_grown grown;
+  tm_util_trie_node *end = tm_trie_grow_chain(root, 1, &grown);
+  EXPECT_EQ(end, at("0"));
+  EXPECT_EQ(grown.top, end);
+  end = tm_trie_grow_chain(root, 3, &grown);
+  EXPECT_EQ(end, at("100"));
+  EXPECT_EQ(grown.top, at("1"));
+  EXPECT_EQ(grown.end, end);
+}
+
+TEST_F(tm_trie_paths_test, chain_refused_at_any_node_is_kept_and_told_as_far_as_it_came) {
   for (uint64_t k = 1; k <= 7; ++k) {
     tm_util_trie_free(root, 0, 0);
     root = new_trie_root();
     insert("0");
     test_host::fail_pool_element(k);
     tm_trie_grown grown{root, root};
-    const tm_util_trie_node *made = tm_trie_extend_path(root, 6, 1, &grown);
+    const tm_util_trie_node *made = tm_trie_grow_chain(root, 6, &grown);
     EXPECT_EQ(made != nullptr, k == 7);
     EXPECT_EQ(nodes_out(), 2 + k - 1);
     EXPECT_EQ(grown.top, k == 1 ? nullptr : at("1"));
     EXPECT_EQ(grown.end, k == 1 ? nullptr : at("1" + std::string(k - 2, '0')));
     EXPECT_TRUE(grown.end == nullptr || tm_trie_is_leaf(grown.end));
   }
-}
-
-TEST_F(tm_trie_paths_test, extending_path_found_by_search_tells_the_chain_it_made) {
-  for (const char *path : {"0", "1", "10", "11"}) {
-    insert(path);
-  }
-  tm_trie_grown grown{root, root};
-  const tm_util_trie_node *made = tm_trie_extend_path(root, 4, 1, &grown);
-  ASSERT_NE(made, nullptr);
-  EXPECT_EQ(bits_of(made->key, made->len), "1000");
-  EXPECT_EQ(grown.top, at("100"));
-  EXPECT_EQ(grown.end, made);
-  insert("0", 1);
-  insert("1", 1);
-  EXPECT_EQ(tm_trie_extend_path(root, 4, 1, &grown), nullptr);
-  EXPECT_EQ(grown.top, nullptr);
-  EXPECT_EQ(grown.end, nullptr);
 }
 
 TEST_F(tm_trie_paths_test, extending_path_refused_on_one_side_agrees_with_the_twin) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// tm_journal.cpp - three logs in one block of memory: words changed, elements taken, elements given back.
+// tm_journal.cpp - three logs: words changed, elements taken, elements given back.
 //
 // Words are kept with their old contents in the order of the edits and put back in reverse, so a word may be
 // saved any number of times. Fields are saved as the aligned 8-byte word around them, which lies inside
@@ -16,134 +16,146 @@ bool tm_journal_is_open = false;
 
 namespace {
 
-// What one record is allotted; a new level's relinking comes on top (tm_journal_reserve_edits). A deletion can release
-// more than its own path, when earlier ones had to leave theirs in place: the log of releases grows then.
-constexpr size_t edits_per_record = 64;      // a record edits some 40 words; more let the log grow
-constexpr size_t elements_per_record = 400;  // 128 nodes of the trie, two compressed paths of 64, some records
+// What one record is allotted. It links, numbers and counts with some 40 words, and forgets what two paths of the
+// compressed trie were known to be full of; it takes or gives back 128 nodes of the trie with their data, two
+// compressed paths of 64 and some records. What hangs on the size of the table is reserved where it is known.
+constexpr size_t edits_per_record = 256;
+constexpr size_t elements_per_record = 400;
 
 struct saved_word {
-  uint64_t *word;
+  void *word;
   uint64_t contents;
 };
 
 // An element's address with its chunk type in the low 3 bits, which alignment leaves free.
 using typed_element = uint64_t;
 
-struct element_log {
-  typed_element *elements;
+// Notes of one kind. count <= reserved <= room, as long as whoever makes a note has reserved it.
+template <class Note>
+struct log_of {
+  Note *notes;
   size_t count;
-  size_t room;
+  size_t reserved;  // notes that may be made without a thought
+  size_t room;      // notes that there is memory for
 };
 
 struct journal {
-  saved_word *edits;
-  size_t n_edits;
-  size_t edit_room;
-  element_log taken;
-  element_log released;
+  log_of<saved_word> edits;
+  log_of<typed_element> taken;
+  log_of<typed_element> released;
   bool lost_a_release;  // one found no room: the batch can be rolled back, but not committed
 };
 
 journal open_journal = {};
+uint64_t n_unreserved = 0;
 
-size_t smaller(size_t a, size_t b) { return a < b ? a : b; }
+// Make room for twice the notes that are needed. Returns false when there is no memory for it.
+template <class Note>
+bool grow(log_of<Note> *log, size_t needed, const char *function) {
+  const size_t room = 2 * needed;
+  auto *notes = static_cast<Note *>(zel_malloc_named(TM_MEM_TAG_LIST, room * sizeof(Note)));
+  if (notes == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed for the journal", function, room * sizeof(Note));
+    return false;
+  }
+  if (log->count != 0) {
+    memcpy(notes, log->notes, log->count * sizeof(Note));
+  }
+  tm_free(log->notes);
+  log->notes = notes;
+  log->room = room;
+  return true;
+}
+
+template <class Note>
+int32_t reserve_up_to(log_of<Note> *log, size_t needed, const char *function) {
+  if (needed > log->room && !grow(log, needed, function)) {
+    return TM_ENOMEM;
+  }
+  log->reserved = needed;
+  return TM_OK;
+}
+
+// Room for a note that nobody has reserved.
+template <class Note>
+bool make_room(log_of<Note> *log, const char *function) {
+  ++n_unreserved;
+  return reserve_up_to(log, log->count + 1, function) == TM_OK;
+}
+
+template <class Note>
+bool note(log_of<Note> *log, Note what, const char *function) {
+  if (log->count >= log->reserved && !make_room(log, function)) {
+    return false;
+  }
+  log->notes[log->count++] = what;
+  return true;
+}
 
 typed_element pack(uint32_t type, const void *element) { return tm_idx(element) | type; }
 
 void give_back(typed_element packed) { tm_chunk_free(packed & 7u, tm_ptr<void>(packed & ~uint64_t{7})); }
 
-// Twice the room. Returns false when there is no memory for it.
-bool grow(element_log *log) {
-  const size_t room = 2 * log->room + 1;
-  auto *elements = static_cast<typed_element *>(zel_malloc_named(TM_MEM_TAG_LIST, room * sizeof(typed_element)));
-  if (elements == nullptr) {
-    return false;
-  }
-  if (log->count != 0) {
-    memcpy(elements, log->elements, log->count * sizeof(typed_element));
-  }
-  zel_free_named(log->elements);
-  log->elements = elements;
-  log->room = room;
-  return true;
-}
-
-bool add_element(element_log *log, uint32_t type, const void *element) {
-  if (log->count == log->room && !grow(log)) {
-    return false;
-  }
-  log->elements[log->count++] = pack(type, element);
-  return true;
-}
-
-bool make_element_log(element_log *log, size_t room) {
-  *log = {static_cast<typed_element *>(zel_malloc_named(TM_MEM_TAG_LIST, room * sizeof(typed_element))), 0, room};
-  return log->elements != nullptr;
-}
-
 void close_journal() {
-  tm_free(open_journal.edits);
-  tm_free(open_journal.taken.elements);
-  tm_free(open_journal.released.elements);
+  tm_free(open_journal.edits.notes);
+  tm_free(open_journal.taken.notes);
+  tm_free(open_journal.released.notes);
   open_journal = {};
   tm_journal_is_open = false;
 }
 
 }  // namespace
 
-int32_t tm_journal_open(uint32_t n_records) {
-  size_t allocated = 0;
-  size_t unused = 0;
-  const tm_chunk_info *info = tm_chunk_info_base();
-  for (uint32_t type = 0; info != nullptr && type < TM_CHUNK_TYPES; ++type) {
-    allocated += info[type].allocated;
-    unused += info[type].n_elems - info[type].allocated;
-  }
-  // Nothing that is given back makes room before the batch ends, so a batch takes no more than is unused now.
-  const size_t most = n_records * elements_per_record;
-  open_journal.edit_room = (n_records + 1) * edits_per_record;
-  open_journal.edits =
-      static_cast<saved_word *>(zel_malloc_named(TM_MEM_TAG_LIST, open_journal.edit_room * sizeof(saved_word)));
-  if (open_journal.edits == nullptr || !make_element_log(&open_journal.taken, smaller(most, unused)) ||
-      !make_element_log(&open_journal.released, smaller(most, allocated + unused))) {
-    close_journal();
-    return TM_ENOMEM;
-  }
-  tm_journal_is_open = true;
-  return TM_OK;
-}
-
-int32_t tm_journal_reserve_edits(size_t n_words) {
+int32_t tm_journal_reserve_record(const char *function) {
   if (!tm_journal_is_open) {
     return TM_OK;
   }
-  const size_t room = open_journal.edit_room + n_words;
-  auto *edits = static_cast<saved_word *>(zel_malloc_named(TM_MEM_TAG_LIST, room * sizeof(saved_word)));
-  if (edits == nullptr) {
-    return TM_ENOMEM;
+  journal *j = &open_journal;
+  int32_t result = reserve_up_to(&j->edits, j->edits.count + edits_per_record, function);
+  if (result == TM_OK) {
+    result = reserve_up_to(&j->taken, j->taken.count + elements_per_record, function);
   }
-  memcpy(edits, open_journal.edits, open_journal.n_edits * sizeof(saved_word));
-  zel_free_named(open_journal.edits);
-  open_journal.edits = edits;
-  open_journal.edit_room = room;
-  return TM_OK;
+  if (result == TM_OK) {
+    result = reserve_up_to(&j->released, j->released.count + elements_per_record, function);
+  }
+  return result;
+}
+
+int32_t tm_journal_open(const char *function) {
+  tm_journal_is_open = true;
+  const int32_t result = tm_journal_reserve_record(function);
+  if (result != TM_OK) {
+    close_journal();
+  }
+  return result;
+}
+
+int32_t tm_journal_reserve_edits(const char *function, size_t n) {
+  log_of<saved_word> *log = &open_journal.edits;
+  return tm_journal_is_open ? reserve_up_to(log, log->reserved + n, function) : TM_OK;
+}
+
+int32_t tm_journal_reserve_releases(const char *function, size_t n) {
+  log_of<typed_element> *log = &open_journal.released;
+  return tm_journal_is_open ? reserve_up_to(log, log->reserved + n, function) : TM_OK;
 }
 
 void tm_journal_commit() {
   tm_journal_is_open = false;
   for (size_t i = 0; i < open_journal.released.count; ++i) {
-    give_back(open_journal.released.elements[i]);
+    give_back(open_journal.released.notes[i]);
   }
   close_journal();
 }
 
 void tm_journal_rollback() {
   tm_journal_is_open = false;
-  for (size_t i = open_journal.n_edits; i-- > 0;) {
-    *open_journal.edits[i].word = open_journal.edits[i].contents;
+  for (size_t i = open_journal.edits.count; i-- > 0;) {
+    const saved_word *saved = &open_journal.edits.notes[i];
+    memcpy(saved->word, &saved->contents, sizeof saved->contents);
   }
   for (size_t i = 0; i < open_journal.taken.count; ++i) {
-    give_back(open_journal.taken.elements[i]);
+    give_back(open_journal.taken.notes[i]);
   }
   close_journal();
 }
@@ -151,19 +163,21 @@ void tm_journal_rollback() {
 void tm_journal_discard() { close_journal(); }
 
 void tm_journal_save(void *field, size_t size) {
-  TM_REQUIRE(open_journal.n_edits < open_journal.edit_room || tm_journal_reserve_edits(open_journal.edit_room) == TM_OK,
-             "journal is full");
-  auto *word = reinterpret_cast<uint64_t *>(reinterpret_cast<uintptr_t>(field) & ~uintptr_t{7});
-  TM_REQUIRE(static_cast<uint8_t *>(field) + size <= reinterpret_cast<uint8_t *>(word + 1), "field crosses a word");
-  open_journal.edits[open_journal.n_edits++] = {word, *word};
+  const uintptr_t at = reinterpret_cast<uintptr_t>(field);
+  saved_word saved = {reinterpret_cast<void *>(at & ~uintptr_t{7}), 0};
+  TM_REQUIRE((at & 7u) + size <= sizeof saved.contents, "field crosses a word");
+  memcpy(&saved.contents, saved.word, sizeof saved.contents);
+  TM_REQUIRE(note(&open_journal.edits, saved, __func__), "journal is full");
 }
 
-bool tm_journal_take(uint32_t type, void *element) { return add_element(&open_journal.taken, type, element); }
+bool tm_journal_take(uint32_t type, void *element) { return note(&open_journal.taken, pack(type, element), __func__); }
 
 void tm_journal_release(uint32_t type, void *element) {
-  if (!add_element(&open_journal.released, type, element)) {
+  if (!note(&open_journal.released, pack(type, element), __func__)) {
     open_journal.lost_a_release = true;
   }
 }
 
 int32_t tm_journal_check() { return open_journal.lost_a_release ? TM_ENOMEM : TM_OK; }
+
+uint64_t tm_journal_unreserved() { return n_unreserved; }

@@ -5,8 +5,11 @@
 // a pool is noted and every element given back is kept aside. Closing it either makes the releases
 // (commit) or puts every word back, gives back what was taken and forgets the releases (rollback).
 //
-// One journal at a time, for the whole library. Its memory is reserved before anything is touched;
-// rolling back and committing need none.
+// One journal at a time, for the whole library. Rolling back and committing need no memory. Notes do, and whoever is
+// about to make them reserves it first: each record of a batch is allotted what an ordinary one needs
+// (tm_journal_reserve_record), and a step whose edits or releases grow with the table asks for its own. When the
+// platform refuses, so does the record, and the batch is rolled back. Logs at least double when they grow, so that a
+// batch costs what its records do.
 #ifndef TM_JOURNAL_H
 #define TM_JOURNAL_H
 
@@ -15,13 +18,18 @@
 // True while a journal is open: the one test on every path that changes stored elements.
 extern bool tm_journal_is_open;
 
-// Open the journal for a batch of n_records. Returns 0, or -12 when its memory is refused: nothing is open
-// then and nothing was touched.
-int32_t tm_journal_open(uint32_t n_records);
+// Open the journal, with what its first record needs. Returns 0, or -12 when the platform refuses that memory: nothing
+// is open then.
+int32_t tm_journal_open(const char *function);
 
-// Reserve room for n_words further edits, beyond those that every record is allotted (a new level relinks
-// as many nodes as its parent has children). Returns 0 or -12; 0 when no journal is open.
-int32_t tm_journal_reserve_edits(size_t n_words);
+// Reserve what one record needs whatever the table looks like. Returns 0, or -12 when the platform refuses the
+// memory: reported under the caller's name, and nothing noted so far is lost. 0 when no journal is open. Call it once
+// per record: what the record before left unused does not add up.
+int32_t tm_journal_reserve_record(const char *function);
+
+// Reserve n edits, or n releases, beyond what is reserved already. Results as above.
+int32_t tm_journal_reserve_edits(const char *function, size_t n);
+int32_t tm_journal_reserve_releases(const char *function, size_t n);
 
 // Can the open journal be committed? Returns 0, or -12 when it could not keep note of all releases: roll back.
 int32_t tm_journal_check(void);
@@ -43,6 +51,10 @@ bool tm_journal_take(uint32_t type, void *element);
 
 // Keep an element aside that is given back; its contents stay.
 void tm_journal_release(uint32_t type, void *element);
+
+// Notes made since the process began that nobody had reserved memory for. They were kept, memory permitting; every
+// one is a step that forgot to reserve. Tests look for 0.
+uint64_t tm_journal_unreserved(void);
 
 // Change a field of a stored element.
 template <class Field, class Value>

@@ -29,10 +29,6 @@ tm_util_trie_node *grow_child(tm_util_trie_node *node, uint32_t bit, tm_trie_gro
   return child;
 }
 
-bool has_both_children(const tm_util_trie_node *node) {
-  return node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL;
-}
-
 void free_node(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
   if (free_data == 1 && node->data != TM_CHUNK_IDX_NULL) {
     tm_chunk_free(data_type, tm_chunk_idx2ptr(data_type, node->data));
@@ -50,7 +46,7 @@ void set_path_bit(tm_key_number *path, int32_t bit, bool value) {
 int32_t rewrite_keys(tm_util_trie_node *node, tm_key_number *path, int32_t len) {
   tm_key_store(node->key, *path & tm_key_number_leading((len + 7) / 8 * 8));
   node->len = static_cast<uint16_t>(len);
-  while (!has_both_children(node) && !tm_trie_is_leaf(node)) {
+  while (!tm_trie_has_both_children(node) && !tm_trie_is_leaf(node)) {
     if (len >= TM_KEY_BITS) {
       return TM_EINVAL;
     }
@@ -144,7 +140,7 @@ tm_util_trie_node *tm_util_trie_find(tm_util_trie_node *root, uint32_t tag) {
 void tm_util_trie_free(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
   tm_util_trie_node *chain[TM_KEY_BITS + 1];
   size_t n = 0;
-  while (node != nullptr && !has_both_children(node) && n < sizeof chain / sizeof chain[0]) {
+  while (node != nullptr && !tm_trie_has_both_children(node) && n < sizeof chain / sizeof chain[0]) {
     chain[n++] = node;
     node = tm_trie_child(node, node->left == TM_CHUNK_IDX_NULL);
   }
@@ -171,41 +167,34 @@ int32_t tm_util_trie_make_printable(tm_util_trie_node *node, uint8_t *key_buffer
   return result;
 }
 
-tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown) {
+tm_util_trie_node *tm_trie_grow_chain(tm_util_trie_node *node, int32_t n, tm_trie_grown *grown) {
   *grown = {};
+  tm_util_trie_node *end = grow_child(node, node->left != TM_CHUNK_IDX_NULL, grown);
+  for (int32_t level = 1; end != nullptr && level < n; ++level) {
+    end = grow_child(end, 0, grown);
+  }
+  return end;
+}
+
+tm_util_trie_node *tm_util_trie_gen_extending_path(tm_util_trie_node *node, int32_t n, int32_t chain) {
   if (node == nullptr || n == 0) {
     return nullptr;
   }
-  if (!has_both_children(node)) {
-    tm_util_trie_node *end = grow_child(node, node->left != TM_CHUNK_IDX_NULL, grown);
-    for (--n; chain != 0 && end != nullptr && n > 0; --n) {
-      end = grow_child(end, 0, grown);
-    }
-    return end;
+  if (!tm_trie_has_both_children(node)) {
+    tm_trie_grown grown;
+    return tm_trie_grow_chain(node, chain != 0 ? n : 1, &grown);
   }
   // Even levels left to go try the right side first, odd ones the left; tagged children are not entered. A
   // tagged first child is passed over, a tagged second one ends the search.
   const uint32_t first = n % 2 == 0;
   for (uint32_t turn = 0; turn < 2; ++turn) {
     tm_util_trie_node *child = tm_trie_child(node, turn == 0 ? first : 1 - first);
-    if (child->tag != 0) {
-      continue;
-    }
-    tm_trie_grown below;
-    tm_util_trie_node *end = tm_trie_extend_path(child, n - 1, chain, &below);
-    if (below.end != nullptr) {
-      *grown = below;
-    }
+    tm_util_trie_node *end = child->tag != 0 ? nullptr : tm_util_trie_gen_extending_path(child, n - 1, chain);
     if (end != nullptr) {
       return end;
     }
   }
   return nullptr;
-}
-
-tm_util_trie_node *tm_util_trie_gen_extending_path(tm_util_trie_node *node, int32_t n, int32_t chain) {
-  tm_trie_grown grown;
-  return tm_trie_extend_path(node, n, chain, &grown);
 }
 
 int32_t tm_util_trie_is_ancestor(const tm_util_trie_node *a, const tm_util_trie_node *b, int32_t flag) {
@@ -261,7 +250,7 @@ tm_util_trie_node *tm_util_trie_tracepath(tm_util_trie_node *root, const uint8_t
   const bool remembers = branch_mode != 0 || tag_mode != 0;
   for (int32_t bit = s; bit < e; ++bit) {
     TM_REQUIRE(node != nullptr, "node is NULL");
-    if ((branch_mode == 1 && has_both_children(node)) || (tag_mode == 1 && node->tag != 0)) {
+    if ((branch_mode == 1 && tm_trie_has_both_children(node)) || (tag_mode == 1 && node->tag != 0)) {
       remembered = node;
     }
     node = tm_trie_child(node, tm_key_bit(key, bit));

@@ -19,8 +19,8 @@ typedef struct tm_util_trie_node {
   uint16_t len;       /* depth = meaningful key bits */
   uint16_t aux1;      /* trie of uncompressed prefixes: summed weight, modulo 2^16 */
   uint16_t aux2;      /* trie of uncompressed prefixes: summed anchor_ref, modulo 2^16 */
-  uint16_t reserved;
-  uint32_t tag; /* 0 on plain path nodes; non-zero marks a node that carries a prefix */
+  uint16_t full;      /* compressed trie: levels below that hold no free place, as far as known */
+  uint32_t tag;       /* 0 on plain path nodes; non-zero marks a node that carries a prefix */
   uint8_t key[16];
   uint32_t owners; /* compressed trie: ancestor-tree nodes whose compressed node this is */
   tm_chunk_idx data;
@@ -31,6 +31,7 @@ TM_ASSERT_OFFSET(tm_util_trie_node, right, 8);
 TM_ASSERT_OFFSET(tm_util_trie_node, len, 16);
 TM_ASSERT_OFFSET(tm_util_trie_node, aux1, 18);
 TM_ASSERT_OFFSET(tm_util_trie_node, aux2, 20);
+TM_ASSERT_OFFSET(tm_util_trie_node, full, 22);
 TM_ASSERT_OFFSET(tm_util_trie_node, tag, 24);
 TM_ASSERT_OFFSET(tm_util_trie_node, key, 28);
 TM_ASSERT_OFFSET(tm_util_trie_node, owners, 44);

@@ -16,6 +16,10 @@ inline bool tm_trie_is_leaf(const tm_util_trie_node *node) {
   return node->left == TM_CHUNK_IDX_NULL && node->right == TM_CHUNK_IDX_NULL;
 }
 
+inline bool tm_trie_has_both_children(const tm_util_trie_node *node) {
+  return node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL;
+}
+
 // Link a child (or none) under a stored node, through the journal of a safe batch.
 void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node *child);
 
@@ -29,8 +33,11 @@ typedef struct tm_trie_grown {
   tm_util_trie_node *end;
 } tm_trie_grown;
 
-// tm_util_trie_insert and tm_util_trie_gen_extending_path, telling what they made.
+// tm_util_trie_insert, telling what it made.
 tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len, tm_trie_grown *grown);
-tm_util_trie_node *tm_trie_extend_path(tm_util_trie_node *node, int32_t n, int32_t chain, tm_trie_grown *grown);
+
+// Grow a chain of n levels (1 or more) from a node that lacks a child: the right one if that alone is missing, then
+// left ones. Returns its end; null when no element is left.
+tm_util_trie_node *tm_trie_grow_chain(tm_util_trie_node *node, int32_t n, tm_trie_grown *grown);
 
 #endif

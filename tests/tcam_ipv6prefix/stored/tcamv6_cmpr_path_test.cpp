@@ -2,6 +2,7 @@
 #include "tcamv6_cmpr_path.h"
 
 #include "incr_fixture.h"
+#include "tm_journal.h"
 
 namespace {
 
@@ -81,27 +82,27 @@ TEST_F(tcamv6_cmpr_path_test, path_that_runs_out_of_elements_is_told_as_far_as_i
 TEST_F(tcamv6_cmpr_path_test, release_ends_below_the_deepest_branching_node) {
   make("0100");
   tm_util_trie_node *node = make("01011");
-  EXPECT_TRUE(tcamv6_release_cmpr_path(root, node));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, node), 0);
   EXPECT_EQ(at("0101"), nullptr);
   EXPECT_NE(at("0100"), nullptr);
 }
 
 TEST_F(tcamv6_cmpr_path_test, release_ends_below_the_deepest_tagged_node) {
   make("01")->tag = 1;
-  EXPECT_TRUE(tcamv6_release_cmpr_path(root, make("01011")));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, make("01011")), 0);
   EXPECT_NE(at("01"), nullptr);
   EXPECT_EQ(at("010"), nullptr);
 }
 
 TEST_F(tcamv6_cmpr_path_test, release_ends_below_the_deepest_owned_node_tagged_or_not) {
   tcamv6_own_cmpr_node(&first, make("01"));
-  EXPECT_TRUE(tcamv6_release_cmpr_path(root, make("01011")));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, make("01011")), 0);
   EXPECT_NE(at("01"), nullptr);
   EXPECT_EQ(at("010"), nullptr);
 }
 
 TEST_F(tcamv6_cmpr_path_test, release_without_any_end_above_goes_up_to_the_root) {
-  EXPECT_TRUE(tcamv6_release_cmpr_path(root, make("01011")));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, make("01011")), 0);
   EXPECT_TRUE(tm_trie_is_leaf(root));
   EXPECT_EQ(nodes_out(), 1u);
 }
@@ -109,7 +110,7 @@ TEST_F(tcamv6_cmpr_path_test, release_without_any_end_above_goes_up_to_the_root)
 TEST_F(tcamv6_cmpr_path_test, owned_node_itself_is_not_released) {
   tm_util_trie_node *node = make("01011");
   tcamv6_own_cmpr_node(&first, node);
-  EXPECT_FALSE(tcamv6_release_cmpr_path(root, node));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, node), -17);
   EXPECT_EQ(at("01011"), node);
 }
 
@@ -118,7 +119,7 @@ TEST_F(tcamv6_cmpr_path_test, path_above_an_owned_node_is_not_released) {
   tcamv6_own_cmpr_node(&first, make("01011"));
   make("0100");
   const size_t out = nodes_out();
-  EXPECT_FALSE(tcamv6_release_cmpr_path(root, node));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, node), -17);
   EXPECT_EQ(nodes_out(), out) << "all of it or nothing";
 }
 
@@ -127,7 +128,28 @@ TEST_F(tcamv6_cmpr_path_test, all_that_hangs_below_the_cut_goes_with_its_data) {
   make("0100");
   make("01011");
   make("01010")->data = tm_idx(tm_chunk_malloc(TM_V6_ORIG_DATA));
-  EXPECT_TRUE(tcamv6_release_cmpr_path(root, node));
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, node), 0);
   EXPECT_EQ(nodes_out(), 1u);
   EXPECT_EQ(test_host::pool_used("TM_V6_ORIG_DATA"), 0u);
+}
+
+TEST_F(tcamv6_cmpr_path_test, release_without_memory_for_its_journal_leaves_the_path) {
+  for (int i = 0; i < 300; ++i) {
+    std::string bits = "1";
+    for (int bit = 8; bit >= 0; --bit) {
+      bits += (i >> bit & 1) != 0 ? '1' : '0';
+    }
+    make(bits);
+  }
+  tm_util_trie_node *node = make("1");
+  ASSERT_EQ(tm_journal_open("test"), 0);
+  const size_t out = nodes_out();
+  test_host::fail_all_heap_allocations(true);
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, node), -12);
+  test_host::fail_all_heap_allocations(false);
+  EXPECT_EQ(at("1"), node);
+  EXPECT_EQ(tcamv6_release_cmpr_path(root, node), 0);
+  EXPECT_EQ(nodes_out(), out) << "before the end of the batch nothing is given back";
+  tm_journal_commit();
+  EXPECT_EQ(nodes_out(), 1u);
 }

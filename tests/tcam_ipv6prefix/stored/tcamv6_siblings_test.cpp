@@ -136,7 +136,7 @@ TEST_F(tcamv6_siblings_test, moved_children_stand_behind_in_their_order) {
     tcamv6_append_child(parent, nodes[i]);
     tcamv6_append_child(other, nodes[3 + i]);
   }
-  ASSERT_EQ(tcamv6_move_children(parent, other), 0);
+  tcamv6_move_children(parent, other);
   EXPECT_THAT(chain(parent), ElementsAre(0, 1, 2, 3, 4, 5));
   EXPECT_THAT(chain(other), ElementsAre());
   EXPECT_EQ(order(nodes[5]), 5) << "numbered behind the last";
@@ -148,7 +148,7 @@ TEST_F(tcamv6_siblings_test, moved_children_whose_numbers_follow_keep_them) {
   tcamv6_append_child(other, nodes[2]);
   set_order(nodes[1], 7);
   set_order(nodes[2], 9);
-  ASSERT_EQ(tcamv6_move_children(parent, other), 0);
+  tcamv6_move_children(parent, other);
   EXPECT_THAT(chain(parent), ElementsAre(0, 1, 2));
   EXPECT_EQ(order(nodes[1]), 7);
 }
@@ -156,8 +156,8 @@ TEST_F(tcamv6_siblings_test, moved_children_whose_numbers_follow_keep_them) {
 TEST_F(tcamv6_siblings_test, children_move_to_a_parent_without_any_and_none_move_from_one) {
   tcamv6_append_child(other, nodes[0]);
   tcamv6_append_child(other, nodes[1]);
-  ASSERT_EQ(tcamv6_move_children(parent, other), 0);
-  ASSERT_EQ(tcamv6_move_children(parent, other), 0);
+  tcamv6_move_children(parent, other);
+  tcamv6_move_children(parent, other);
   EXPECT_THAT(chain(parent), ElementsAre(0, 1));
 }
 
@@ -166,10 +166,10 @@ TEST_F(tcamv6_siblings_test, journal_puts_every_link_and_number_back) {
     tcamv6_append_child(parent, nodes[i]);
     tcamv6_append_child(other, nodes[3 + i]);
   }
-  ASSERT_EQ(tm_journal_open(1), 0);
+  ASSERT_EQ(tm_journal_open("test"), 0);
   ASSERT_EQ(tcamv6_unlink_child(parent, nodes[1]), 0);
   tcamv6_push_child(other, nodes[1]);
-  ASSERT_EQ(tcamv6_move_children(parent, other), 0);
+  tcamv6_move_children(parent, other);
   tm_journal_rollback();
   EXPECT_THAT(chain(parent), ElementsAre(0, 1, 2));
   EXPECT_THAT(chain(other), ElementsAre(3, 4, 5));
@@ -177,16 +177,23 @@ TEST_F(tcamv6_siblings_test, journal_puts_every_link_and_number_back) {
   EXPECT_EQ(order(nodes[5]), 2);
 }
 
-TEST_F(tcamv6_siblings_test, nothing_moves_without_memory_for_its_journal) {
+TEST_F(tcamv6_siblings_test, move_of_many_children_asks_for_the_room_of_its_notes) {
   tcamv6_append_child(parent, nodes[0]);
-  tcamv6_append_child(other, nodes[1]);
-  ASSERT_EQ(tm_journal_open(1), 0);
+  for (int i = 0; i < 300; ++i) {
+    tcamv6_append_child(other, make());
+  }
+  EXPECT_EQ(tcamv6_reserve_moving(other), 0) << "no journal, nothing to reserve";
+  ASSERT_EQ(tm_journal_open("test"), 0);
   test_host::fail_all_heap_allocations(true);
-  EXPECT_EQ(tcamv6_move_children(parent, other), -12);
+  EXPECT_EQ(tcamv6_reserve_moving(other), -12);
   test_host::fail_all_heap_allocations(false);
-  EXPECT_THAT(chain(parent), ElementsAre(0));
-  EXPECT_THAT(chain(other), ElementsAre(1));
+  ASSERT_EQ(tcamv6_reserve_moving(other), 0);
+  tcamv6_move_children(parent, other);
+  EXPECT_EQ(tm_journal_unreserved(), 0u);
+  EXPECT_EQ(chain(parent).size(), 301u);
   tm_journal_rollback();
+  EXPECT_THAT(chain(parent), ElementsAre(0));
+  EXPECT_EQ(chain(other).size(), 300u);
 }
 
 // Chains of a table under random updates: whole both ways, and in the order that the numbers tell.

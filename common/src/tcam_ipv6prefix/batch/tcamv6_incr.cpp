@@ -217,7 +217,10 @@ int32_t apply_records(batch *b) {
     memcpy(&b->cmpr_prefs[b->at], record, sizeof *record);
     tcamv6_cmpr_pref *slot = &b->state->extra_ops[b->count + b->at];
     const bool is_add = (record->flags_tag & TM_PREFIX_FLAG_ADD) != 0;
-    const int32_t result = is_add ? apply_add(b, slot) : apply_delete(b, slot);
+    int32_t result = tm_journal_reserve_record(driver);
+    if (result == TM_OK) {
+      result = is_add ? apply_add(b, slot) : apply_delete(b, slot);
+    }
     if (result != TM_OK) {
       return result;
     }
@@ -382,7 +385,7 @@ int32_t run_batch(batch *b, batch_kind kind) {
   tcamv6_dump_chunk_info("Starting point");
   tcamv6_moves_begin();
   const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tags_so_far};
-  int32_t result = b->rules.rolls_back ? tm_journal_open(b->count) : TM_OK;
+  int32_t result = b->rules.rolls_back ? tm_journal_open(driver) : TM_OK;
   const bool journalled = tm_journal_is_open;
   if (result == TM_OK) {
     result = apply_batch(b);

@@ -11,6 +11,7 @@
 #include "tcamv6_incr_add.h"
 
 #include "tcamv6_cmpr_path.h"
+#include "tcamv6_cmpr_places.h"
 #include "tcamv6_incr_newlvl.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_read_index.h"
@@ -281,9 +282,9 @@ bool take_back_path(const addition *add, made_path *path) {
     tcamv6_remember_path(cmpr_root(add), &path->grown);
     return false;
   }
-  tm_edit(&path->end->tag, 0);
+  tcamv6_clear_cmpr_tag(cmpr_root(add), path->end);
   const tm_trie_grown grown = path->grown;
-  if (!tcamv6_release_cmpr_path(cmpr_root(add), path->end)) {
+  if (tcamv6_release_cmpr_path(cmpr_root(add), path->end) != TM_OK) {
     tcamv6_remember_path(cmpr_root(add), &grown);
   }
   return true;

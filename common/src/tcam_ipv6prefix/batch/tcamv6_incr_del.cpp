@@ -2,6 +2,7 @@
 #include "tcamv6_incr_del.h"
 
 #include "tcamv6_cmpr_path.h"
+#include "tcamv6_cmpr_places.h"
 #include "tcamv6_read_index.h"
 #include "tcamv6_safe.h"
 #include "tcamv6_siblings.h"
@@ -93,12 +94,16 @@ int32_t delete_leaf(const deletion *del) {
   if (dummy_data != nullptr) {
     tcamv6_disown_cmpr_node(dummy_data);
   }
-  tm_edit(&del->cmpr_node->tag, 0);
-  if (!tcamv6_release_cmpr_path(del->cmpr_root, del->cmpr_node) && dummy_data != nullptr) {
+  tcamv6_clear_cmpr_tag(del->cmpr_root, del->cmpr_node);
+  int32_t released = tcamv6_release_cmpr_path(del->cmpr_root, del->cmpr_node);
+  if (released == TM_EEXIST && dummy_data != nullptr) {
     // The prefix's node is shared and stays; what hangs from it for the dummy alone need not.
     tm_util_trie_node *dummy_node = tcamv6_cmpr_node(dummy_data);
-    tm_edit(&dummy_node->tag, 0);
-    tcamv6_release_cmpr_path(del->cmpr_root, dummy_node);
+    tcamv6_clear_cmpr_tag(del->cmpr_root, dummy_node);
+    released = tcamv6_release_cmpr_path(del->cmpr_root, dummy_node);
+  }
+  if (released == TM_ENOMEM) {
+    return released;
   }
   tm_n_ary_tree_freenode(del->anc_node, 1, TM_V6_ANC_DATA);
   tm_n_ary_tree_freenode(dummy, 1, TM_V6_ANC_DATA);
@@ -121,16 +126,16 @@ int32_t delete_inner(const deletion *del) {
   }
   tcamv6_disown_cmpr_node(dummy_data);
   tm_n_ary_tree_freenode(dummy, 1, TM_V6_ANC_DATA);
-  const int32_t moved = tcamv6_move_children(del->parent, del->anc_node);
-  if (moved != TM_OK) {
-    return moved;
-  }
+  tcamv6_move_children(del->parent, del->anc_node);
   require(del->orig != nullptr, "dummy_orig is NULL");
   tm_chunk_free(TM_V6_ORIG_DATA, del->orig);
-  tm_edit(&dummy_node->tag, 0);
-  tcamv6_release_cmpr_path(del->cmpr_root, dummy_node);  // the prefix's own node still counts as owned
+  tcamv6_clear_cmpr_tag(del->cmpr_root, dummy_node);
+  // The prefix's own node still counts as owned.
+  if (tcamv6_release_cmpr_path(del->cmpr_root, dummy_node) == TM_ENOMEM) {
+    return TM_ENOMEM;
+  }
   tm_edit(&del->trie_node->data, TM_CHUNK_IDX_NULL);
-  tm_edit(&del->cmpr_node->tag, 0);
+  tcamv6_clear_cmpr_tag(del->cmpr_root, del->cmpr_node);
   tcamv6_disown_cmpr_node(del->data);
   tm_n_ary_tree_freenode(del->anc_node, 1, TM_V6_ANC_DATA);
   return TM_OK;
@@ -138,6 +143,10 @@ int32_t delete_inner(const deletion *del) {
 
 int32_t remove_prefix(deletion *del, const tcamv6_state *state) {
   find_links(del, state);
+  const int32_t reserved = tcamv6_reserve_moving(del->anc_node);
+  if (reserved != TM_OK) {
+    return reserved;
+  }
   tm_edit(&del->trie_node->tag, 0);
   find_parent(del);
   if (del->parent->child == TM_CHUNK_IDX_NULL) {

@@ -417,16 +417,20 @@ void clean_up(const new_level *level) {
   }
 }
 
+int32_t reserve_links(new_level *level) {
+  return tm_journal_reserve_edits(leveler, level->n_adopted * edits_per_adopted);
+}
+
 int32_t add_level(new_level *level) {
   using step = int32_t (*)(new_level *);
-  constexpr step steps[] = {find_parent, collect_adopted, find_place, make_dummy, make_records};
+  constexpr step steps[] = {find_parent, collect_adopted, reserve_links, find_place, make_dummy, make_records};
   for (const step next : steps) {
     const int32_t result = next(level);
     if (result != TM_OK) {
       return result;
     }
   }
-  return tm_journal_reserve_edits(level->n_adopted * edits_per_adopted);
+  return TM_OK;
 }
 
 }  // namespace

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tcamv6_cmpr_path.h"
 
+#include "tcamv6_cmpr_places.h"
 #include "tm_journal.h"
 #include "tm_key.h"
 
 namespace {
 
 bool ends_tail(const tm_util_trie_node *node) {
-  return (node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL) || node->tag != 0 || node->owners != 0;
+  return tm_trie_has_both_children(node) || node->tag != 0 || node->owners != 0;
 }
 
 // The deepest node above `node` at which its tail ends; the root when there is none.
@@ -23,9 +24,14 @@ tm_util_trie_node *find_cut(tm_util_trie_node *cmpr_root, const tm_util_trie_nod
   return cut;
 }
 
-bool holds_owned(const tm_util_trie_node *node) {
-  return node != nullptr &&
-         (node->owners != 0 || holds_owned(tm_trie_child(node, 0)) || holds_owned(tm_trie_child(node, 1)));
+// Count a subtree's nodes. Returns false when one of them is owned.
+bool count_unowned(const tm_util_trie_node *node, size_t *count) {
+  if (node == nullptr) {
+    return true;
+  }
+  ++*count;
+  return node->owners == 0 && count_unowned(tm_trie_child(node, 0), count) &&
+         count_unowned(tm_trie_child(node, 1), count);
 }
 
 }  // namespace
@@ -41,21 +47,27 @@ void tcamv6_disown_cmpr_node(const tcamv6_anc_data *data) {
 }
 
 tm_util_trie_node *tcamv6_grow_cmpr_path(tm_util_trie_node *node, int32_t n, uint32_t tag, tm_trie_grown *path) {
-  tm_util_trie_node *end = tm_trie_extend_path(node, n, 1, path);
+  tm_util_trie_node *end = tcamv6_extend_cmpr_path(node, n, path);
   if (end != nullptr) {
     end->tag = tag;
   }
   return end;
 }
 
-bool tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
+int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
   tm_util_trie_node *cut = find_cut(cmpr_root, node);
   const uint32_t side = tm_key_bit(node->key, cut->len);
   tm_util_trie_node *tail = tm_trie_child(cut, side);
-  if (holds_owned(tail)) {
-    return false;
+  size_t n_nodes = 0;
+  if (!count_unowned(tail, &n_nodes)) {
+    return TM_EEXIST;
   }
-  tm_trie_link_child(cut, side, nullptr);
+  // Paths that could not go before can hang here, more than a record is allotted.
+  const int32_t reserved = tm_journal_reserve_releases(__func__, 2 * n_nodes);
+  if (reserved != TM_OK) {
+    return reserved;
+  }
+  tcamv6_cut_cmpr_child(cmpr_root, cut, side);
   tm_util_trie_free(tail, 1, TM_V6_ORIG_DATA);
-  return true;
+  return TM_OK;
 }

@@ -19,7 +19,7 @@ void tcamv6_disown_cmpr_node(const tcamv6_anc_data *data);
 tm_util_trie_node *tcamv6_grow_cmpr_path(tm_util_trie_node *node, int32_t n, uint32_t tag, tm_trie_grown *path);
 
 // Release the tail of the path that leads to a node: all that hangs below the deepest branching, tagged or owned node
-// above it. Returns false, and releases nothing, when an owned node is part of that.
-bool tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node);
+// above it. Returns 0; -17 when an owned node is part of that, -12 without memory to journal it: nothing is released.
+int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node);
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "tcamv6_cmpr_places.h"
 #include "tm_journal.h"
 #include "tm_key.h"
 
@@ -37,7 +38,7 @@ void release_path(const left_path *path) {
     if (!tm_trie_is_leaf(node) || node->owners != 0) {
       return;
     }
-    tm_trie_link_child(chain[depth - 1], tm_key_bit(path->key, depth - 1), nullptr);
+    tcamv6_cut_cmpr_child(path->root, chain[depth - 1], tm_key_bit(path->key, depth - 1));
     if (node->data != TM_CHUNK_IDX_NULL) {
       tm_chunk_free(TM_V6_ORIG_DATA, tm_ptr<void>(node->data));
     }

@@ -98,19 +98,19 @@ int32_t tcamv6_unlink_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
   return TM_OK;
 }
 
-int32_t tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source) {
+int32_t tcamv6_reserve_moving(const tm_n_ary_node *source) {
+  return tm_journal_is_open ? tm_journal_reserve_edits(__func__, count_children(source)) : TM_OK;
+}
+
+void tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source) {
   tm_n_ary_node *first = tcamv6_anc_first_child(source);
   if (first == nullptr) {
-    return TM_OK;
+    return;
   }
   tm_n_ary_node *last = last_child(destination);
   if (last != nullptr) {
     tm_n_ary_node *source_last = last_child(source);
     if (order_of(first) <= order_of(last)) {
-      const int32_t reserved = tm_journal_reserve_edits(count_children(source));
-      if (reserved != TM_OK) {
-        return reserved;
-      }
       number_from(first, order_above(order_of(last)));
     }
     set_before(tcamv6_anc_data_of(first), last);
@@ -118,5 +118,4 @@ int32_t tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source) 
   }
   tm_edit(last != nullptr ? &last->sibling : &destination->child, source->child);
   tm_edit(&source->child, TM_CHUNK_IDX_NULL);
-  return TM_OK;
 }

@@ -22,9 +22,12 @@ void tcamv6_append_child(tm_n_ary_node *parent, tm_n_ary_node *child);
 // Take a child out of its parent's chain. Returns 0; -22 the parent has no child; -2 the chain does not lead to it.
 int32_t tcamv6_unlink_child(tm_n_ary_node *parent, tm_n_ary_node *child);
 
+// Reserve the notes of a journalled move of all children of a node. Returns 0 or -12.
+int32_t tcamv6_reserve_moving(const tm_n_ary_node *source);
+
 // Move all children of the source behind those of the destination. Costs a write for each unless their numbers happen
-// to follow. Returns 0; -12 without memory to journal that, nothing is moved then.
-int32_t tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source);
+// to follow: see tcamv6_reserve_moving.
+void tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source);
 
 // Number a chain anew: child by child, from the first on.
 void tcamv6_set_sibling_order(tcamv6_anc_data *data, int32_t order);
