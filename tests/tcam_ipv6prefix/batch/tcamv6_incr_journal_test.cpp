@@ -407,8 +407,10 @@ TEST_F(tcamv6_incr_journal_test, one_record_may_release_more_than_its_own_paths)
   }
   const picture before = look();
   test_host::fail_heap_allocation(5);  // after three of the journal and the extra operations: the log grows
+  only({&tcamv6_debug_flags_t::info});
   const batch_answer refused = run("-8000::/1");
   EXPECT_EQ(refused.result, -12);
+  EXPECT_THAT(lines(), ::testing::ElementsAre(::testing::StartsWith("tcamv6_release_cmpr_path: malloc(")));
   EXPECT_TRUE(look() == before);
   const uint32_t had = allocated();
   EXPECT_EQ(run("-8000::/1").result, 0);

@@ -4,6 +4,7 @@
 #include "incr_fixture.h"
 #include "tcamv6_cmpr_path.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_siblings.h"
 
 using ::testing::ElementsAre;
 
@@ -261,4 +262,29 @@ TEST_F(tcamv6_incr_newlvl_test, no_room_for_the_dummy_is_refused_with_28) {
   EXPECT_EQ(tcav6_incr_add_pref_newlvl(state, &compatible, &record, static_cast<int32_t>(place.size())), -28);
   EXPECT_THAT(lines(),
               ElementsAre("%s: No extending path for dummy prefix 2001:0db8:0001:0000:0000:0000:0000:0000 / 48"));
+}
+
+TEST_F(tcamv6_incr_newlvl_test, adopted_children_with_equal_numbers_keep_the_order_of_the_chain) {
+  // Numbers repeat once they have met a limit of their type. Found in the trie, the children come as :2, :1, :0.
+  compress("2001:db8::/32 2001:db8:1::/48 2001:db8:2::/48");
+  ASSERT_EQ(run("+2001:db8::/48").result, 0);
+  ASSERT_EQ(children("2001:db8::/32"),
+            (std::vector<std::string>{"2001:db8::/48", "2001:db8:2::/48", "2001:db8:1::/48", "dummy"}));
+  for (const char *child : {"2001:db8::/48", "2001:db8:1::/48", "2001:db8:2::/48"}) {
+    tcamv6_set_sibling_order(data(child), INT32_MIN);
+  }
+  ASSERT_EQ(run("+2001:db8::/46").result, 0);
+  EXPECT_EQ(children("2001:db8::/46"),
+            (std::vector<std::string>{"dummy", "2001:db8::/48", "2001:db8:2::/48", "2001:db8:1::/48"}));
+}
+
+TEST_F(tcamv6_incr_newlvl_test, levels_added_in_compatible_mode_are_remembered_until_the_next_full_compression) {
+  compress("2001:db8::/32 2001:db8:1::/48 2001:db8:2::/48");
+  EXPECT_EQ(state->marks & TCAMV6_MARK_LOOSE_LEVELS, 0u);
+  zel_v6comp_set_safe_updates(1);
+  ASSERT_EQ(run("+2001:db8::/40").result, 0);
+  EXPECT_EQ(state->marks & TCAMV6_MARK_LOOSE_LEVELS, 0u) << "a safe level is in its right place";
+  zel_v6comp_set_safe_updates(0);
+  ASSERT_EQ(run("+2001:db8::/36").result, 0);
+  EXPECT_NE(state->marks & TCAMV6_MARK_LOOSE_LEVELS, 0u);
 }

@@ -486,3 +486,12 @@ TEST_F(tcamv6_incr_test, kept_state_is_refused) {
   EXPECT_EQ(run("+2001:db9::/32").result, -22);
   EXPECT_THAT(lines(), ElementsAre("tcamv6_incr_compress: Bad arguments"));
 }
+
+TEST_F(tcamv6_incr_test, count_that_the_rows_use_up_before_the_root_fails_the_walk) {
+  compress("2001:db8::/32 2001:db8:1::/48");
+  ASSERT_EQ(run("").walk_result, 3u);
+  state->n_prefs = 2;  // as many rows as come before that of ::/0
+  EXPECT_EQ(run("").result, -22);
+  state->n_prefs = 3;
+  EXPECT_EQ(run("").result, 0);
+}

@@ -289,3 +289,12 @@ TEST_F(tcamv6_safe_test, refused_memory_for_the_absent_deletes_refuses_the_reque
     EXPECT_EQ(image_of(state), before);
   }
 }
+
+TEST_F(tcamv6_safe_test, share_is_told_right_when_weight_and_anchors_together_pass_16_bits) {
+  ASSERT_EQ(request("+2001:db8::/32*65535"), 0u);
+  ASSERT_EQ(request("+2001:db8:1::/48*5"), 0u);
+  ASSERT_EQ(weight("2001:db8::/32"), 4u) << "65,540 in 16 bits, 5 of them the anchor's";
+  EXPECT_EQ(tcamv6_own_share(stored("2001:db8::/32")), 65535);
+  EXPECT_EQ(request("-2001:db8::/32*65535"), 0u);
+  EXPECT_EQ(weight("2001:db8::/32"), 5u) << "the anchor's stay";
+}
