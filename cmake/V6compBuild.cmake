@@ -54,6 +54,8 @@ if(NOT V6COMP_INSTRUMENTED)
     $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 endif()
 
+include(V6compShipped)
+
 # v6comp_add_layer(name SOURCES file... BELOW target...)
 #
 # One folder of the library, compiled into objects of its own: hidden unless marked otherwise, without
@@ -65,7 +67,7 @@ function(v6comp_add_layer name)
   cmake_path(ABSOLUTE_PATH first BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
   cmake_path(GET first PARENT_PATH folder)
   target_include_directories(${name} PUBLIC ${folder})
-  target_link_libraries(${name} PUBLIC ${layer_BELOW} PRIVATE v6comp_build_flags)
+  target_link_libraries(${name} PUBLIC ${layer_BELOW} PRIVATE v6comp_build_flags v6comp_shipped_flags)
   target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
   set_target_properties(${name} PROPERTIES
     C_VISIBILITY_PRESET hidden
@@ -91,7 +93,6 @@ function(v6comp_optimise_across)
       $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-ffat-lto-objects>)
   endforeach()
   set(V6COMP_LINK_ACROSS
-    $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-flto-partition=one> $<$<CONFIG:Release>:-fstack-protector-strong>
-    PARENT_SCOPE)
+    $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-flto-partition=one> ${V6COMP_HARDENING} PARENT_SCOPE)
   set(V6COMP_LINK_APART $<$<CONFIG:Release>:-fno-lto> PARENT_SCOPE)
 endfunction()
