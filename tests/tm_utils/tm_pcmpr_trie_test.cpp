@@ -9,6 +9,15 @@ namespace {
 
 class tm_pcmpr_trie_test : public pcmpr_test {};
 
+void expect_zero_keys(const tm_util_trie_node *node) {
+  if (node != nullptr) {
+    EXPECT_EQ(node->len, 0);
+    EXPECT_EQ(bits_of(node->key, 128), std::string(128, '0'));
+    expect_zero_keys(tm_trie_child(node, 0));
+    expect_zero_keys(tm_trie_child(node, 1));
+  }
+}
+
 }  // namespace
 
 // -- nodes
@@ -153,6 +162,42 @@ TEST_F(tm_pcmpr_trie_test, gen_folds_a_chain_into_one_edge_of_127_bits_and_one_o
   EXPECT_EQ(above->tag, 0u);
   EXPECT_EQ(pcmpr_data_of(above)->len1, 1);
   EXPECT_EQ(right_of(above)->tag, 2u);
+}
+
+TEST_F(tm_pcmpr_trie_test, key_fields_of_generated_nodes_are_zero) {
+  dice random(17);
+  for (int round = 0; round < 20; ++round) {
+    drop();
+    store({""});
+    store_random(random, 30, 20);
+    fold();
+    expect_zero_keys(root);
+    // The step by itself makes such nodes too.
+    tm_util_trie_node *node = nullptr;
+    ASSERT_EQ(tm_util_trie_pcmpr_node_new(&node), 0);
+    test_key edge{};
+    uint8_t edge_len = 0;
+    ASSERT_EQ(tm_util_trie_pcmpr_gen_internal(trie, node, edge.data(), &edge_len, 1), 0);
+    expect_zero_keys(node);
+    tm_util_trie_free(node, 1, TM_V6_PCMPR_DATA);
+  }
+}
+
+// What the full compression grafts: the directions from the nearest prefix above.
+TEST_F(tm_pcmpr_trie_test, ways_are_the_directions_that_getpath_tells) {
+  store({"", "00", "0010", "0011", "00111", "1", "101", "1010"});
+  ASSERT_EQ(tm_trie_pcmpr_gen_ways(trie, &root), 0);
+  int32_t count = 0;
+  const auto way_to = [&](const std::string &prefix) {
+    const tm_util_trie_node *node = look_up(root, prefix, 0, 0, nullptr, &count);
+    return bits_of(node->key, node->len);
+  };
+  EXPECT_EQ(way_to("00"), way("", "00"));
+  EXPECT_EQ(way_to("0010"), way("00", "0010"));
+  EXPECT_EQ(way_to("0011"), way("00", "0011"));
+  EXPECT_EQ(way_to("00111"), way("0011", "00111"));
+  EXPECT_EQ(way_to("101"), way("1", "101"));
+  EXPECT_EQ(way_to("1010"), way("101", "1010"));
 }
 
 TEST_F(tm_pcmpr_trie_test, gen_agrees_with_the_twin) {

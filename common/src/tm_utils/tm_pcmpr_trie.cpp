@@ -18,6 +18,10 @@
 
 namespace {
 
+// What the nodes' key fields hold: nothing, or the way down to the node, its edges' directions from the nearest node
+// above that holds a prefix, which the full compression grafts without looking for it.
+enum class keys { stay_zero, tell_ways };
+
 // Which child side of a prefix node keeps room for one edge more.
 enum extend_side { EXTEND_NONE = 0, EXTEND_CHILD_0 = 1, EXTEND_CHILD_1 = 2 };
 
@@ -51,7 +55,10 @@ extend_side extend_side_of(const tm_util_trie_node *node) {
 }
 
 // Write the way to a child down: it begins anew below each prefix node.
-void extend_way(const tm_util_trie_node *cmpr_node, uint32_t bit, tm_util_trie_node *cmpr_child) {
+void extend_way(const tm_util_trie_node *cmpr_node, uint32_t bit, keys wanted, tm_util_trie_node *cmpr_child) {
+  if (wanted == keys::stay_zero) {
+    return;
+  }
   if (cmpr_node->tag == 0) {
     memcpy(cmpr_child->key, cmpr_node->key, sizeof cmpr_child->key);
     cmpr_child->len = cmpr_node->len;
@@ -60,8 +67,11 @@ void extend_way(const tm_util_trie_node *cmpr_node, uint32_t bit, tm_util_trie_n
   ++cmpr_child->len;
 }
 
+int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge, uint8_t *edge_len, bool extend,
+                  keys wanted);
+
 // Fold both child sides of a trie node below its path-compressed node.
-int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_node, extend_side side) {
+int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_node, extend_side side, keys wanted) {
   for (uint32_t bit = 0; bit < 2; ++bit) {
     tm_util_trie_node *child = tm_trie_child(node, bit);
     if (child == nullptr) {
@@ -73,12 +83,12 @@ int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_nod
       return result;
     }
     (bit != 0 ? cmpr_node->right : cmpr_node->left) = tm_idx(cmpr_child);
-    extend_way(cmpr_node, bit, cmpr_child);
+    extend_way(cmpr_node, bit, wanted, cmpr_child);
     tcamv6_pcmpr_data *edges = edges_of(cmpr_node);
     tm_key_put_bit(edge_bits(edges, bit), 0, bit != 0);
     *edge_len(edges, bit) = 1;
-    result = tm_util_trie_pcmpr_gen_internal(child, cmpr_child, edge_bits(edges, bit), edge_len(edges, bit),
-                                             side == (bit != 0 ? EXTEND_CHILD_1 : EXTEND_CHILD_0));
+    result = fold_edge(child, cmpr_child, edge_bits(edges, bit), edge_len(edges, bit),
+                       side == (bit != 0 ? EXTEND_CHILD_1 : EXTEND_CHILD_0), wanted);
     if (result != TM_OK) {
       return result;
     }
@@ -91,19 +101,82 @@ void set_longest(tm_util_trie_node *cmpr_node) {
 }
 
 // Make a node an extension node. Returns its new child, null when none can be made.
-tm_util_trie_node *add_extension(tm_util_trie_node *cmpr_node) {
+tm_util_trie_node *add_extension(tm_util_trie_node *cmpr_node, keys wanted) {
   tm_util_trie_node *below;
   if (tm_util_trie_pcmpr_node_new(&below) != TM_OK) {
     return nullptr;
   }
   tcamv6_pcmpr_data *edges = edges_of(cmpr_node);
   cmpr_node->left = tm_idx(below);
-  extend_way(cmpr_node, 0, below);
+  extend_way(cmpr_node, 0, wanted, below);
   tm_key_put_bit(edges->path0, 0, false);
   edges->len0 = 1;
   edges->extension = 1;
   edges->longest = 1;
   return below;
+}
+
+int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge, uint8_t *edge_len, bool extend,
+                  keys wanted) {
+  if (cmpr_node == nullptr || edge == nullptr || edge_len == nullptr) {
+    return TM_EINVAL;
+  }
+  if (node == nullptr) {
+    return TM_OK;
+  }
+  if (cmpr_node->data == TM_CHUNK_IDX_NULL) {
+    zel_fatal("\n%s: cmpr_path is NULL", "tm_util_trie_pcmpr_gen_internal");
+  }
+  tm_util_trie_node *before = nullptr;  // the node above `node` on this edge
+  while (!tm_trie_is_leaf(node) && !tm_util_trie_pcmpr_is_branch(node)) {
+    const uint32_t bit = node->left == TM_CHUNK_IDX_NULL;
+    tm_key_put_bit(edge, *edge_len, bit != 0);
+    ++*edge_len;
+    before = node;
+    node = tm_trie_child(node, bit);
+  }
+  tm_util_trie_node *place = cmpr_node;
+  if (extend && before != nullptr) {
+    --*edge_len;
+    node = before;
+  } else if (extend && tm_util_trie_pcmpr_is_branch(node)) {
+    place = add_extension(cmpr_node, wanted);
+    if (place == nullptr) {
+      return TM_ENOMEM;
+    }
+  }
+  place->tag = node->tag;
+  const int32_t result = fold_children(node, place, extend_side_of(node), wanted);
+  if (result != TM_OK) {
+    return result;
+  }
+  set_longest(place);
+  if (place != cmpr_node) {
+    set_longest(cmpr_node);
+  }
+  return TM_OK;
+}
+
+int32_t fold_trie(tm_util_trie_node *trie_root, keys wanted, tm_util_trie_node **output) {
+  if (output == nullptr) {
+    return TM_EINVAL;
+  }
+  *output = nullptr;
+  if (trie_root == nullptr) {
+    return TM_OK;
+  }
+  tm_util_trie_node *cmpr_root;
+  int32_t result = tm_util_trie_pcmpr_node_new(&cmpr_root);
+  if (result != TM_OK) {
+    return result;
+  }
+  *output = cmpr_root;
+  cmpr_root->tag = trie_root->tag;
+  result = fold_children(trie_root, cmpr_root, extend_side_of_root(trie_root), wanted);
+  if (result == TM_OK) {
+    set_longest(cmpr_root);
+  }
+  return result;
 }
 
 bool is_prefix_of(const uint8_t *key_a, int32_t len_a, const uint8_t *key_b, int32_t len_b) {
@@ -142,65 +215,16 @@ bool tm_util_trie_pcmpr_is_branch(const tm_util_trie_node *node) {
 }
 
 int32_t tm_util_trie_pcmpr_gen(tm_util_trie_node *trie_root, tm_util_trie_node **output) {
-  if (output == nullptr) {
-    return TM_EINVAL;
-  }
-  *output = nullptr;
-  if (trie_root == nullptr) {
-    return TM_OK;
-  }
-  tm_util_trie_node *cmpr_root;
-  int32_t result = tm_util_trie_pcmpr_node_new(&cmpr_root);
-  if (result != TM_OK) {
-    return result;
-  }
-  *output = cmpr_root;
-  TM_REQUIRE(cmpr_root->data != TM_CHUNK_IDX_NULL, "data is NULL");
-  cmpr_root->tag = trie_root->tag;
-  result = fold_children(trie_root, cmpr_root, extend_side_of_root(trie_root));
-  if (result == TM_OK) {
-    set_longest(cmpr_root);
-  }
-  return result;
+  return fold_trie(trie_root, keys::stay_zero, output);
+}
+
+int32_t tm_trie_pcmpr_gen_ways(tm_util_trie_node *trie_root, tm_util_trie_node **output) {
+  return fold_trie(trie_root, keys::tell_ways, output);
 }
 
 int32_t tm_util_trie_pcmpr_gen_internal(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge,
                                         uint8_t *edge_len, int32_t extend) {
-  if (cmpr_node == nullptr || edge == nullptr || edge_len == nullptr) {
-    return TM_EINVAL;
-  }
-  if (node == nullptr) {
-    return TM_OK;
-  }
-  TM_REQUIRE(cmpr_node->data != TM_CHUNK_IDX_NULL, "cmpr_path is NULL");
-  tm_util_trie_node *before = nullptr;  // the node above `node` on this edge
-  while (!tm_trie_is_leaf(node) && !tm_util_trie_pcmpr_is_branch(node)) {
-    const uint32_t bit = node->left == TM_CHUNK_IDX_NULL;
-    tm_key_put_bit(edge, *edge_len, bit != 0);
-    ++*edge_len;
-    before = node;
-    node = tm_trie_child(node, bit);
-  }
-  tm_util_trie_node *place = cmpr_node;
-  if (extend != 0 && before != nullptr) {
-    --*edge_len;
-    node = before;
-  } else if (extend != 0 && tm_util_trie_pcmpr_is_branch(node)) {
-    place = add_extension(cmpr_node);
-    if (place == nullptr) {
-      return TM_ENOMEM;
-    }
-  }
-  place->tag = node->tag;
-  const int32_t result = fold_children(node, place, extend_side_of(node));
-  if (result != TM_OK) {
-    return result;
-  }
-  set_longest(place);
-  if (place != cmpr_node) {
-    set_longest(cmpr_node);
-  }
-  return TM_OK;
+  return fold_edge(node, cmpr_node, edge, edge_len, extend != 0, keys::stay_zero);
 }
 
 int32_t tm_util_calculate_longest_pathlen(const tm_util_trie_node *node) {
@@ -290,7 +314,7 @@ int32_t tm_util_trie_pcmpr_getpath(tm_util_trie_node *root, const uint8_t *key_a
 }
 
 int32_t tm_util_trie_pcmpr_addpath(tm_util_trie_node *start, tm_util_trie_node *end, const uint8_t *bits, int32_t n) {
-  if (start == nullptr || bits == nullptr) {
+  if (start == nullptr || bits == nullptr || n < 0 || n > TM_KEY_BITS) {
     return TM_EINVAL;
   }
   tm_util_trie_node *node = start;

@@ -3,8 +3,7 @@
  *
  * Every chain of nodes that neither branch nor hold a prefix is folded into one edge that carries its bits.
  * One edge becomes one bit of a compressed prefix, so edges are counted and their directions read here.
- * Nodes are tm_util_trie_node; a node's data is a tcamv6_pcmpr_data, its key and len are the directions and the
- * number of the edges down from the nearest node above that holds a prefix, or from the root.
+ * Nodes are tm_util_trie_node; a node's data is a tcamv6_pcmpr_data, its key and len are 0.
  */
 #ifndef TM_PCMPR_TRIE_H
 #define TM_PCMPR_TRIE_H
@@ -76,7 +75,8 @@ TM_API int32_t tm_util_trie_pcmpr_getpath(tm_util_trie_node *root, const uint8_t
                                           const uint8_t *key_b, int32_t len_b, uint8_t *bits, int32_t *count);
 
 /** Hang a node at the end of a path of n bits below another, making the nodes between.
- *  @return 0 (n = 0 does nothing); -22 start or bits is null; -12: nodes made so far stay */
+ *  @return 0 (n = 0 does nothing); -22 start or bits is null, or n is negative or above 128; -12: nodes made so far
+ * stay */
 TM_API int32_t tm_util_trie_pcmpr_addpath(tm_util_trie_node *start, tm_util_trie_node *end, const uint8_t *bits,
                                           int32_t n);
 

@@ -34,7 +34,7 @@
 #include "tcamv6_leftovers.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
-#include "tm_pcmpr_trie.h"
+#include "tm_pcmpr_trie_internal.h"
 
 namespace {
 
@@ -106,7 +106,7 @@ int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
     return height;
   }
   tm_util_trie_node *pcmpr_root;
-  const int32_t result = tm_util_trie_pcmpr_gen(trie_root, &pcmpr_root);
+  const int32_t result = tm_trie_pcmpr_gen_ways(trie_root, &pcmpr_root);
   if (result != TM_OK) {
     TM_LOG(info, "%s: trie_pcmpr_gen() failed %d", driver, result);
     tcamv6_abandon_anc_tree(tcamv6_anc_node(anc_root));
