@@ -9,7 +9,7 @@ namespace {
 
 using entry = tm_incr_update_entry;
 
-int effective(uint8_t length) { return std::min<int>(length, 128); }
+int readable_bits(uint8_t length) { return std::min<int>(length, 128); }
 
 int bit_of(uint8_t byte, int bit) { return byte >> bit & 1; }
 
@@ -29,12 +29,11 @@ bool same_first_bytes(const entry &slot, const tcamv6_cmpr_addr &addr) {
 uint32_t sort_by_prefix(tm_incr_update_list &list) {
   const uint32_t used = std::min<uint32_t>(list.count, TM_INCR_SLOTS);
   entry *const begin = list.entries;
-  std::stable_sort(begin, begin + used,
-                   [](const entry &a, const entry &b) { return effective(a.length) > effective(b.length); });
+  std::stable_sort(begin, begin + used, [](const entry &a, const entry &b) { return a.length > b.length; });
   uint32_t s = 0;
   for (int length = 128; length >= 0; --length) {
-    const auto k = static_cast<uint32_t>(std::count_if(
-        begin + s, begin + used, [length](const entry &slot) { return effective(slot.length) == length; }));
+    const auto k = static_cast<uint32_t>(
+        std::count_if(begin + s, begin + used, [length](const entry &slot) { return slot.length == length; }));
     if (k > 1) {
       std::stable_sort(begin + s, begin + s + k, [](const entry &a, const entry &b) {
         return compare(a.length, a.prefix, b.length, b.prefix) < 0;
@@ -53,10 +52,10 @@ void sort_by_state(tm_incr_update_list &list, uint32_t n) {
 }  // namespace
 
 int compare(uint8_t a_length, const uint8_t *a, uint8_t b_length, const uint8_t *b) {
-  if (effective(a_length) != effective(b_length)) {
-    return effective(b_length) - effective(a_length);
+  if (a_length != b_length) {
+    return b_length - a_length;
   }
-  const int length = effective(a_length);
+  const int length = readable_bits(a_length);
   int byte = 0;
   for (; byte < length / 8; ++byte) {
     if (a[byte] != b[byte]) {

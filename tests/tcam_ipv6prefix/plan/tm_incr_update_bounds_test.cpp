@@ -91,24 +91,37 @@ TEST_F(tm_incr_update, a_search_from_the_last_index_stays_inside) {
   EXPECT_EQ(last, 0xFFFFFFFEu);
 }
 
-TEST_F(tm_incr_update, lengths_beyond_128_compare_as_128_bits) {
+TEST_F(tm_incr_update, lengths_beyond_128_compare_as_they_are_and_at_most_128_bits_are_read) {
+  put(31997, {0x20}, 129, 1, TM_INCR_IN_HW);
   put(31998, {0x30}, 255, 1, TM_INCR_IN_HW);
-  put(31999, {0x20}, 129, 1, TM_INCR_IN_HW);
+  put(31999, {0x20}, 128, 1, TM_INCR_IN_HW);
   plan_table table;
   table.add({0x20}, 128, 2);
-  table.add({0x30}, 200, 1);
-  table.add({0x40}, 255, 3);
-  build(table, 2);
+  table.add({0x30}, 255, 1);
+  table.add({0x30}, 254, 3);
+  build(table, 3);
   EXPECT_EQ(corrupted, 0u);
-  EXPECT_EQ(states(4), (u32s{4, 1, 3, 0}));
-  EXPECT_EQ(lengths(3), (std::vector<int>{129, 255, 255})) << "slots keep the length that they were given";
+  EXPECT_EQ(lengths(4), (std::vector<int>{255, 129, 128, 254}));
+  EXPECT_EQ(states(5), (u32s{1, 2, 4, 3, 0}));
+}
+
+TEST_F(tm_incr_update, length_comparator_is_the_difference_of_the_bytes) {
+  tm_incr_update_entry a = {};
+  tm_incr_update_entry b = {};
+  for (int x = 0; x < 256; ++x) {
+    for (int y = 0; y < 256; ++y) {
+      a.length = static_cast<uint8_t>(x);
+      b.length = static_cast<uint8_t>(y);
+      EXPECT_EQ(tm_prepare_incremental_update_prefixes_list_cmp_prefix_length_f(&a, &b), y - x);
+    }
+  }
 }
 
 TEST_F(tm_incr_update, lengths_beyond_128_are_planned_alike_without_an_index) {
-  put(0, {0x30}, 255, 1, TM_INCR_IN_HW);
+  put(0, {0x30}, 130, 1, TM_INCR_IN_HW);
   plan_table table;
   table.add({0x30}, 130, 1);
-  table.add({0x40}, 140, 1);
+  table.add({0x30}, 140, 1);
   test_host::fail_all_heap_allocations(true);
   build(table, 1);
   EXPECT_EQ(states(3), (u32s{1, 3, 0}));

@@ -11,8 +11,8 @@
  * dropped by the next build, and a Delete that was never confirmed counts as still in hardware.
  *
  * No operation reads or writes outside the list's 1,024,080 bytes, whatever its contents. Slot counts above
- * 32,000 count as 32,000 and lengths above 128 as 128. A null list does nothing; the operations that return
- * int32_t answer -22 then, the uint32_t one 0.
+ * 32,000 count as 32,000. Lengths are compared as they are, also above 128; of a key at most 128 bits are read. A
+ * null list does nothing; the operations that return int32_t answer -22 then, the uint32_t one 0. Nothing is printed.
  */
 #ifndef TM_INCR_UPDATE_H
 #define TM_INCR_UPDATE_H
@@ -106,7 +106,8 @@ TM_API uint32_t tm_prepare_incremental_update_prefixes_list_for_insert_and_updat
  *  @return 0; -22 list is null */
 TM_API int32_t tm_show_incremental_update_prefixes(tm_incr_update_list *list);
 
-/** Orders of 32-byte slots, for qsort: longer prefixes first; used before free; by tm_cmp_v6_pref. */
+/** Orders of 32-byte slots, for qsort: longer prefixes first; used before free; by tm_cmp_v6_pref. All
+ *  three: (of b) - (of a), lengths as they are; -22 a pointer is null. */
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_prefix_length_f(const void *a, const void *b);
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_state_f(const void *a, const void *b);
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_prefix_f(const void *a, const void *b);

@@ -59,7 +59,7 @@ uint64_t load_word(const uint8_t *bytes) {
 }
 
 key_bits key_of(uint8_t length, const uint8_t *address) {
-  const key_bits &mask = masks.of[length];
+  const key_bits &mask = masks.of[tm_incr_key_bits(length)];
   return {load_word(address) & mask.high, load_word(address + 8) & mask.low};
 }
 
@@ -116,7 +116,7 @@ bool tm_incr_index_make(tm_incr_index *index, const tcamv6_prefix *prefixes, con
   }
   uint32_t n_groups = 0;
   for (uint32_t j = 0; j < n; ++j) {
-    const uint8_t length = tm_incr_compared_length(prefixes[j].length);
+    const uint8_t length = prefixes[j].length;
     const key_bits key = key_of(length, prefixes[j].address);
     uint32_t *place = place_of(index, length, key);
     if (*place == 0) {
@@ -134,8 +134,7 @@ bool tm_incr_index_make(tm_incr_index *index, const tcamv6_prefix *prefixes, con
 }
 
 tm_incr_group *tm_incr_index_find(const tm_incr_index *index, uint8_t length, const uint8_t *address) {
-  const uint8_t bits = tm_incr_compared_length(length);
-  const uint32_t number = *place_of(index, bits, key_of(bits, address));
+  const uint32_t number = *place_of(index, length, key_of(length, address));
   return number != 0 ? &index->groups[number - 1] : nullptr;
 }
 

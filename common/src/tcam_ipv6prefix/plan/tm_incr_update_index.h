@@ -11,10 +11,10 @@ enum { TM_INCR_ADDR_BYTES = 7 };
 // All records that compare equal under tm_cmp_v6_pref.
 struct tm_incr_group {
   uint64_t high, low;  // the address bits that the comparison looks at; the others are 0
-  uint8_t length;      // at most 128
-  bool in_list;        // for the user: some slot equals these records
-  uint32_t first;      // the first of the records
-  uint32_t other;      // the first one whose compressed address differs from that of `first`, or TM_INCR_NO_RECORD
+  uint8_t length;
+  bool in_list;    // for the user: some slot equals these records
+  uint32_t first;  // the first of the records
+  uint32_t other;  // the first one whose compressed address differs from that of `first`, or TM_INCR_NO_RECORD
 };
 
 constexpr uint32_t TM_INCR_NO_RECORD = UINT32_MAX;

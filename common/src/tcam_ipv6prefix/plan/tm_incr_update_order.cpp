@@ -22,7 +22,8 @@
 
 namespace {
 
-constexpr uint32_t bucket_limit = 129;  // lengths 0..128
+constexpr uint32_t bucket_limit = 256;  // the lengths that a byte can hold
+constexpr uint32_t longest_run = 128;   // runs of lengths above it are not sorted
 
 using compare_f = int (*)(const void *, const void *);
 
@@ -58,10 +59,10 @@ uint32_t sort_runs(tm_incr_update_entry *entries, uint32_t n) {
   // s when its turn comes, and can be counted beforehand.
   uint32_t slots_of[bucket_limit] = {};
   for (uint32_t i = 0; i < n; ++i) {
-    ++slots_of[tm_incr_compared_length(entries[i].length)];
+    ++slots_of[entries[i].length];
   }
   uint32_t s = 0;
-  for (uint32_t length = bucket_limit; length-- > 0;) {
+  for (uint32_t length = longest_run + 1; length-- > 0;) {
     const uint32_t k = slots_of[length];
     if (k > 1) {
       tm_stable_sort(entries + s, k, sizeof(*entries), tm_prepare_incremental_update_prefixes_list_cmp_prefix_f);
@@ -76,18 +77,27 @@ uint32_t sort_runs(tm_incr_update_entry *entries, uint32_t n) {
 extern "C" {
 
 int tm_prepare_incremental_update_prefixes_list_cmp_prefix_length_f(const void *a, const void *b) {
+  if (a == nullptr || b == nullptr) {
+    return TM_EINVAL;
+  }
   const auto *left = static_cast<const tm_incr_update_entry *>(a);
   const auto *right = static_cast<const tm_incr_update_entry *>(b);
-  return tm_incr_compared_length(right->length) - tm_incr_compared_length(left->length);
+  return right->length - left->length;
 }
 
 int tm_prepare_incremental_update_prefixes_list_cmp_state_f(const void *a, const void *b) {
+  if (a == nullptr || b == nullptr) {
+    return TM_EINVAL;
+  }
   const bool a_free = static_cast<const tm_incr_update_entry *>(a)->state == TM_INCR_INVALID;
   const bool b_free = static_cast<const tm_incr_update_entry *>(b)->state == TM_INCR_INVALID;
   return static_cast<int>(a_free) - static_cast<int>(b_free);
 }
 
 int tm_prepare_incremental_update_prefixes_list_cmp_prefix_f(const void *a, const void *b) {
+  if (a == nullptr || b == nullptr) {
+    return TM_EINVAL;
+  }
   const auto *left = static_cast<const tm_incr_update_entry *>(a);
   const auto *right = static_cast<const tm_incr_update_entry *>(b);
   return tm_cmp_v6_bits(left->length, left->prefix, right->length, right->prefix);
@@ -103,7 +113,7 @@ void tm_incr_sort_by_state(tm_incr_update_entry *entries, uint32_t n) {
 
 uint32_t tm_incr_sort_by_prefix(tm_incr_update_entry *entries, uint32_t n) {
   sort_into_buckets(
-      entries, n, [](const tm_incr_update_entry &entry) { return 128u - tm_incr_compared_length(entry.length); },
+      entries, n, [](const tm_incr_update_entry &entry) { return 255u - entry.length; },
       tm_prepare_incremental_update_prefixes_list_cmp_prefix_length_f);
   return sort_runs(entries, n);
 }

@@ -10,8 +10,8 @@ inline uint32_t tm_incr_used(const tm_incr_update_list *list) {
   return list->count < TM_INCR_SLOTS ? list->count : static_cast<uint32_t>(TM_INCR_SLOTS);
 }
 
-// The length as every comparison sees it.
-inline uint8_t tm_incr_compared_length(uint8_t length) { return length < 128 ? length : uint8_t{128}; }
+// Bits of a key that a comparison may read. Lengths themselves are compared as they are.
+inline uint8_t tm_incr_key_bits(uint8_t length) { return length < 128 ? length : uint8_t{128}; }
 
 // Put used slots before free ones; both keep their order.
 void tm_incr_sort_by_state(tm_incr_update_entry *entries, uint32_t n);
