@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -50,8 +51,11 @@ struct host_state {
   uint32_t heap_tag = 0;
   refusal heap_refusal;
   bool heap_closed = false;
+  uint64_t heap_callback_in = 0;
+  std::function<void()> heap_callback;
 
   std::vector<std::unique_ptr<test_pool>> pools;
+  bool low_pools = false;
   std::string damage;
   refusal element_refusal;
   std::string element_refusal_pool;
@@ -62,6 +66,13 @@ struct host_state {
   std::vector<std::string> lookups;
   std::vector<test_host::debug_all_callback> callbacks;
 };
+
+// Where the machine has no such flag, low pools cannot be had.
+#if defined(MAP_32BIT)
+constexpr int low_addresses = MAP_32BIT;
+#else
+constexpr int low_addresses = 0;
+#endif
 
 // Never destroyed: the library may print or free while the process ends.
 host_state &host() {
@@ -89,6 +100,9 @@ std::unordered_map<void *, size_t> &forgotten_blocks() {
 void *take_block(uint32_t tag, size_t size, int fill) {
   host_state &h = host();
   h.heap_tag = tag;
+  if (h.heap_callback_in != 0 && --h.heap_callback_in == 0) {
+    h.heap_callback();
+  }
   if (h.heap_refusal.now() || h.heap_closed) {
     ++h.heap_refused;
     return nullptr;
@@ -193,6 +207,13 @@ uint32_t last_heap_tag() { return host().heap_tag; }
 void fail_heap_allocation(uint64_t k) { host().heap_refusal.left = k; }
 
 void fail_all_heap_allocations(bool on) { host().heap_closed = on; }
+
+void call_before_heap_allocation(uint64_t k, std::function<void()> callback) {
+  host().heap_callback_in = k;
+  host().heap_callback = std::move(callback);
+}
+
+void make_low_pools(bool on) { host().low_pools = on; }
 
 std::vector<pool_view> pools() {
   std::vector<pool_view> views;
@@ -325,7 +346,7 @@ void *zel_chunk_create(const char *name, size_t elem_size, size_t n_elems, int f
     return nullptr;
   }
   void *area = mmap(nullptr, std::max<size_t>(pool->area_size, 1), PROT_READ | PROT_WRITE,
-                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | (h.low_pools ? low_addresses : 0), -1, 0);
   if (area == MAP_FAILED) {
     return nullptr;
   }

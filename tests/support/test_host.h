@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,7 @@ heap_counts heap();
 uint32_t last_heap_tag();
 void fail_heap_allocation(uint64_t k);  // refuse the k-th from now only (1 = the next); 0 = refuse none
 void fail_all_heap_allocations(bool on);
+void call_before_heap_allocation(uint64_t k, std::function<void()> callback);  // the k-th from now
 
 // -- pools
 struct pool_view {
@@ -63,8 +65,9 @@ std::vector<pool_view> pools();                                    // in order o
 size_t pool_used(const std::string &name);                         // out now, summed over the pools of this name
 size_t pool_used();                                                // out now, in all pools
 void fail_pool_element(uint64_t k, const std::string &name = "");  // k-th from now; of that pool if named
-void fail_pool_creation(uint64_t k);                               // k-th from now
-uint64_t pool_elements_granted();                                  // since reset()
+void make_low_pools(bool on);         // from now on below 4 GiB, where 32 bits tell an address; reset() ends it
+void fail_pool_creation(uint64_t k);  // k-th from now
+uint64_t pool_elements_granted();     // since reset()
 
 // The first misuse of a pool seen so far: an element given back twice or to the wrong pool, written after it
 // was given back, or written past its end. Looks at every element; empty when all is well.

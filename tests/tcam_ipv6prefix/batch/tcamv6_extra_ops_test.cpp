@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "incr_fixture.h"
+#include "tcamv6_state_internal.h"
 
 namespace {
 
@@ -94,11 +95,112 @@ TEST_F(tcamv6_extra_ops_test, get_with_a_count_of_0_returns_0_though_an_array_is
   EXPECT_EQ(got.second, state->extra_ops);
 }
 
-TEST_F(tcamv6_extra_ops_test, reference_is_never_followed_whatever_it_holds) {
+#if defined(__x86_64__)
+// Pools below 4 GiB: 32 bits tell where a node is.
+class low_extra_ops_test : public tcamv6_extra_ops_test {
+ protected:
+  void SetUp() override {
+    tcamv6_extra_ops_test::SetUp();
+    zel_free_named(gbl_state);
+    test_host::make_low_pools(true);
+    ASSERT_EQ(zel_v6comp_init_global_state(2, 4), 0u);
+    state = zel_v6comp_instance(0, 0);
+  }
+
+  // The batch of three additions, and the references that a host would put in.
+  void run_with_references(const std::vector<std::string> &prefixes) {
+    run_and_keep("+2001:db8:1::/48 +2001:db8:2::/48 +2001:db9::/32");
+    for (size_t i = 0; i < prefixes.size(); ++i) {
+      const uint64_t address = prefixes[i].empty() ? 0 : tm_idx(stored(prefixes[i]));
+      ASSERT_EQ(address >> 32, 0u) << "the pool is not below 4 GiB";
+      state->extra_ops[i].reference = static_cast<uint32_t>(address);
+    }
+  }
+
+  void attach(const std::string &prefix, uint32_t handle) {
+    const tcamv6_prefix record = record_of(prefix);
+    ASSERT_EQ(tcamv6_prefix_handle_attach(state, &record, handle), 0);
+  }
+
+  void expect_rewritten(uint32_t slot, const std::string &prefix, uint32_t handle) {
+    const tm_util_trie_node *node = stored(prefix);
+    for (uint32_t half = 0; half < 2; ++half) {
+      const tcamv6_cmpr_pref &record = state->extra_ops[half * state->extra_op_count + slot];
+      EXPECT_EQ(record.operation, half);
+      EXPECT_EQ(record.reference, handle);
+      EXPECT_EQ(text_of(record.key, record.length), prefix);
+      EXPECT_EQ(record.own_node, node->aux1);
+      EXPECT_EQ(record.node_aux, node->aux2);
+    }
+  }
+};
+
+TEST_F(low_extra_ops_test, references_of_stored_prefixes_are_followed_and_both_halves_rewritten) {
+  compress("2001:db8::/32*5 2400::/12*2@1");
+  run_with_references({"2001:db8::/32", "2400::/12", "2001:db8::/32"});
+  attach("2001:db8::/32", 77);
+  attach("2400::/12", 0xFFFFFFFF);
+  only({&tcamv6_debug_flags_t::info});
+  const halves got = get();
+  EXPECT_EQ(got.result, 0);
+  EXPECT_EQ(got.count, 3u);
+  EXPECT_EQ(got.second, got.first + 3);
+  EXPECT_EQ(lines(), std::vector<std::string>{});
+  expect_rewritten(0, "2001:db8::/32", 77);
+  expect_rewritten(1, "2400::/12", 0xFFFFFFFF);
+  expect_rewritten(2, "2001:db8::/32", 77);
+}
+
+TEST_F(low_extra_ops_test, slots_before_a_broken_one_stay_rewritten_and_the_others_are_left_alone) {
+  compress("2001:db8::/32*5 2400::/12");
+  const auto inside = [this](uint32_t by) { return static_cast<uint32_t>(tm_idx(stored("2400::/12")) + by); };
+  for (const uint32_t broken : {0u, 1u, inside(8), 0xFFFFFFF8u, static_cast<uint32_t>(state->cmpr_root)}) {
+    run_with_references({"2400::/12", "", "2001:db8::/32"});
+    state->extra_ops[1].reference = broken;
+    const std::vector<tcamv6_cmpr_pref> old(state->extra_ops, state->extra_ops + 6);
+    only({&tcamv6_debug_flags_t::info});
+    EXPECT_EQ(get().result, -14);
+    EXPECT_EQ(lines(), std::vector<std::string>{no_anc_data});
+    expect_rewritten(0, "2400::/12", 0);
+    for (const size_t i : {1, 2, 4, 5}) {
+      EXPECT_EQ(std::memcmp(&state->extra_ops[i], &old[i], sizeof old[i]), 0) << i;
+    }
+    ASSERT_EQ(tcamv6_extra_ops_free(state), 0);
+    tcamv6_debug_flags = {};
+  }
+}
+
+TEST_F(low_extra_ops_test, prefix_that_was_deleted_is_not_followed) {
+  compress("2001:db8::/32 2400::/12");
+  run_with_references({"2400::/12", "2001:db8:1::/48", "2001:db8::/32"});
+  const std::vector<tcamv6_cmpr_pref> old(state->extra_ops, state->extra_ops + 6);
+  tcamv6_cmpr_pref *kept = state->extra_ops;
+  state->extra_ops = nullptr;  // the next batch would release them
+  ASSERT_EQ(run("-2001:db8:1::/48").result, 0);
+  state->extra_ops = kept;
+  state->extra_op_count = 3;
+  EXPECT_EQ(get().result, -14);
+  expect_rewritten(0, "2400::/12", 0);
+  EXPECT_EQ(std::memcmp(&state->extra_ops[1], &old[1], sizeof old[1]), 0);
+}
+
+TEST_F(low_extra_ops_test, answers_are_the_same_without_memory_for_the_search) {
+  compress("2001:db8::/32*5 2400::/12");
+  run_with_references({"2001:db8::/32", "2400::/12", "2001:db8::/32"});
+  test_host::fail_all_heap_allocations(true);
+  EXPECT_EQ(get().result, 0);
+  test_host::fail_all_heap_allocations(false);
+  expect_rewritten(0, "2001:db8::/32", 0);
+  expect_rewritten(1, "2400::/12", 0);
+  expect_rewritten(2, "2001:db8::/32", 0);
+}
+#endif
+
+TEST_F(tcamv6_extra_ops_test, reference_that_names_no_stored_prefix_is_not_followed) {
   compress("2001:db8::/32");
   run_and_keep("+2001:db8:1::/48");
   only({&tcamv6_debug_flags_t::info});
-  for (const uint32_t reference : {1u, 0xFFFFFFFFu, static_cast<uint32_t>(tm_idx(stored("2001:db8::/32")))}) {
+  for (const uint32_t reference : {1u, 0xFFFFFFFFu, static_cast<uint32_t>(tm_idx(state)), 4096u}) {
     state->extra_ops[0].reference = reference;
     EXPECT_EQ(get().result, -14);
     EXPECT_EQ(lines(), std::vector<std::string>{no_anc_data});
@@ -155,10 +257,12 @@ TEST_F(tcamv6_extra_ops_test, request_releases_what_its_batch_recorded) {
   EXPECT_EQ(state->extra_ops, nullptr);
 }
 
-TEST_F(tcamv6_extra_ops_test, kept_state_is_refused) {
+TEST_F(tcamv6_extra_ops_test, get_on_a_kept_state_is_refused_and_free_answers_0) {
   compress("2001:db8::/32");
   ASSERT_EQ(tcamv6_reset(&state, 1), 0);
   only({&tcamv6_debug_flags_t::info});
   EXPECT_EQ(get().result, -22);
   EXPECT_EQ(lines(), std::vector<std::string>{"tcamv6_extra_ops_get: Bad arguments"});
+  EXPECT_EQ(tcamv6_extra_ops_free(state), 0);
+  EXPECT_EQ(lines(), std::vector<std::string>{});
 }
