@@ -96,8 +96,9 @@ TM_API uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req);
  *  @return 0
  *          12 heap or pools exhausted, or a null request: larger pools, or a smaller table
  *          14 inconsistency, or limits that cannot be met
- *          22 more than 65,534 records, a length above 128, an index off the grid, a null output, no global state,
- *             or a state that a reset kept; also a delete of more weight than is stored
+ *          22 more than 65,534 records, a length above 128, an index off the grid, a null output, two outputs in one
+ *             place, no global state, a state that a reset kept, or records that changed while they were read; also a
+ *             delete of more weight than is stored
  *          28, 2 a batch that finds no room: reset the instance and compress in full
  *          75 the table needs more than 64 bits
  *          1 limits below 0, in a very deeply nested table: as 75 */

@@ -37,12 +37,40 @@ bool has_long_record(const uint8_t *records, uint32_t n) {
   return false;
 }
 
-// Requests that would read outside the grid, the records or released memory.
-tcamv6_state *checked_state(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
-                            tcamv6_cmpr_addr **cmpr_addrs_out) {
-  tcamv6_state *state = zel_v6comp_instance(req->processor, req->instance);
-  if (tcamv6_state_unusable(state) || cmpr_prefs_out == nullptr || cmpr_addrs_out == nullptr ||
-      has_long_record(records_of(req), req->n_prefixes)) {
+// Where a request's results go.
+struct outputs {
+  tcamv6_cmpr_pref **cmpr_prefs;
+  tcamv6_cmpr_addr **cmpr_addrs;
+  uint32_t *changed;  // may be null
+};
+
+bool overlap(const void *a, size_t a_bytes, const void *b, size_t b_bytes) {
+  const auto x = reinterpret_cast<uintptr_t>(a);
+  const auto y = reinterpret_cast<uintptr_t>(b);
+  return x < y + b_bytes && y < x + a_bytes;
+}
+
+// Each output must have a place of its own.
+bool are_apart(const outputs *out) {
+  return out->cmpr_prefs != nullptr && out->cmpr_addrs != nullptr &&
+         !overlap(out->cmpr_prefs, sizeof *out->cmpr_prefs, out->cmpr_addrs, sizeof *out->cmpr_addrs) &&
+         (out->changed == nullptr ||
+          (!overlap(out->cmpr_prefs, sizeof *out->cmpr_prefs, out->changed, sizeof *out->changed) &&
+           !overlap(out->cmpr_addrs, sizeof *out->cmpr_addrs, out->changed, sizeof *out->changed)));
+}
+
+// The request's three words, read once: others may write to them meanwhile.
+v6comp_pref_info read_header(const v6comp_pref_info *req) {
+  v6comp_pref_info header;
+  memcpy(&header, req, sizeof header);
+  __asm__ volatile("" : : "r"(&header) : "memory");
+  return header;
+}
+
+// Null for requests that would read outside the grid, the records or released memory.
+tcamv6_state *checked_state(const v6comp_pref_info *header, const uint8_t *records, const outputs *out) {
+  tcamv6_state *state = zel_v6comp_instance(header->processor, header->instance);
+  if (tcamv6_state_unusable(state) || !are_apart(out) || has_long_record(records, header->n_prefixes)) {
     TM_LOG_PROCESSING(error, "%s: Bad arguments", entry);
     return nullptr;
   }
@@ -137,14 +165,16 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
     return zel_v6comp_status(TM_ENOMEM);
   }
   TM_LOG(trace, "%s: Starting pref_infp %p", __func__, static_cast<const void *>(req));
+  const v6comp_pref_info header = read_header(req);
   clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
-  const uint32_t n = req->n_prefixes;
+  const uint32_t n = header.n_prefixes;
   if (n > TCAMV6_MAX_PREFIXES) {
     TM_LOG(error, "%s: Number of prefix %u greater than maximum possible %u", __func__, n,
            static_cast<uint32_t>(TCAMV6_MAX_PREFIXES));
     return zel_v6comp_status(TM_EINVAL);
   }
-  tcamv6_state *state = checked_state(req, cmpr_prefs_out, cmpr_addrs_out);
+  const outputs out = {cmpr_prefs_out, cmpr_addrs_out, changed_out};
+  tcamv6_state *state = checked_state(&header, records_of(req), &out);
   if (state == nullptr) {
     return zel_v6comp_status(TM_EINVAL);
   }

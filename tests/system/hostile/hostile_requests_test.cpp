@@ -57,6 +57,59 @@ TEST_F(hostile_test, a_null_output_of_a_request_is_22) {
   EXPECT_EQ(prefs, nullptr);
 }
 
+TEST_F(hostile_test, two_outputs_in_one_place_are_22) {
+  const std::vector<uint8_t> bytes = bytes_of(0, 0, 0, {});
+  const auto *req = reinterpret_cast<const v6comp_pref_info *>(bytes.data());
+  uint64_t place[3] = {8, 8, 8};
+  const auto prefs_at = [&](size_t byte) {
+    return reinterpret_cast<tcamv6_cmpr_pref **>(reinterpret_cast<uint8_t *>(place) + byte);
+  };
+  const auto addrs_at = [&](size_t byte) { return reinterpret_cast<tcamv6_cmpr_addr **>(prefs_at(byte)); };
+  const auto changed_at = [&](size_t byte) { return reinterpret_cast<uint32_t *>(prefs_at(byte)); };
+  tcamv6_debug_flags.error = 1;
+  EXPECT_EQ(zel_v6comp_prefix_compress_prefixes(req, prefs_at(0), addrs_at(0), nullptr), 22u);
+  EXPECT_TRUE(was_logged("TM_PROCESSING zel_v6comp_prefix_compress_prefixes: Bad arguments"));
+  EXPECT_EQ(zel_v6comp_prefix_compress_prefixes(req, prefs_at(0), addrs_at(8), changed_at(0)), 22u);
+  EXPECT_EQ(zel_v6comp_prefix_compress_prefixes(req, prefs_at(0), addrs_at(8), changed_at(4)), 22u);
+  EXPECT_EQ(zel_v6comp_prefix_compress_prefixes(req, prefs_at(0), addrs_at(8), changed_at(12)), 22u);
+  EXPECT_EQ(place[0], 0u);
+  EXPECT_EQ(place[1], 0u);
+}
+
+// A host that writes to its request while the library allocates.
+TEST_F(hostile_test, a_request_that_changes_while_it_is_read_is_22_or_what_it_was) {
+  for (const bool safe : {false, true}) {
+    zel_v6comp_set_safe_updates(safe);
+    for (const uint32_t n : {1u, 300u}) {
+      for (const uint8_t length : std::vector<uint8_t>{31, 33, 65, 96, 127, 128, 129, 255}) {
+        for (uint64_t k = 1; k <= 4; ++k) {
+          std::vector<tcamv6_prefix> records(n, record_of("3fff:7:7:7::/64", 1, 0));
+          std::vector<uint8_t> bytes = bytes_of(0, 0, n, records);
+          for (tcamv6_prefix &record : records) {
+            record.length = length;
+          }
+          test_host::call_before_heap_allocation(k, [&] {
+            const uint32_t most = 0xFFFFFFFF;
+            std::memcpy(bytes.data() + offsetof(v6comp_pref_info, n_prefixes), &most, sizeof most);
+            std::memcpy(bytes.data() + sizeof(v6comp_pref_info), records.data(), n * sizeof(tcamv6_prefix));
+          });
+          // What is deleted here is not stored. Unread records are as good as any.
+          const uint32_t status = ask(bytes);
+          EXPECT_TRUE(status == 22 || status == 0) << n << ' ' << int{length} << ' ' << k << ": " << status;
+          const uint64_t list = safe ? (n == 1 ? 3 : 4) : 1;  // the allocation between counting and copying
+          const bool other_anchors = !safe && (length > 64 || length < 49);  // a safe delete of nothing has none
+          if (k == list && (length > 128 || other_anchors)) {
+            EXPECT_EQ(status, 22u) << n << ' ' << int{length};
+          }
+          test_host::call_before_heap_allocation(0, nullptr);
+        }
+      }
+    }
+  }
+  zel_v6comp_set_safe_updates(0);
+  EXPECT_EQ(test_host::pool_damage(), "");
+}
+
 TEST_F(hostile_test, counts_above_65534_are_22_without_a_look_at_the_records) {
   for (const uint32_t n : {65535u, 65536u, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(n);

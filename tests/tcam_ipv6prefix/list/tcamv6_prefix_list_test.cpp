@@ -187,7 +187,7 @@ TEST_F(tcamv6_prefix_list_test, long_lists_come_out_the_same_by_keys_and_by_comp
     std::vector<tcamv6_prefix> records(200 + random() % 200);
     for (tcamv6_prefix &record : records) {
       record = record_of("2001:db8::/32", static_cast<uint32_t>(random() % 4));  // weight 0 counts as an anchor
-      record.length = static_cast<uint8_t>(random() % (round % 2 == 0 ? 129 : 256));
+      record.length = static_cast<uint8_t>(random() % 129);
       for (uint8_t &byte : record.address) {
         byte = static_cast<uint8_t>(random() % 3 == 0 ? random() : byte);
       }
@@ -210,6 +210,25 @@ TEST_F(tcamv6_prefix_list_test, long_lists_come_out_the_same_by_keys_and_by_comp
     }));
     zel_free_named(lists[0]);
     zel_free_named(lists[1]);
+  }
+}
+
+TEST_F(tcamv6_prefix_list_test, records_longer_than_128_bits_are_refused_wherever_they_stand) {
+  for (const uint32_t n : {1u, 3u, 300u}) {
+    for (const uint32_t at : {0u, n / 2, n - 1}) {
+      for (const uint32_t length : {129u, 136u, 255u}) {
+        std::vector<tcamv6_prefix> records = sibling_records(n, 64);
+        records[at].length = static_cast<uint8_t>(length);
+        tcamv6_prefix *list = records.data();
+        uint32_t count = 7;
+        only_info();
+        test_host::clear_log();
+        EXPECT_EQ(tcamv6_build_prefix_list(records.data(), &list, n, &count, 1), TM_EINVAL);
+        EXPECT_EQ(list, nullptr);
+        EXPECT_EQ(count, 0u);
+        EXPECT_EQ(plain_log_lines(), std::vector<std::string>{"tcamv6_build_prefix_list: Bad arguments"});
+      }
+    }
   }
 }
 

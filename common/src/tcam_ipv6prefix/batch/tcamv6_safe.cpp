@@ -31,7 +31,8 @@ uint32_t collect(const uint8_t *records, uint32_t n, share_record *out) {
   for (uint32_t i = 0; i < n; ++i) {
     tcamv6_prefix record;
     memcpy(&record, records + i * sizeof record, sizeof record);
-    if (record.weight == 0) {
+    __asm__ volatile("" : : "r"(&record) : "memory");  // the caller's record is read once
+    if (record.weight == 0 || record.length > TM_KEY_BITS) {
       continue;
     }
     share_record *entry = &out[count++];

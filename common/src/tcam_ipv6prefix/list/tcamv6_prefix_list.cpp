@@ -7,6 +7,7 @@
 #include "tm_debug.h"
 #include "tm_key.h"
 #include "tm_keyed_sort.h"
+#include "tm_memory.h"
 #include "tm_prefix_internal.h"
 #include "tm_stable_sort.h"
 
@@ -32,15 +33,28 @@ bool has_anchor(const record_source *source, uint32_t i, uint8_t length, uint8_t
   return length > anchor_length && (source->without_anchors == nullptr || source->without_anchors[i] == 0);
 }
 
+// Records of the list. 0 when some record is too long, or the list is.
 uint32_t count_records(const record_source *source) {
-  uint32_t count = source->n + source->full;
+  uint64_t count = uint64_t{source->n} + source->full;
   for (uint32_t i = 0; i < source->n; ++i) {
     const uint8_t length = length_of(source, i);
+    if (length > TM_KEY_BITS) {
+      return 0;
+    }
     for (const uint8_t anchor_length : anchor_lengths) {
       count += has_anchor(source, i, length, anchor_length);
     }
   }
-  return count;
+  return count <= INT32_MAX ? static_cast<uint32_t>(count) : 0;
+}
+
+// Copy the caller's records, and go on with the copy: others may write to the original. Returns false when the copy
+// does not make a list of the length that was counted.
+bool take_copy(record_source *source, void *room, uint32_t count) {
+  memcpy(room, source->records, source->n * sizeof(tcamv6_prefix));
+  __asm__ volatile("" : : "r"(room) : "memory");  // nothing is read from the original after this
+  source->records = static_cast<const uint8_t *>(room);
+  return count_records(source) == count;
 }
 
 void load_record(const record_source *source, uint32_t i, tcamv6_prefix *record) {
@@ -62,10 +76,11 @@ void make_default_prefix(tcamv6_prefix *record) {
 
 void set_tag(tcamv6_prefix *record, uint32_t tag) { record->flags_tag = tm_prefix_with_tag(record->flags_tag, tag); }
 
+// The caller's records stand at the front of the list already.
 void fill_list(tcamv6_prefix *list, const record_source *source, uint32_t count) {
   uint32_t tag = source->n;
   for (uint32_t i = 0; i < source->n; ++i) {
-    load_record(source, i, &list[i]);
+    list[i].anchor_ref = 0;
     set_tag(&list[i], i + 1);
     for (const uint8_t anchor_length : anchor_lengths) {
       if (has_anchor(source, i, list[i].length, anchor_length)) {
@@ -107,15 +122,19 @@ void find_sections(const record_source *source, uint32_t *starts) {
 struct sort_scratch {
   tm_keyed_entry *entries;  // one for each record of the list, and room for as many more
   uint32_t *origins;        // the number of the caller's record that it comes from, by its tag less one
+  void *records;            // room for a copy of the caller's records
 };
 
-bool allocate_scratch(sort_scratch *scratch, uint32_t count) {
+bool allocate_scratch(sort_scratch *scratch, uint32_t n, uint32_t count) {
   const size_t entries_bytes = size_t{count} * 2 * sizeof(tm_keyed_entry);
-  auto *memory = static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, entries_bytes + count * sizeof(uint32_t)));
+  const size_t origins_bytes = count * sizeof(uint32_t);
+  const size_t bytes = entries_bytes + origins_bytes + n * sizeof(tcamv6_prefix);
+  auto *memory = static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, bytes));
   if (memory == nullptr) {
     return false;
   }
-  *scratch = {reinterpret_cast<tm_keyed_entry *>(memory), reinterpret_cast<uint32_t *>(memory + entries_bytes)};
+  *scratch = {reinterpret_cast<tm_keyed_entry *>(memory), reinterpret_cast<uint32_t *>(memory + entries_bytes),
+              memory + entries_bytes + origins_bytes};
   return true;
 }
 
@@ -222,27 +241,50 @@ bool place_by_tag(tcamv6_cmpr_pref *cmpr_prefs, uint32_t count) {
   return all_placed;
 }
 
+// Fill a list of `count` records. Returns false when the caller's records have changed since they were counted.
+bool make_list(tcamv6_prefix *list, record_source *source, uint32_t count) {
+  sort_scratch scratch;
+  if (count >= keyed_from && allocate_scratch(&scratch, source->n, count)) {
+    const bool unchanged = take_copy(source, scratch.records, count);
+    if (unchanged) {
+      fill_list_sorted(list, source, count, &scratch);
+    }
+    zel_free_named(scratch.entries);
+    return unchanged;
+  }
+  if (!take_copy(source, list, count)) {
+    return false;
+  }
+  fill_list(list, source, count);
+  tm_stable_sort(list, count, sizeof *list, tcamv6_cmp_prefix_list);
+  return true;
+}
+
+int32_t refuse_records(tcamv6_prefix **list_out, uint32_t *count_out) {
+  tm_free(*list_out);
+  *list_out = nullptr;
+  *count_out = 0;
+  TM_LOG(info, "%s: Bad arguments", builder);
+  return TM_EINVAL;
+}
+
 }  // namespace
 
 int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint32_t n, uint32_t *count_out, bool full,
                           const uint8_t *without_anchors) {
-  const record_source source = {records, n, full, without_anchors};
+  record_source source = {records, n, full, without_anchors};
   const uint32_t count = count_records(&source);
+  *list_out = nullptr;
   *count_out = count;
+  if (count == 0 && (n != 0 || full)) {
+    return refuse_records(list_out, count_out);
+  }
   *list_out = static_cast<tcamv6_prefix *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(tcamv6_prefix)));
   if (*list_out == nullptr) {
     TM_LOG(info, "%s: malloc(%zu bytes) failed", builder, count * sizeof(tcamv6_prefix));
     return TM_ENOMEM;
   }
-  sort_scratch scratch;
-  if (count >= keyed_from && allocate_scratch(&scratch, count)) {
-    fill_list_sorted(*list_out, &source, count, &scratch);
-    zel_free_named(scratch.entries);
-  } else {
-    fill_list(*list_out, &source, count);
-    tm_stable_sort(*list_out, count, sizeof(tcamv6_prefix), tcamv6_cmp_prefix_list);
-  }
-  return TM_OK;
+  return make_list(*list_out, &source, count) ? TM_OK : refuse_records(list_out, count_out);
 }
 
 int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,

@@ -14,7 +14,8 @@ TM_API_BEGIN
  *  @param prefixes   n records of 40 bytes, may be unaligned
  *  @param list_out   the list, released with zel_free_named; null after a failure
  *  @param count_out  its length
- *  @return 0; -12 no memory; -22 a pointer is null */
+ *  @return 0; -12 no memory; -22 a pointer is null, a record is longer than 128 bits, the list would have more than
+ *          2^31 - 1 records, or the records changed while they were read: "Bad arguments" under the info word */
 TM_API int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,
                                         uint32_t *count_out, int32_t full);
 

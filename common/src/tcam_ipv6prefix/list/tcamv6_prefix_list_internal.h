@@ -5,7 +5,8 @@
 
 #include "tcamv6_prefix_list.h"
 
-// tcamv6_build_prefix_list with a byte per record that is not 0 when the record gets no anchors; null = all do.
+// tcamv6_build_prefix_list, its pointers not null, with a byte per record that is not 0 when the record gets no
+// anchors; null = all do.
 int32_t tcamv6_build_list(const uint8_t *records, tcamv6_prefix **list_out, uint32_t n, uint32_t *count_out, bool full,
                           const uint8_t *without_anchors);
 
