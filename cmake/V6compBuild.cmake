@@ -69,6 +69,8 @@ function(v6comp_add_layer name)
   target_include_directories(${name} PUBLIC ${folder})
   target_link_libraries(${name} PUBLIC ${layer_BELOW} PRIVATE v6comp_build_flags v6comp_shipped_flags)
   target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+  # Elements of pools change their types, and an instance's record is its update list as well.
+  target_compile_options(${name} PRIVATE -fno-strict-aliasing)
   set_target_properties(${name} PROPERTIES
     C_VISIBILITY_PRESET hidden
     CXX_VISIBILITY_PRESET hidden
@@ -93,6 +95,7 @@ function(v6comp_optimise_across)
       $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-ffat-lto-objects>)
   endforeach()
   set(V6COMP_LINK_ACROSS
-    $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-flto-partition=one> ${V6COMP_HARDENING} PARENT_SCOPE)
+    $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-flto-partition=one> $<$<CONFIG:Release>:-fno-strict-aliasing>
+    ${V6COMP_HARDENING} PARENT_SCOPE)
   set(V6COMP_LINK_APART $<$<CONFIG:Release>:-fno-lto> PARENT_SCOPE)
 endfunction()

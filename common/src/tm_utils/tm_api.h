@@ -34,6 +34,10 @@
 #define TM_ASSERT_OFFSET(type, field, bytes) \
   TM_STATIC_ASSERT(offsetof(type, field) == (bytes), #type "." #field " offset")
 
+/* Records, handles and keys are read as little-endian words, and a handle is an address. */
+TM_STATIC_ASSERT(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "little-endian machines only");
+TM_STATIC_ASSERT(sizeof(void *) == 8, "64-bit machines only");
+
 /* Result codes. Internal and engine functions return 0 (or a count) or one of these; the request layer
  * (zel_v6comp_*) returns the positive number. */
 enum {
