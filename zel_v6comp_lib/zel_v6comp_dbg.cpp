@@ -71,6 +71,10 @@ void zel_v6comp_debug_all(int32_t on) {
 
 void tcamv6_write_to_file(int fd, const char *format, ...) {
   constexpr size_t most_characters = 255;
+  if (format == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return;
+  }
   char line[most_characters + 2] = {};  // and the line end, and the terminator
   va_list args;
   va_start(args, format);

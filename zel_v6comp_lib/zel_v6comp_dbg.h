@@ -26,7 +26,7 @@ TM_API void zel_v6comp_dbg_set_by_level(uint32_t level);
 TM_API void zel_v6comp_debug_all(int32_t on);
 
 /** Write one formatted line to a file descriptor: at most 255 characters and the line end. A failed write goes to
- *  the system log. */
+ *  the system log. A null format writes nothing: "Bad arguments" under the info word. */
 TM_API void tcamv6_write_to_file(int fd, const char *format, ...) ZEL_PRINTF_LIKE(2, 3);
 
 TM_API_END

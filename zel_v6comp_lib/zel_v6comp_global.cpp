@@ -76,6 +76,7 @@ tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance) {
 uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {
   tcamv6_state *state = zel_v6comp_instance(processor, instance);
   if (state == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
     return zel_v6comp_status(TM_EINVAL);
   }
   return zel_v6comp_status(tcamv6_reset(&state, 0));

@@ -5,6 +5,9 @@
 
 void *tm_util_array_insert(const void *element, void *array, int32_t count, uint32_t elem_size,
                            int (*cmp)(const void *, const void *)) {
+  if (element == nullptr || array == nullptr || cmp == nullptr) {
+    return nullptr;
+  }
   auto *slot = static_cast<uint8_t *>(array);
   int32_t i = 0;
   while (i < count && cmp(element, slot) >= 0) {

@@ -11,7 +11,7 @@ TM_API_BEGIN
  *  @param array       room for count + 1 elements of elem_size bytes
  *  @param count       elements before the call; incrementing it is the caller's; 0 or less = slot 0
  *  @param cmp         called with (element, slot)
- *  @return the slot where the element now stands */
+ *  @return the slot where the element now stands; null when a pointer is null */
 TM_API void *tm_util_array_insert(const void *element, void *array, int32_t count, uint32_t elem_size,
                                   int (*cmp)(const void *, const void *));
 

@@ -8,6 +8,9 @@ uint32_t tm_util_bit_find_first_set(uint32_t word) {
 }
 
 int tm_util_cmp_int(const void *a, const void *b) {
+  if (a == nullptr || b == nullptr) {
+    return TM_EINVAL;
+  }
   const int32_t x = *static_cast<const int32_t *>(a);
   const int32_t y = *static_cast<const int32_t *>(b);
   return (x > y) - (x < y);

@@ -14,7 +14,7 @@ TM_API uint32_t tm_util_bit_cnt_1(uint32_t word);
  *  no bit is set. */
 TM_API uint32_t tm_util_bit_find_first_set(uint32_t word);
 
-/** Compare two int32_t for sorting: -1, 0, 1. */
+/** Compare two int32_t for sorting: -1, 0, 1; -22 a pointer is null. */
 TM_API int tm_util_cmp_int(const void *a, const void *b);
 
 TM_API_END

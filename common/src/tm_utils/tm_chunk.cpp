@@ -50,7 +50,12 @@ bool type_has_pool(uint32_t type, const char *function) {
 tm_chunk_info *tm_chunk_info_base() { return chunk_info_base; }
 
 uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *table, uint32_t first_type, uint32_t n_types) {
-  for (uint32_t type = first_type; type - first_type < n_types; ++type) {
+  const bool no_table = n_types != 0 && (info_base == nullptr || table == nullptr);
+  if (no_table || first_type > TM_CHUNK_TYPES || n_types > TM_CHUNK_TYPES - first_type) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return static_cast<uint32_t>(TM_EINVAL);
+  }
+  for (uint32_t type = first_type; type < first_type + n_types; ++type) {
     tm_raw_blk_row *row = &table[type];
     tm_chunk_info *info = &info_base[type];
     if (row->enabled == 0) {

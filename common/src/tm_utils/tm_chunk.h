@@ -74,7 +74,8 @@ extern TM_API tm_chunk_info *gbl_chunk_info;
 /** Create the pools of table rows first_type .. first_type + n_types - 1 and fill their statistics.
  *  @param info_base   statistics row of type 0
  *  @param table       row of type 0
- *  @return 0, or (uint32_t)-12 when the platform cannot make a pool; pools made before it stay */
+ *  @return 0; (uint32_t)-12 when the platform cannot make a pool: pools made before it stay; (uint32_t)-22 a pointer is
+ *          null or a row lies beyond the eight types ("Bad arguments" under the info word) */
 TM_API uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *table, uint32_t first_type,
                                    uint32_t n_types);
 
@@ -83,7 +84,8 @@ TM_API uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *tab
  *          pool (reported under the error word). Constant-time. */
 TM_API void *tm_chunk_malloc(uint32_t type);
 
-/** Give an element back to its pool. An unknown type is reported under the error word, nothing else. */
+/** Give an element back to its pool. An unknown type is reported under the error word, nothing else.
+ *  A null element goes to the platform and is counted: do not pass one. */
 TM_API void tm_chunk_free(uint32_t type, void *element);
 
 /** The element of a handle: null for TM_CHUNK_IDX_NULL and for a type of 8 or more. */

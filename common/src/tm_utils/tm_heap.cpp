@@ -21,7 +21,7 @@ void sift_down(tm_util_heap_elem *array, uint32_t count, uint32_t slot) {
 }  // namespace
 
 int32_t tm_util_heap_heapify(tm_util_heap_elem *array, uint32_t count) {
-  if (array == nullptr) {
+  if (array == nullptr || count == 0) {
     return TM_EINVAL;
   }
   for (uint32_t slot = (count - 1) / 2 + 1; slot-- > 0;) {
@@ -31,7 +31,7 @@ int32_t tm_util_heap_heapify(tm_util_heap_elem *array, uint32_t count) {
 }
 
 int32_t tm_util_heap_delmin(tm_util_heap_elem *array, uint32_t *count, tm_util_heap_elem *result) {
-  if (array == nullptr || count == nullptr || result == nullptr) {
+  if (array == nullptr || count == nullptr || result == nullptr || *count == 0) {
     return TM_EINVAL;
   }
   *result = array[0];
@@ -43,7 +43,7 @@ int32_t tm_util_heap_delmin(tm_util_heap_elem *array, uint32_t *count, tm_util_h
 }
 
 int32_t tm_util_heap_insert(tm_util_heap_elem *array, uint32_t *count, const tm_util_heap_elem *element) {
-  if (array == nullptr || count == nullptr || element == nullptr) {
+  if (array == nullptr || count == nullptr || element == nullptr || *count == UINT32_MAX) {
     return TM_EINVAL;
   }
   const tm_util_heap_elem moving = *element;  // element may lie in the array

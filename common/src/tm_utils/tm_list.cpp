@@ -60,7 +60,7 @@ void tm_util_list_delete_next_node(tm_util_list_node **headp, tm_util_list_node 
 }
 
 int32_t tm_util_list_delhead(tm_util_list_node **headp, uint64_t *data_out) {
-  if (headp == nullptr || data_out == nullptr) {
+  if (headp == nullptr || *headp == nullptr || data_out == nullptr) {
     return TM_EINVAL;
   }
   *data_out = (*headp)->data;
@@ -113,6 +113,9 @@ void tm_util_list_free(tm_util_list_node **headp, int32_t free_data) {
 int32_t tm_util_list_sort(tm_util_list_node **headp, int (*cmp)(const void *, const void *)) {
   if (headp == nullptr || *headp == nullptr) {
     return TM_OK;
+  }
+  if (cmp == nullptr) {
+    return TM_EINVAL;
   }
   tm_util_list_node *last = *headp;  // end of the sorted part
   while (last->next != nullptr) {

@@ -30,9 +30,9 @@ TM_API int32_t tm_util_list_delete(tm_util_list_node **headp, uint64_t data);
 /** Free the cell after `prev`, or the head cell when prev is null. Nothing happens where there is none. */
 TM_API void tm_util_list_delete_next_node(tm_util_list_node **headp, tm_util_list_node *prev);
 
-/** Take the head's word out of the list. The list must not be empty, and the cell is unlinked but NOT
- *  released: the caller keeps its address if it wants to free it.
- *  @return 0; -22 a pointer is null */
+/** Take the head's word out of the list. The cell is unlinked but NOT released: the caller keeps its address if it
+ *  wants to free it.
+ *  @return 0; -22 a pointer is null or the list is empty */
 TM_API int32_t tm_util_list_delhead(tm_util_list_node **headp, uint64_t *data_out);
 
 /** Append a second list, which is shared from then on, not copied.
@@ -49,7 +49,7 @@ TM_API void tm_util_list_free(tm_util_list_node **headp, int32_t free_data);
 
 /** Sort in place, ascending and stable (insertion sort: quadratic).
  *  @param cmp   gets two data words as its pointers; a positive result means "out of order"
- *  @return always 0 */
+ *  @return 0, also for a null headp and an empty list; -22 cmp is null */
 TM_API int32_t tm_util_list_sort(tm_util_list_node **headp, int (*cmp)(const void *, const void *));
 
 TM_API_END

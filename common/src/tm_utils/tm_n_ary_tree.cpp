@@ -65,7 +65,7 @@ int32_t tm_n_ary_tree_delchld(tm_n_ary_node *parent, tm_n_ary_node *child) {
 }
 
 void tm_merge_n_ary_chldlst(tm_n_ary_node *destination, tm_n_ary_node *source) {
-  if (destination == nullptr || source == nullptr) {
+  if (destination == nullptr || source == nullptr || destination == source) {
     return;
   }
   tm_chunk_idx *link = &destination->child;

@@ -27,7 +27,7 @@ TM_API void tm_util_n_ary_tree_node_init(tm_n_ary_node *node);
 
 /** Push the address of every node of the tree on a list so that, read from the head, every node follows
  *  all its descendants, later siblings first.
- *  @return 0; -12 no memory: the walk ends, the list keeps what it got */
+ *  @return 0, also for a null node; -22 headp is null; -12 no memory: the walk ends, the list keeps what it got */
 TM_API int32_t tm_util_n_ary_tree_postorder_nodelist(tm_n_ary_node *node, tm_util_list_node **headp);
 
 /** Free the whole subtree, children first; null is ignored.
@@ -43,7 +43,7 @@ TM_API void tm_n_ary_tree_freenode(tm_n_ary_node *node, int32_t free_data, uint3
  *  Cost: proportional to the child's place in the chain. */
 TM_API int32_t tm_n_ary_tree_delchld(tm_n_ary_node *parent, tm_n_ary_node *child);
 
-/** Move the source's children to the end of the destination's; ignored when either is null. */
+/** Move the source's children to the end of the destination's; ignored when either is null or both are the same. */
 TM_API void tm_merge_n_ary_chldlst(tm_n_ary_node *destination, tm_n_ary_node *source);
 
 TM_API_END

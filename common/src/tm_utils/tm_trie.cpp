@@ -84,6 +84,9 @@ void tm_trie_link_child(tm_util_trie_node *node, uint32_t bit, tm_util_trie_node
 }
 
 void tm_util_trie_node_initialize(tm_util_trie_node *node, const tm_util_trie_node *parent, int32_t left) {
+  if (node == nullptr) {
+    return;
+  }
   *node = {};
   if (parent != nullptr) {
     memcpy(node->key, parent->key, TM_KEY_BYTES);
@@ -112,6 +115,9 @@ tm_util_trie_node *tm_util_trie_insert(tm_util_trie_node *root, const uint8_t *k
 }
 
 tm_util_trie_node *tm_util_trie_lookup(tm_util_trie_node *root, const uint8_t *key, int32_t len, int32_t mode) {
+  if (key == nullptr) {
+    return nullptr;
+  }
   tm_util_trie_node *found = nullptr;
   tm_util_trie_node *node = root;
   const int32_t deepest = len < TM_KEY_BITS ? len : TM_KEY_BITS;
@@ -177,7 +183,7 @@ tm_util_trie_node *tm_trie_grow_chain(tm_util_trie_node *node, int32_t n, tm_tri
 }
 
 tm_util_trie_node *tm_util_trie_gen_extending_path(tm_util_trie_node *node, int32_t n, int32_t chain) {
-  if (node == nullptr || n == 0) {
+  if (node == nullptr || n <= 0 || n > TM_KEY_BITS) {
     return nullptr;
   }
   if (!tm_trie_has_both_children(node)) {
@@ -210,7 +216,7 @@ tm_util_trie_node *tm_util_trie_common_ancestor(tm_util_trie_node *root, tm_util
     return nullptr;
   }
   const uint32_t shorter = a->len < b->len ? a->len : b->len;
-  const uint32_t whole = shorter / 8;
+  const uint32_t whole = (shorter < TM_KEY_BITS ? shorter : uint32_t{TM_KEY_BITS}) / 8;
   uint32_t k = 0;
   while (k < whole && a->key[k] == b->key[k]) {
     ++k;
@@ -261,4 +267,9 @@ tm_util_trie_node *tm_util_trie_tracepath(tm_util_trie_node *root, const uint8_t
   return remembers ? remembered : node;
 }
 
-int32_t is_trie_left_path(const tm_util_trie_node *node, int32_t bit) { return tm_key_bit(node->key, bit) == 0; }
+int32_t is_trie_left_path(const tm_util_trie_node *node, int32_t bit) {
+  if (node == nullptr || bit < 0 || bit >= TM_KEY_BITS) {
+    return TM_EINVAL;
+  }
+  return tm_key_bit(node->key, bit) == 0;
+}

@@ -284,7 +284,8 @@ TEST_F(tcamv6_optimized_test, refused_arrays_and_elements_are_reported_by_phase_
   } cases[] = {
       {2, 0, "", "malloc(16 bytes) failed"},  // the working list comes first
       {3, 0, "", "malloc(16 bytes) failed"},
-      {4, 0, "", "compress_prefix_tree() failed -12"},  // its list of nodes
+      {4, 0, "", "malloc(16 bytes) failed"},
+      {5, 0, "", "compress_prefix_tree() failed -12"},  // its list of nodes
       {0, 1, "TM_V6_TRIE_NODE", "malloc(56 bytes) failed"},
       {0, 2, "TM_V6_TRIE_NODE", "failed to insert prefix 0 in orig trie"},
       {0, 1, "TM_V6_ANC_TREE", "compress_prefix_tree() failed -12"},
@@ -355,6 +356,50 @@ TEST_F(tcamv6_optimized_test, sparsing_that_fails_is_reported_under_the_error_wo
       break;
     }
   }
+}
+
+TEST_F(tcamv6_optimized_test, three_arrays_of_one_pointer_for_each_record_are_allocated_first) {
+  only_info();
+  full_result r;
+  const std::vector<tcamv6_prefix> records = records_of({"2001:db8::/32", "2001:db8:1::/48"});
+  tcamv6_prefix *list = nullptr;
+  uint32_t count = 0;
+  ASSERT_EQ(tcamv6_build_prefix_list(records.data(), &list, 2, &count, 1), 0);
+  r.list.assign(list, list + count);
+  zel_free_named(list);
+  for (uint64_t k = 1; k <= 3; ++k) {
+    test_host::clear_log();
+    test_host::fail_heap_allocation(k);
+    compress_list_on(state, &r);
+    EXPECT_EQ(r.result, TM_ENOMEM) << k;
+    EXPECT_EQ(plain_log_lines(), std::vector<std::string>{pipeline + "malloc(32 bytes) failed"}) << k;
+  }
+  tcamv6_reclaim_leftovers();
+  compress_list_on(state, &r);
+  EXPECT_EQ(r.result, 0);
+}
+
+TEST_F(tcamv6_optimized_test, records_that_are_none_are_refused_and_change_nothing) {
+  compress({"2001:db8::/32"});
+  const std::vector<uint32_t> before = allocated();
+  only_info();
+  full_result r;
+  for (const uint8_t length : std::vector<uint8_t>{129, 136, 255}) {
+    r.list = records_of({"2001:db8:1::/48", "::/0"});
+    r.list[0].length = length;
+    test_host::clear_log();
+    compress_list_on(state, &r);
+    EXPECT_EQ(r.result, TM_EINVAL);
+    EXPECT_EQ(plain_log_lines(), std::vector<std::string>{pipeline + "Bad arguments"});
+  }
+  uint32_t n_distinct = 99;
+  for (const uint32_t count : {0u, 0x80000000u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(tcamv6_optimized_compress(state, count, r.list.data(), r.prefs.data(), r.addrs.data(), &n_distinct),
+              TM_EINVAL);
+  }
+  EXPECT_EQ(n_distinct, 99u);
+  EXPECT_EQ(allocated(), before);
+  EXPECT_EQ(state->opt_done, 1);
 }
 
 TEST_F(tcamv6_optimized_test, null_pointers_are_refused_and_change_nothing) {

@@ -105,7 +105,9 @@ int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
   }
   tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
   pref->reference = static_cast<uint32_t>(data->aux);
-  uint32_t remaining = node->aux1;
+  // In compatible mode a sum of 0 looks like a last reference that went; otherwise only what left the structures
+  // counts.
+  uint32_t remaining = tcamv6_safe_updates_on() ? 1 : node->aux1;
   int32_t changed = 0;
   result = tcamv6_incr_del_prefix(b->state, &b->rules, record, slot, &changed, &remaining);
   if (result != TM_OK) {
@@ -116,7 +118,7 @@ int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
   if (changed == 1) {
     *b->changed = 1;
   }
-  if (remaining == 0) {
+  if (remaining == 0 && b->state->n_prefs != 0) {
     --b->state->n_prefs;
   }
   return TM_OK;
@@ -415,7 +417,8 @@ int32_t run_batch(batch *b, batch_kind kind) {
 }
 
 bool has_arguments(const batch *b) {
-  const bool has_arrays = b->records != nullptr && b->cmpr_prefs != nullptr && b->cmpr_addrs != nullptr;
+  const bool has_arrays =
+      tcamv6_are_prefixes(b->records, b->count) && b->cmpr_prefs != nullptr && b->cmpr_addrs != nullptr;
   return !tcamv6_state_unusable(b->state) && (b->count == 0 || has_arrays) && b->extra_ops_pending != nullptr &&
          b->changed != nullptr && b->walk_result != nullptr;
 }

@@ -15,8 +15,9 @@ TM_API_BEGIN
  *  @param extra_ops_pending  1 when the instance holds an extra-operation array at the end
  *  @param changed            1 when a prefix was added, or the compressed form of one changed
  *  @param walk_result        on success: rows of the table
- *  @return 0; -12 pools or heap exhausted; -14 broken link or inconsistency; -22 bad arguments; -28 no room left
- *          for a prefix; -2 a new level needs a full compression */
+ *  @return 0; -12 pools or heap exhausted; -14 broken link or inconsistency; -22 a delete of more than is stored, or
+ * bad arguments: a null pointer, a record longer than 128 bits, more than 2^31 - 1 records, a kept state; -28 no room
+ * left for a prefix; -2 a new level needs a full compression */
 TM_API int32_t tcamv6_incr_compress(tcamv6_state *state, uint32_t n_prefs, const tcamv6_prefix *inp_prefs,
                                     tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs,
                                     uint32_t *extra_ops_pending, uint32_t *changed, uint32_t *walk_result);

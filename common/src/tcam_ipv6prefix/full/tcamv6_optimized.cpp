@@ -38,9 +38,9 @@ struct full_run {
   const tcamv6_prefix *list;
   tcamv6_cmpr_pref *cmpr_prefs;
   tcamv6_cmpr_addr *cmpr_addrs;
+  node_array orig_nodes;     // of the trie of uncompressed prefixes: where the record was inserted
   node_array cmpr_nodes;     // whose key is the record's compressed prefix
-  node_array replace_nodes;  // whose key is its compressed address; until that is known, the record's own node in the
-                             // trie of uncompressed prefixes
+  node_array replace_nodes;  // whose key is its compressed address
   uint32_t n_rows;           // of a dump
   tm_util_trie_node *orig_root;
   tm_util_trie_node *cmpr_root;
@@ -62,7 +62,7 @@ int32_t report_no_memory(size_t bytes) {
 
 int32_t allocate_arrays(full_run *run) {
   const size_t bytes = run->count * sizeof(tm_util_trie_node *);
-  node_array *const arrays[] = {&run->cmpr_nodes, &run->replace_nodes};
+  node_array *const arrays[] = {&run->orig_nodes, &run->cmpr_nodes, &run->replace_nodes};
   for (node_array *array : arrays) {
     *array = static_cast<node_array>(zel_malloc_named(TM_MEM_TAG_LIST, bytes));
     if (*array == nullptr) {
@@ -73,6 +73,7 @@ int32_t allocate_arrays(full_run *run) {
 }
 
 void free_arrays(full_run *run) {
+  tm_free(run->orig_nodes);
   tm_free(run->cmpr_nodes);
   tm_free(run->replace_nodes);
 }
@@ -139,7 +140,7 @@ int32_t insert_list(full_run *run) {
       TM_LOG(info, "%s: failed to insert prefix %d in orig trie", pipeline, static_cast<int>(i));
       return TM_ENOMEM;
     }
-    run->replace_nodes[i] = node;
+    run->orig_nodes[i] = node;
     count_record(run->state, node, record, i);
   }
   return TM_OK;
@@ -202,16 +203,8 @@ uint32_t count_rows(uint32_t count, tm_util_trie_node *const *orig_nodes) {
   return rows;
 }
 
-// Put every record's own node into its place again.
-void find_orig_nodes(full_run *run) {
-  for (uint32_t i = 0; i < run->count; ++i) {
-    const tcamv6_prefix *record = &run->list[i];
-    run->replace_nodes[i] = tm_util_trie_lookup(run->orig_root, record->address, record->length, 0);
-  }
-}
-
 int32_t collect_nodes(full_run *run) {
-  run->n_rows = count_rows(run->count, run->replace_nodes);
+  run->n_rows = count_rows(run->count, run->orig_nodes);
   memset(run->cmpr_nodes, 0, run->count * sizeof *run->cmpr_nodes);
   int32_t result = tcamv6_gen_trie_ptrs(run->anc_root, run->count, run->cmpr_nodes, run->replace_nodes);
   if (result != TM_OK) {
@@ -224,9 +217,8 @@ int32_t collect_nodes(full_run *run) {
   // Tags of more than 20 bits, or that of a made-up root, may have led to the nodes of others.
   if (run->count > TM_PREFIX_TAG_MASK || run->orig_root->tag == 0) {
     memset(run->cmpr_nodes, 0, run->count * sizeof *run->cmpr_nodes);
-    find_orig_nodes(run);
   }
-  result = tcamv6_gen_output_trie_ptrs(run->replace_nodes, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
+  result = tcamv6_gen_output_trie_ptrs(run->orig_nodes, run->list, run->count, run->cmpr_nodes, run->replace_nodes);
   return result == TM_OK ? TM_OK : report("gen_output_trie_ptrs()", result);
 }
 
@@ -298,6 +290,7 @@ void abandon_run(full_run *run) {
 // A full compression starts with an empty instance.
 void empty_state(tcamv6_state *state) {
   if (state->orig_root != TM_CHUNK_IDX_NULL) {
+    tcamv6_reclaim_leftovers();  // paths of failed additions lead into these tries
     tcamv6_release_contents(state);
     tcamv6_clear_state(state);
   }
@@ -312,6 +305,11 @@ void release_pcmpr_trie(tcamv6_state *state) {
   state->pcmpr_root = TM_CHUNK_IDX_NULL;
 }
 
+bool has_arguments(const full_run *run, const uint32_t *n_distinct_out) {
+  return !tcamv6_state_unusable(run->state) && n_distinct_out != nullptr && run->cmpr_prefs != nullptr &&
+         run->cmpr_addrs != nullptr && run->count != 0 && tcamv6_are_prefixes(run->list, run->count);
+}
+
 }  // namespace
 
 int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tcamv6_prefix *list,
@@ -320,8 +318,13 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
   TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addr %p", __func__,
          static_cast<void *>(state), static_cast<int>(count), static_cast<const void *>(list),
          static_cast<void *>(cmpr_prefs), static_cast<void *>(cmpr_addrs));
-  if (tcamv6_state_unusable(state) || list == nullptr || cmpr_prefs == nullptr || cmpr_addrs == nullptr ||
-      n_distinct_out == nullptr) {
+  full_run run = {};
+  run.state = state;
+  run.count = count;
+  run.list = list;
+  run.cmpr_prefs = cmpr_prefs;
+  run.cmpr_addrs = cmpr_addrs;
+  if (!has_arguments(&run, n_distinct_out)) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
     return TM_EINVAL;
@@ -329,12 +332,6 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
   empty_state(state);
   tcamv6_dump_chunk_info("Starting point");
   *n_distinct_out = tcamv6_check_no_of_prefixes_in_array(count, list);
-  full_run run = {};
-  run.state = state;
-  run.count = count;
-  run.list = list;
-  run.cmpr_prefs = cmpr_prefs;
-  run.cmpr_addrs = cmpr_addrs;
   const int32_t result = run_phases(&run);
   release_pcmpr_trie(state);
   if (result == TM_OK) {

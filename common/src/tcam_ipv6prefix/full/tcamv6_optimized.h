@@ -15,7 +15,9 @@ TM_API_BEGIN
  *  @param cmpr_addrs      zeroed; address i answers list[i]
  *  @param n_distinct_out  distinct prefixes, anchors aside; 0 after a failure
  *  @return 0; -12 pools or heap exhausted; -14 inconsistent limits; -75 more than max_cmpr_len bits needed; -22 a
- *          pointer is null or the state was kept by a reset; other negative results of the depth limits (-1).
+ *          pointer is null, count is 0 or above 2^31 - 1, a record is longer than 128 bits or the state was kept by a
+ *          reset (printed as "Bad arguments" under the info word, nothing touched); other negative results of the
+ *          depth limits (-1).
  *          After a failure the elements taken stay counted as allocated until the next request is accepted. */
 TM_API int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tcamv6_prefix *list,
                                          tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs,

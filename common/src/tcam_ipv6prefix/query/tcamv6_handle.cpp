@@ -25,7 +25,7 @@ int32_t tcamv6_prefix_handle_attach(tcamv6_state *state, const tcamv6_prefix *pr
   TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, app_handle %d", __func__, static_cast<void *>(state),
          static_cast<const void *>(prefix), static_cast<int>(app_handle));
   int32_t result = TM_EINVAL;
-  if (tcamv6_state_unusable(state) || prefix == nullptr) {
+  if (tcamv6_state_unusable(state) || !tcamv6_are_prefixes(prefix, 1)) {
     TM_LOG(info, "%s: Bad arguments", __func__);
   } else {
     tcamv6_anc_data *data = nullptr;
@@ -42,7 +42,7 @@ int32_t tcamv6_prefix_handle_query(tcamv6_state *state, const tcamv6_prefix *pre
   TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, handle_p %p", __func__, static_cast<void *>(state),
          static_cast<const void *>(prefix), static_cast<void *>(handle_p));
   int32_t result = TM_EINVAL;
-  if (tcamv6_state_unusable(state) || prefix == nullptr || handle_p == nullptr) {
+  if (tcamv6_state_unusable(state) || !tcamv6_are_prefixes(prefix, 1) || handle_p == nullptr) {
     TM_LOG(info, "%s: Bad arguments", __func__);
   } else {
     tcamv6_anc_data *data = nullptr;

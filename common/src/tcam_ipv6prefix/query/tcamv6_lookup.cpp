@@ -98,9 +98,7 @@ const tm_util_trie_node *find_covering(const tcamv6_state *state, const uint8_t 
 
 int32_t look_up_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, const char *function,
                        tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
-  // Longer than any prefix: the tries know.
-  const tcamv6_read_index *index =
-      prefix->length <= TCAMV6_MAX_PREF_LEN ? tcamv6_read_index_for_lookup(state) : nullptr;
+  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
   if (index == nullptr) {
     const answer_records out = {nullptr, cmpr_pref, cmpr_addr};
     return answer_from_tries(tcamv6_find_stored(state, prefix), function, &out);
@@ -141,7 +139,7 @@ __attribute__((noinline)) int32_t any_lookup_prefix(tcamv6_state *state, const t
          static_cast<void *>(state), static_cast<const void *>(prefix), static_cast<void *>(cmpr_pref),
          static_cast<void *>(cmpr_addr));
   int32_t result = TM_EINVAL;
-  if (tcamv6_state_unusable(state) || prefix == nullptr || cmpr_pref == nullptr || cmpr_addr == nullptr) {
+  if (tcamv6_state_unusable(state) || !tcamv6_are_prefixes(prefix, 1) || cmpr_pref == nullptr || cmpr_addr == nullptr) {
     TM_LOG(info, "%s: Bad arguments", function);
   } else {
     result = look_up_prefix(state, prefix, function, cmpr_pref, cmpr_addr);

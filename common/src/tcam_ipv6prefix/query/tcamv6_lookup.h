@@ -11,7 +11,8 @@ TM_API_BEGIN
  *  @param prefix       length and address are read
  *  @param cmpr_pref_p  length, key, own_node and node_aux are written: the compressed prefix
  *  @param cmpr_addr_p  the compressed address of what the prefix alone covers
- *  @return 0; -22 bad arguments or not stored; -14 broken links. Outputs are written on 0 only. */
+ *  @return 0; -22 not stored, or bad arguments, a length above 128 among them; -14 broken links. Outputs are written on
+ * 0 only. */
 TM_API int32_t tcamv6_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *cmpr_pref_p,
                                     tcamv6_cmpr_addr *cmpr_addr_p);
 

@@ -34,7 +34,8 @@ int32_t tcamv6_init(tcamv6_state *state, const tcamv6_conf *conf, int32_t *was_r
   TM_LOG(trace, "%s: Starting handlep %p, confp %p ", __func__, static_cast<void *>(state),
          static_cast<const void *>(conf));
   int32_t result = TM_OK;
-  if (state == nullptr || conf == nullptr || was_reset == nullptr) {
+  if (state == nullptr || conf == nullptr || was_reset == nullptr || conf->max_pref_len > TCAMV6_MAX_PREF_LEN ||
+      conf->max_cmpr_len > TCAMV6_MAX_PREF_LEN) {
     TM_LOG(info, "%s: Bad arguments", __func__);
     result = TM_EINVAL;
   } else {

@@ -71,7 +71,7 @@ extern TM_API uint32_t tags_so_far;
 /** Initialise one instance from its configuration. An instance that has completed a full compression is left
  *  exactly as it is; any other is cleared.
  *  @param was_reset   1 = cleared, 0 = kept
- *  @return 0; -22 a pointer is null */
+ *  @return 0; -22 a pointer is null, or a limit of conf is above 128 */
 TM_API int32_t tcamv6_init(tcamv6_state *state, const tcamv6_conf *conf, int32_t *was_reset);
 
 /** Has the instance completed a full compression?
