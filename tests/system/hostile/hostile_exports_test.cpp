@@ -603,7 +603,7 @@ TEST_F(hostile_exports_test, what_cannot_be_is_refused_by_every_function) {
 // The table's own interface has tests of its own; platform calls are made by the library alone.
 TEST_F(hostile_exports_test, every_exported_function_has_a_row) {
   const table rows = all_rows();
-  std::ifstream map(V6COMP_SOURCE_DIR "/zel_v6comp_lib/exports.map");
+  std::ifstream map(source_path("zel_v6comp_lib/exports.map"));
   const std::regex name_of("^ +((?:zel_v6comp|tcamv6|tm|is)_\\w+|tags_so_far|raw_blk|gbl_chunk_info);$");
   size_t seen = 0;
   for (std::string line; std::getline(map, line);) {
