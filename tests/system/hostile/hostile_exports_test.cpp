@@ -30,6 +30,10 @@ const std::set<std::string> nothing_to_refuse = {
     "zel_v6comp_free_compr_result",
     "zel_v6comp_set_safe_updates",
     "zel_v6comp_safe_updates",
+    "zel_v6comp_set_room",
+    "zel_v6comp_room",
+    "zel_v6comp_set_move_limit",
+    "zel_v6comp_status_text",
     "zel_v6comp_version",
     "zel_v6comp_dbg_init",
     "zel_v6comp_dbg_trace_set",
@@ -93,6 +97,12 @@ class hostile_exports_test : public hostile_test {
          {says::bad_arguments,
           22,
           {[] { return zel_v6comp_reset_instance(4, 0); }, [] { return zel_v6comp_reset_instance(0, -1); }}}},
+        {"zel_v6comp_moves",
+         {says::nothing,
+          22,
+          {[&] { return zel_v6comp_moves(4, 0, &moves, &n); }, [&] { return zel_v6comp_moves(0, -1, &moves, &n); },
+           [&] { return zel_v6comp_moves(0, 0, nullptr, &n); },
+           [&] { return zel_v6comp_moves(0, 0, &moves, nullptr); }}}},
         {"tcamv6_write_to_file", {says::bad_arguments, 0, {[&] {
                                     const char *none = nullptr;
                                     tcamv6_write_to_file(-1, none);
@@ -574,6 +584,7 @@ class hostile_exports_test : public hostile_test {
   tcamv6_cmpr_addr *addrs = nullptr;
   tcamv6_prefix *out_list = nullptr;
   tm_incr_update_entry *entries = nullptr;
+  const zel_v6comp_move *moves = nullptr;
   v6comp_pref_info empty = {0, 0, 0};
   v6comp_pref_info off_grid = {4, 0, 0};
   tcamv6_conf conf = {128, 64, nullptr};
