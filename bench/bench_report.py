@@ -76,14 +76,9 @@ def targets(f, memory, seconds):
         ("plain scan of 32,000 / plan", f.ratio("plain_scan/32000", "plan/32000"), None),
         ("v6comp verify of 60,000, seconds", seconds, 0.3),
         ("reading 60,000 lines, milliseconds", None if read is None else read * 60000 / 1e6, 30),
-<<<<<<< HEAD
         ("peak memory / peak elements times their size", memory_ratio, 1.16),
-    ]
-=======
-        ("peak memory / peak elements times their size", memory_ratio, 1.15),
     ] + [("record of %s, 16,000 / 1,000 of them" % title, f.ratio("worst/%s/16000" % name, "worst/%s/1000" % name), 2)
          for name, title in WORST]
->>>>>>> d680d22 (Hold the worst cases to their targets and the mutants to the nightly run)
     shown = [(what, text_of(value), "-" if limit is None else "<= %g" % limit,
               "" if limit is None or value is None else "yes" if value <= limit else "NO")
              for what, value, limit in rows]
