@@ -104,3 +104,12 @@ for kind in range(3):
     put("containers", f"kind_{kind}", bytes([kind]) + plain(200 + kind))
 put("plan", "all_states", bytes([20]) + bytes(x for i in range(20) for x in (1, i, 32, 3, 4, i % 8, 5, i % 6))
     + bytes([20, 0, 12]) + bytes(x for i in range(12) for x in (32, 3, 4, i % 8, 5)) + bytes([0, 1, 2, 3, 1, 3, 4]))
+
+# Steps of the engine: a compression, batches after it, a request with lengths above 128, one of 65,534 records.
+shape = bytes([9, 0, 40, 3, 255]) + bytes(range(0, 72, 8))
+put("engine", "steps", bytes([4]) + shape + bytes([5]) + shape + bytes([2, 4]) + shape)
+put("engine", "refused_then_again", bytes([4]) + shape + bytes([1, 3, 5]) + shape + bytes([0, 2, 6]) + shape + bytes([6]) + shape)
+put("engine", "lengths_above_128", bytes([6, 9, 0, 250, 3, 255]) + bytes(9) + bytes([6]) + shape)
+put("engine", "largest_request", bytes([6, 1, 255, 0, 0, 255, 253, 64, 5, 127]) + bytes(24))
+for n in (60, 200):
+    put("engine", f"plain_{n}", plain(n))
