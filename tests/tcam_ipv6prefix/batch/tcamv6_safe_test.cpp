@@ -298,3 +298,10 @@ TEST_F(tcamv6_safe_test, share_is_told_right_when_weight_and_anchors_together_pa
   EXPECT_EQ(request("-2001:db8::/32*65535"), 0u);
   EXPECT_EQ(weight("2001:db8::/32"), 5u) << "the anchor's stay";
 }
+
+TEST_F(tcamv6_safe_test, delete_of_the_whole_share_leaves_none_for_a_later_one_and_its_anchors) {
+  ASSERT_EQ(request("+2001:db8:1::/48*2 +2001:db8:2::/48*3"), 0u);
+  ASSERT_EQ(weight("2001:db8::/32"), 5u);
+  EXPECT_EQ(request("-2001:db8:1::/48*2 -2001:db8:1::/48*1"), 0u);
+  EXPECT_EQ(weight("2001:db8::/32"), 3u) << "the second one finds nothing and takes nothing";
+}

@@ -214,3 +214,11 @@ TEST_F(tcamv6_siblings_test, chains_of_a_table_stay_whole_under_random_batches) 
   }
   zel_v6comp_set_safe_updates(0);
 }
+
+TEST_F(tcamv6_siblings_test, moved_children_whose_first_number_equals_the_last_are_numbered_anew) {
+  tcamv6_append_child(parent, nodes[0]);
+  tcamv6_append_child(other, nodes[1]);
+  ASSERT_EQ(order(nodes[0]), order(nodes[1]));
+  tcamv6_move_children(parent, other);
+  EXPECT_LT(order(nodes[0]), order(nodes[1]));
+}

@@ -9,11 +9,6 @@ namespace {
 constexpr const char *searcher = "tcamv6_extend_cmpr_path";
 constexpr uint16_t everything = UINT16_MAX;  // no search has so many levels
 
-struct search {
-  tm_trie_grown *grown;
-  bool was_refused;  // a place was free, but no element was left for it
-};
-
 // What is known of a node with two children, from what is known of these.
 uint16_t full_from_children(const tm_util_trie_node *node) {
   uint16_t full = everything;
@@ -34,36 +29,33 @@ void mark(tm_util_trie_node *node) {
   }
 }
 
-tm_util_trie_node *grow_here(tm_util_trie_node *node, int32_t n, search *s) {
+tm_util_trie_node *grow_here(tm_util_trie_node *node, int32_t n, tm_trie_grown *last) {
   tm_trie_grown grown;
   tm_util_trie_node *end = tm_trie_grow_chain(node, n, &grown);
   if (grown.end != nullptr) {
-    *s->grown = grown;
+    *last = grown;
   }
-  s->was_refused |= end == nullptr;
   return end;
 }
 
 // Even levels left to go try the right side first, odd ones the left. A place that is found but not had, for want of
-// an element, does not end the search.
-tm_util_trie_node *extend(tm_util_trie_node *node, int32_t n, search *s) {
+// an element, does not end the search, and is not taken for full: marks come from those of the nodes below.
+tm_util_trie_node *extend(tm_util_trie_node *node, int32_t n, tm_trie_grown *last) {
   if (n <= node->full) {
     return nullptr;
   }
   if (!tm_trie_has_both_children(node)) {
-    return grow_here(node, n, s);
+    return grow_here(node, n, last);
   }
   const uint32_t first = n % 2 == 0;
   for (uint32_t turn = 0; turn < 2; ++turn) {
     tm_util_trie_node *child = tm_trie_child(node, turn == 0 ? first : 1 - first);
-    tm_util_trie_node *end = child->tag != 0 ? nullptr : extend(child, n - 1, s);
+    tm_util_trie_node *end = child->tag != 0 ? nullptr : extend(child, n - 1, last);
     if (end != nullptr) {
       return end;
     }
   }
-  if (!s->was_refused) {
-    mark(node);
-  }
+  mark(node);
   return nullptr;
 }
 
@@ -82,8 +74,7 @@ void forget_marks(tm_util_trie_node *cmpr_root, const uint8_t *key, int32_t dept
 
 tm_util_trie_node *tcamv6_extend_cmpr_path(tm_util_trie_node *node, int32_t n, tm_trie_grown *grown) {
   *grown = {};
-  search s = {grown, false};
-  return node == nullptr || n <= 0 ? nullptr : extend(node, n, &s);
+  return node == nullptr || n <= 0 ? nullptr : extend(node, n, grown);
 }
 
 void tcamv6_clear_cmpr_tag(tm_util_trie_node *cmpr_root, tm_util_trie_node *node) {
