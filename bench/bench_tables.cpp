@@ -113,7 +113,7 @@ const prefix_list &whole_table() {
   static const prefix_list list = [] {
     v6tool::prefix_table table;
     v6tool::read_report report;
-    if (!v6tool::read_table(table_path, 1000000, table, report)) {
+    if (!v6tool::read_table(table_path, {}, table, report)) {
       for (const std::string &line : report.faults.lines()) {
         std::fprintf(stderr, "%s\n", line.c_str());
       }

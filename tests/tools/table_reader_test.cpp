@@ -62,8 +62,8 @@ TEST(TableReader, EveryFaultNamesItsPlaceAndItsText) {
   EXPECT_FALSE(p.good);
   EXPECT_THAT(
       p.report.faults.texts,
-      ElementsAre("t.txt:1: 2001:db8::1/32: bits set beyond /32", "t.txt:2: 2001:db8:::/32: not an IPv6 address",
-                  "t.txt:3: 2001:db8::/200: prefix length above 128",
+      ElementsAre("t.txt:1: 2001:db8::1/32: bits set beyond /32 (--mask clears them)",
+                  "t.txt:2: 2001:db8:::/32: not an IPv6 address", "t.txt:3: 2001:db8::/200: prefix length above 128",
                   "t.txt:4: 2001:db8::/32 0: a weight of 0 would make the prefix an anchor; the least is 1",
                   "t.txt:5: 2001:db8::/32 5000000000: weight above 4294967295",
                   "t.txt:6: next-hop: unexpected text after the weight", "t.txt:7: 2001:db8::: no /length",
@@ -151,10 +151,10 @@ TEST(TableReader, DistinctPrefixesAreSortedAndStandOnce) {
 TEST(TableReader, FilesThatCannotBeReadSayWhy) {
   prefix_table table;
   read_report missing;
-  EXPECT_FALSE(read_table("/nonexistent/t.txt", 10, table, missing));
+  EXPECT_FALSE(read_table("/nonexistent/t.txt", {}, table, missing));
   EXPECT_THAT(missing.faults.texts, ElementsAre("/nonexistent/t.txt: No such file or directory"));
   read_report directory;
-  EXPECT_FALSE(read_table("/", 10, table, directory));
+  EXPECT_FALSE(read_table("/", {}, table, directory));
   EXPECT_THAT(directory.faults.texts, ElementsAre("/: Is a directory"));
 }
 
@@ -162,7 +162,7 @@ TEST(TableReader, AFileReadsAsItsContent) {
   const std::string path = source_path("examples/tables/dc_wikimedia_144.txt");
   prefix_table table;
   read_report report;
-  ASSERT_TRUE(read_table(path, 65534, table, report));
+  ASSERT_TRUE(read_table(path, {}, table, report));
   EXPECT_EQ(table.rows.size(), 144U);
   EXPECT_THAT(report.warnings.texts, IsEmpty());
   std::string content;

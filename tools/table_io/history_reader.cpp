@@ -2,18 +2,14 @@
 #include "history_reader.h"
 
 #include "prefix_text.h"
+#include "table_line.h"
+#include "text_words.h"
 
 namespace v6tool {
 
 namespace {
 
-constexpr std::string_view blanks = " \t";
-
-std::string_view without_comment(std::string_view line) {
-  line = line.substr(0, line.find('#'));
-  const size_t first = line.find_first_not_of(blanks);
-  return first == std::string_view::npos ? "" : line.substr(first, line.find_last_not_of(blanks) - first + 1);
-}
+std::string_view without_comment(std::string_view line) { return trimmed(line.substr(0, line.find('#'))); }
 
 // A line that is not blank and no batch end. Returns its fault in words, "" when it is good.
 std::string parse_change(std::string_view line, history_change &change) {

@@ -36,24 +36,41 @@ number_fault parse_number(std::string_view text, uint32_t max, uint32_t &out) {
   return number_fault::none;
 }
 
-}  // namespace
-
-bool parse_address(std::string_view text, ip_key &out) {
+// inet_pton on text that ends where it ends.
+bool to_address_bytes(int family, std::string_view text, uint8_t *bytes) {
   char terminated[INET6_ADDRSTRLEN];
   if (text.size() >= sizeof terminated || text.find('\0') != std::string_view::npos) {
     return false;
   }
   std::memcpy(terminated, text.data(), text.size());
   terminated[text.size()] = '\0';
+  return inet_pton(family, terminated, bytes) == 1;
+}
+
+}  // namespace
+
+bool parse_address(std::string_view text, ip_key &out) {
   uint8_t bytes[16];
-  if (inet_pton(AF_INET6, terminated, bytes) != 1) {
+  if (!to_address_bytes(AF_INET6, text, bytes)) {
     return false;
   }
   out = key_from_bytes(bytes);
   return true;
 }
 
-std::string parse_prefix(std::string_view text, ip_prefix &out) {
+bool is_ipv4_address(std::string_view text) {
+  uint8_t bytes[4];
+  return to_address_bytes(AF_INET, text, bytes);
+}
+
+bool is_ipv4_prefix(std::string_view text) {
+  const size_t slash = std::min(text.find('/'), text.size());
+  uint32_t length = 0;
+  return is_ipv4_address(text.substr(0, slash)) &&
+         (slash == text.size() || parse_number(text.substr(slash + 1), 32, length) == number_fault::none);
+}
+
+std::string parse_loose_prefix(std::string_view text, ip_prefix &out) {
   const size_t slash = text.find('/');
   if (slash == std::string_view::npos) {
     return "no /length";
@@ -76,11 +93,24 @@ std::string parse_prefix(std::string_view text, ip_prefix &out) {
       break;
   }
   prefix.length = static_cast<uint8_t>(length);
-  if (masked(prefix.key, length) != prefix.key) {
-    return "bits set beyond /" + std::to_string(length);
-  }
   out = prefix;
   return "";
+}
+
+std::string host_bits_fault(const ip_prefix &loose) {
+  return masked(loose.key, loose.length) == loose.key ? "" : "bits set beyond /" + std::to_string(loose.length);
+}
+
+std::string parse_prefix(std::string_view text, ip_prefix &out) {
+  ip_prefix prefix;
+  std::string fault = parse_loose_prefix(text, prefix);
+  if (fault.empty()) {
+    fault = host_bits_fault(prefix);
+  }
+  if (fault.empty()) {
+    out = prefix;
+  }
+  return fault;
 }
 
 std::string parse_weight(std::string_view text, uint32_t &out) {

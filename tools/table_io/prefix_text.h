@@ -17,6 +17,15 @@ bool parse_address(std::string_view text, ip_key &out);
 // Read `address/length`. Returns what is wrong with it in words, "" when it is good.
 std::string parse_prefix(std::string_view text, ip_prefix &out);
 
+// The same, but bits beyond the length are left standing.
+std::string parse_loose_prefix(std::string_view text, ip_prefix &out);
+
+// What is wrong in words when bits are set beyond the length, else "".
+std::string host_bits_fault(const ip_prefix &loose);
+
+bool is_ipv4_address(std::string_view text);
+bool is_ipv4_prefix(std::string_view text);  // an address, perhaps with a length
+
 // Read a weight, 1 .. 2^32 - 1. Returns what is wrong with it in words, "" when it is good.
 std::string parse_weight(std::string_view text, uint32_t &out);
 

@@ -1,67 +1,47 @@
 // SPDX-License-Identifier: Apache-2.0
-// table_reader.h - tables of prefixes, one `prefix/length [weight]` a line.
+// table_reader.h - tables of prefixes in all formats: which one a file is in is seen in its first bytes, and so is
+// its compression.
 //
-// `#` begins a comment, blank lines are skipped, CRLF is as good as LF. A table is taken whole or not at all: any
-// fault makes it useless, and all faults are collected, so that one pass of an editor mends them.
+// A table is taken whole or not at all: any fault makes it useless, and all faults are collected, so that one pass of
+// an editor mends them. Files are read as they come: memory goes with the table, not with the file.
 #ifndef TABLE_READER_H
 #define TABLE_READER_H
 
 #include <cstddef>
-#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "byte_source.h"
 #include "prefix_value.h"
+#include "table_builder.h"
+#include "table_format.h"
+#include "table_report.h"
 
 namespace v6tool {
 
-struct table_row {
-  ip_prefix prefix;
-  uint32_t weight = 1;
-  uint32_t line = 0;  // 1-based
+struct read_options {
+  const table_format *format = nullptr;  // null: seen in the first bytes
+  build_rules rules;
 };
 
-struct prefix_table {
-  std::string name;  // for messages
-  std::vector<table_row> rows;
-};
+// Read the table at `path`, `-` for standard input. True when there is no fault.
+bool read_table(const std::string &path, const read_options &options, prefix_table &table, read_report &report);
 
-// Messages of one kind: the first `most` as text, all of them counted.
-struct message_list {
-  static constexpr size_t most = 20;
-  std::vector<std::string> texts;
-  size_t total = 0;
+// The same from any source; the table's name stands in messages.
+bool read_table(std::unique_ptr<byte_source> source, const read_options &options, prefix_table &table,
+                read_report &report);
 
-  void add(std::string text);
-  std::vector<std::string> lines() const;  // the texts, and "... and N more" if there are more
-};
+// A table in the format `list` from memory, of at most `max_rows` prefixes. `name` stands in messages.
+bool parse_table(const std::string &name, std::string_view content, size_t max_rows, prefix_table &table,
+                 read_report &report);
 
-struct read_report {
-  message_list faults;
-  message_list warnings;
-  size_t misfits = 0;  // of the faults: good input, but more of it than one request holds
-};
-
-// Read a whole file, `-` for standard input. Returns what is wrong in words, "" when it is good.
+// Read a whole file, `-` for standard input, unpacked. Returns what is wrong in words, "" when it is good.
 std::string read_file(const std::string &path, std::string &content);
 
 // The same for a file that will be parsed: its name in messages, its content. False when the report has its fault.
 bool read_input(const std::string &path, std::string &name, std::string &content, read_report &report);
-
-// Read the table at `path`, `-` for standard input, of at most `max_rows` prefixes. True when there is no fault.
-bool read_table(const std::string &path, size_t max_rows, prefix_table &table, read_report &report);
-
-// The same from memory. `name` stands in messages.
-bool parse_table(const std::string &name, std::string_view content, size_t max_rows, prefix_table &table,
-                 read_report &report);
-
-// One line without its end, `#` comments and all. Returns its fault in words; "" with `has_row` telling whether it
-// holds a prefix. row.line is left alone.
-std::string parse_table_line(std::string_view line, table_row &row, bool &has_row);
-
-// Cut the first line off the content, its LF or CRLF removed.
-std::string_view take_line(std::string_view &content);
 
 // The distinct prefixes of a table, sorted.
 std::vector<ip_prefix> distinct_prefixes(const prefix_table &table);

@@ -16,6 +16,7 @@
 #include "plan_simulation.h"
 #include "prefix_text.h"
 #include "progress_note.h"
+#include "text_words.h"
 #include "tool_options.h"
 #include "weight_check.h"
 
@@ -301,6 +302,11 @@ bool is_history(std::string_view content) {
   return false;
 }
 
+// In any format, whichever the old table has: --input is about that one.
+bool read_new_table(const plan_options &options, std::string_view content, prefix_table &table, read_report &report) {
+  return read_table(open_memory(content), {nullptr, request_rules(options.live.common)}, table, report);
+}
+
 exit_code run_plan(const plan_options &options) {
   check_output_file(options.output.file, {options.live.common.table, options.next});
   const prefix_table table = read_command_table(options.live.common);
@@ -312,11 +318,12 @@ exit_code run_plan(const plan_options &options) {
   }
   read_report report;
   prefix_table new_table;
+  new_table.name = name;
   update_history history;
   const bool along_history = is_history(content);
   if (along_history && parse_history(name, content, TCAMV6_MAX_PREFIXES, history, report)) {
     check_weights(table, history, report);
-  } else if (!along_history && parse_table(name, content, TCAMV6_MAX_PREFIXES, new_table, report)) {
+  } else if (!along_history && read_new_table(options, content, new_table, report)) {
     check_weights(new_table, report);
   }
   take_report(report, options.live.common.quiet);

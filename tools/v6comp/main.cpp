@@ -37,6 +37,7 @@ exit_code answer_parser(const v6tool::parsed_line &line) {
 }
 
 void add_commands(CLI::App &app, command &chosen) {
+  v6tool::add_list_command(app, chosen);
   v6tool::add_compress_command(app, chosen);
   v6tool::add_lookup_command(app, chosen);
   v6tool::add_verify_command(app, chosen);

@@ -65,6 +65,14 @@ void add_number_option(CLI::App &sub, const std::string &names, uint64_t &target
   sub.add_option(names, target, help)->capture_default_str();
 }
 
+void add_flag(CLI::App &sub, const grouped_option &option, bool &target) {
+  sub.add_flag(option.names, target, option.help)->group(option.group);
+}
+
+void add_number_option(CLI::App &sub, const grouped_option &option, uint64_t &target) {
+  sub.add_option(option.names, target, option.help)->capture_default_str()->group(option.group);
+}
+
 void add_number_option(CLI::App &sub, const grouped_option &option, int32_t &target, int32_t most) {
   sub.add_option(option.names, target, option.help)
       ->check(CLI::Range(0, most))

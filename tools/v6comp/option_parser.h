@@ -66,6 +66,8 @@ struct grouped_option {
   std::string group;
   std::string help;
 };
+void add_flag(CLI::App &sub, const grouped_option &option, bool &target);
+void add_number_option(CLI::App &sub, const grouped_option &option, uint64_t &target);
 void add_number_option(CLI::App &sub, const grouped_option &option, int32_t &target, int32_t most);
 void add_number_option(CLI::App &sub, const grouped_option &option, std::optional<uint32_t> &target);
 // `fault_of` answers "" for good text, else what is expected.

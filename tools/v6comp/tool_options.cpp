@@ -7,6 +7,7 @@
 #include "output_file.h"
 #include "prefix_text.h"
 #include "progress_note.h"
+#include "text_words.h"
 #include "weight_check.h"
 #include "zel_v6comp.h"
 
@@ -24,10 +25,43 @@ std::string check_pool_elements(const std::string &text) {
   return at == end && error == std::errc() && count > 0 ? "" : "expected auto, default or a count from 1 to 4294967295";
 }
 
+std::string check_table_format(const std::string &text) {
+  return text == "auto" || find_table_format(text) != nullptr
+             ? ""
+             : "no such format; there are auto, " + table_format_names();
+}
+
+prefix_table read_with_rules(const input_options &options, const build_rules &rules, bool for_the_library) {
+  const progress_note note("reading", options.quiet);
+  prefix_table table;
+  read_report report;
+  if (read_table(options.table, {find_table_format(options.format), rules}, table, report) && for_the_library) {
+    check_weights(table, report);
+  }
+  take_report(report, options.quiet);
+  if (options.verbose) {
+    say(report.summary);
+  }
+  return table;
+}
+
 }  // namespace
 
+void add_input_options(CLI::App &sub, input_options &options) {
+  const std::string input = "Input";
+  add_required_argument(sub, "TABLE", options.table, "table of prefixes or routes, - for standard input");
+  add_text_option(sub, {"--input", input, "format of the table, see `v6comp list`; auto sees it in the first bytes"},
+                  options.format, "FORMAT", check_table_format);
+  add_flag(sub, {"--mask", input, "clear bits set beyond a prefix's length, which are a fault otherwise"},
+           options.mask);
+  add_number_option(sub, {"--skip-bad", input, "bad lines that are left out and counted"}, options.skip_bad);
+  add_flag(sub, {"-v,--verbose", input, "say which format the table was in, and how much of it was read"},
+           options.verbose);
+  add_flag(sub, "-q,--quiet", options.quiet, "no warnings, no progress");
+}
+
 void add_common_options(CLI::App &sub, common_options &options) {
-  add_required_argument(sub, "TABLE", options.table, "file of `prefix/length [weight]` lines, - for standard input");
+  add_input_options(sub, options);
   const std::string library = "Library";
   add_text_option(sub,
                   {"--pool-elements", library,
@@ -41,7 +75,6 @@ void add_common_options(CLI::App &sub, common_options &options) {
                      "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none "
                      "but those that the ZEL_V6COMP_DBG_* variables turn on"},
                     options.debug_level);
-  add_flag(sub, "-q,--quiet", options.quiet, "no warnings, no progress");
 }
 
 void add_output_file(CLI::App &sub, output_options &options) {
@@ -57,15 +90,12 @@ void add_output_options(CLI::App &sub, output_options &options) {
   add_output_file(sub, options);
 }
 
-prefix_table read_command_table(const common_options &options) {
-  const progress_note note("reading", options.quiet);
-  prefix_table table;
-  read_report report;
-  if (read_table(options.table, TCAMV6_MAX_PREFIXES, table, report)) {
-    check_weights(table, report);
-  }
-  take_report(report, options.quiet);
-  return table;
+build_rules request_rules(const input_options &options) {
+  build_rules rules;
+  rules.max_rows = TCAMV6_MAX_PREFIXES;
+  rules.clear_host_bits = options.mask;
+  rules.skip_bad = options.skip_bad;
+  return rules;
 }
 
 void take_report(const read_report &report, bool quiet) {
@@ -73,11 +103,25 @@ void take_report(const read_report &report, bool quiet) {
     for (const std::string &line : report.warnings.lines()) {
       say("warning: " + line);
     }
+    for (const std::string &line : report.notes) {
+      say(line);
+    }
   }
   if (report.faults.total != 0) {
     const bool only_misfits = report.misfits == report.faults.total;
     throw tool_failure{only_misfits ? exit_no : exit_bad_input, report.faults.lines(), true};
   }
+}
+
+prefix_table read_any_table(const input_options &options) {
+  build_rules rules = request_rules(options);
+  rules.max_rows = SIZE_MAX;
+  rules.distinct = true;
+  return read_with_rules(options, rules, false);
+}
+
+prefix_table read_command_table(const input_options &options) {
+  return read_with_rules(options, request_rules(options), true);
 }
 
 void write_output(const output_options &options, const std::string &data) { write_output_file(options.file, data); }

@@ -15,13 +15,21 @@
 
 namespace v6tool {
 
-struct common_options {
-  std::string table;                   // path, - for standard input
+// Which table, and how it is read.
+struct input_options {
+  std::string table;            // path, - for standard input
+  std::string format = "auto";  // of --input
+  bool mask = false;            // host bits are cleared
+  uint64_t skip_bad = 0;        // bad lines that are left out
+  bool quiet = false;
+  bool verbose = false;
+};
+
+struct common_options : input_options {
   std::string pool_elements = "auto";  // auto, default, or a number
   int32_t processor = 0;
   int32_t instance = 0;
   std::optional<uint32_t> debug_level;  // of the library
-  bool quiet = false;
 };
 
 struct output_options {
@@ -30,6 +38,7 @@ struct output_options {
 };
 
 // Each adds its subcommand to the parser, which stores the work in `chosen` when that subcommand is given.
+void add_list_command(CLI::App &app, command &chosen);
 void add_compress_command(CLI::App &app, command &chosen);
 void add_lookup_command(CLI::App &app, command &chosen);
 void add_verify_command(CLI::App &app, command &chosen);
@@ -38,12 +47,22 @@ void add_dot_command(CLI::App &app, command &chosen);
 void add_update_command(CLI::App &app, command &chosen);
 void add_plan_command(CLI::App &app, command &chosen);
 
+void add_input_options(CLI::App &sub, input_options &options);
 void add_common_options(CLI::App &sub, common_options &options);
 void add_output_file(CLI::App &sub, output_options &options);
 void add_output_options(CLI::App &sub, output_options &options);
 
-// Read the table that the options name; its faults and warnings go to standard error.
-prefix_table read_command_table(const common_options &options);
+// The rules of the options for a table that goes into one request.
+build_rules request_rules(const input_options &options);
+
+// The rules of the options for a table that goes into one request.
+build_rules request_rules(const input_options &options);
+
+// Read the table that the options name, for one request; its faults and warnings go to standard error.
+prefix_table read_command_table(const input_options &options);
+
+// The same for no request: any number of prefixes, each once, whatever their weights.
+prefix_table read_any_table(const input_options &options);
 
 // Say the warnings of a report, and throw its faults.
 void take_report(const read_report &report, bool quiet);

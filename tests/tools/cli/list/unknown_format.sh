@@ -1,0 +1,1 @@
+v6comp list --input xml table.txt
