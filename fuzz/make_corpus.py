@@ -4,7 +4,10 @@
 
 Small cuts of real tables in the encodings of the fuzz targets, and a few shapes by hand. The same in every run.
 """
+import bz2
+import gzip
 import ipaddress
+import lzma
 import random
 import sys
 from pathlib import Path
@@ -82,6 +85,31 @@ for name, text in {
     "twice": b"2001:db8::/32\n2001:db8::/32\n",
 }.items():
     put("table_reader", name, text)
+samples = root / "tests" / "tools" / "formats"
+for sample in sorted(samples.iterdir()):  # 0x1f: the format that the content looks like
+    if sample.name not in ("README.md", "LICENSES.txt") and not sample.name.endswith(".prefixes.txt"):
+        put("table_formats", sample.name, b"\x1f" + sample.read_bytes()[:1500])
+bgpdump = b"".join(b"TABLE_DUMP2|1|B|::|1|%s|1|IGP\n" % p for p in (b"::/0", b"2001:db8::/32", b"192.0.2.0/24"))
+old_mrt = b"\0\0\0\0\0\x0c\0\x02\0\0\0\x2e\0\0\0\0" + ipaddress.ip_address("2001:db8::").packed + b"\x20" + b"x" * 25
+for name, text in {
+    "csv": b"prefix,weight\n2001:db8::/32,7\n\"::/0\",\n",
+    "json": b'[{"prefix": "2001:db8::/32", "weight": 7}, {"prefix": null}]',
+    "json_texts": b'["2001:db8::/32", "::/0"]',
+    "ndjson": b'{"prefix": "2001:db8::/32"}\n{"prefix": "::/0"}\n',
+    "rows": b"2001:db8::/32 0x1/1 0x1\n",
+    "list": b"\xef\xbb\xbf2001:db8::/32 7\r\n::/0\n",
+    "bgpdump": bgpdump,
+    "bgpdump_gzip": gzip.compress(bgpdump, mtime=0),
+    "bgpdump_bzip2": bz2.compress(bgpdump),
+    "bgpdump_xz": lzma.compress(bgpdump),
+    "old_mrt": old_mrt * 2,
+    "html": b"<html></html>",
+    "ipv4": b"10.0.0.0/8\n",
+    "history": b"+::/0\n---\n",
+}.items():
+    put("table_formats", name, b"\x1f" + text)
+for choice in range(16):
+    put("table_formats", f"forced_{choice}", bytes([choice | choice << 4 & 0xE0]) + b"2001:db8::1/32 dev lo\n" + bgpdump)
 for name, text in {
     "crlf": b"+2001:db8::/32 7\r\n---\r\n-::/0\r\n",
     "blanks": b"# a history\n\n  + 2001:db8::/32   # inside\n --- # batch 1\n",
