@@ -67,7 +67,7 @@ update_run run_history(const prefix_table &table, const update_history &history,
   live_table live(table, history, options.live);
   update_run run = {{table.name,
                      history.name,
-                     options.live.policy->name,
+                     live.policy_name(),
                      options.live.as_written,
                      live.size(),
                      live.compress_ms(),

@@ -24,6 +24,8 @@ void add_live_options(CLI::App &sub, live_options &options) {
       [&options](const std::string &name) { options.policy = find_policy(name); },
       "in which requests a batch is sent, see below");
   add_flag(sub, "--as-written", options.as_written, "turn safe updates off");
+  add_choice<bool>(sub, "--room", options.room, {{"on", true}, {"off", false}},
+                   "room mode: a batch is one request, and prefixes in the way of additions are moved");
 }
 
 update_history read_command_history(const std::string &path, const prefix_table &table) {

@@ -125,11 +125,15 @@ uint64_t count_changes(const std::vector<std::pair<ip_prefix, std::optional<tran
 
 live_table::live_table(const prefix_table &table, const update_history &history, const live_options &options)
     : options_(options), counts_(!options.as_written) {
+  if (options_.policy == nullptr) {
+    options_.policy = options.room ? find_policy("plain") : &default_policy();
+  }
   for (const table_row &row : table.rows) {
     owned_[row.prefix] += row.weight;
   }
   start_library(options.common, needs_of_history(table, history));
   zel_v6comp_set_safe_updates(options.as_written ? 0 : 1);
+  zel_v6comp_set_room(options.room ? 1 : 0);
   instance_.emplace(options.common);
   compress_ms_ = compress();
   forms_ = current_forms();

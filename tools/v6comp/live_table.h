@@ -26,9 +26,10 @@ enum class refusal_action : uint8_t { recompress, stop, skip };
 
 struct live_options {
   common_options common;
-  const batch_policy *policy = &default_policy();
+  const batch_policy *policy = nullptr;  // null: the default one of the mode
   refusal_action on_refusal = refusal_action::recompress;
   bool as_written = false;  // no safe updates
+  bool room = false;        // room mode
 };
 
 // Why a request was refused, and what had run out.
@@ -76,6 +77,7 @@ class live_table {
   size_t size() const { return owned_.size(); }
   const library_instance &instance() const { return *instance_; }
   double compress_ms() const { return compress_ms_; }
+  const char *policy_name() const { return options_.policy->name; }
 
  private:
   using forms = std::vector<std::pair<ip_prefix, std::optional<translation>>>;  // sorted by prefix

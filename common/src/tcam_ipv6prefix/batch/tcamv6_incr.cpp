@@ -16,8 +16,10 @@
 #include "tcamv6_moves_internal.h"
 #include "tcamv6_order.h"
 #include "tcamv6_output.h"
+#include "tcamv6_room.h"
 #include "tcamv6_safe.h"
 #include "tcamv6_state_internal.h"
+#include "tcamv6_stored.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
 #include "tm_memory.h"
@@ -231,6 +233,31 @@ int32_t apply_records(batch *b) {
   return TM_OK;
 }
 
+// What was moved can be one of the batch's own additions: tell where these are in the end.
+void refresh_results(const batch *b) {
+  for (uint32_t i = 0; i < b->count; ++i) {
+    const tm_util_trie_node *node = tcamv6_find_stored(b->state, &b->records[i]);
+    tcamv6_anc_data *data;
+    if ((b->records[i].flags_tag & TM_PREFIX_FLAG_ADD) == 0 || node == nullptr ||
+        tcamv6_anc_data_of_prefix(node, driver, &data) != TM_OK) {
+      continue;
+    }
+    tcamv6_cmpr_pref *pref = &b->cmpr_prefs[i];
+    const uint32_t own_node = pref->own_node;
+    tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
+    pref->own_node = own_node;
+    tcamv6_gen_trie_addr(tcamv6_cmpr_node(tcamv6_address_data(data, driver)), &b->cmpr_addrs[i]);
+  }
+}
+
+int32_t settle_moves(const batch *b) {
+  if (tcamv6_moves_collected()->count == 0) {
+    return TM_OK;
+  }
+  refresh_results(b);
+  return tcamv6_room_settle_moves(b->state, &b->rules, b->records, b->cmpr_prefs, b->count);
+}
+
 int32_t walk_rows(const tcamv6_state *state) {
   return tcamv6_dump_tree_int(static_cast<int32_t>(state->n_prefs), tcamv6_anc_node(state->anc_root), nullptr, nullptr,
                               nullptr, 1);
@@ -266,6 +293,9 @@ int32_t apply_batch(batch *b) {
   int32_t result = allocate_extra_ops(b);
   if (result == TM_OK) {
     result = apply_records(b);
+  }
+  if (result == TM_OK) {
+    result = settle_moves(b);
   }
   if (result == TM_OK) {
     const int32_t rows = count_rows(b);

@@ -15,6 +15,7 @@
 #include "tcamv6_incr_newlvl.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_read_index.h"
+#include "tcamv6_room.h"
 #include "tcamv6_siblings.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
@@ -60,16 +61,6 @@ struct addition {
 tm_util_trie_node *orig_root(const addition *add) { return tm_trie_node(add->state->orig_root); }
 tm_util_trie_node *cmpr_root(const addition *add) { return tm_trie_node(add->state->cmpr_root); }
 
-// Compressed length that a prefix of a given length should get.
-int32_t target_length(int32_t length, int32_t max_cmpr_len) {
-  const int32_t room = max_cmpr_len - reserved_bits;
-  if (length >= 64) {
-    return (16 * length - 1024) / 64 + room;
-  }
-  const int32_t rounding = length < 8 ? room * length % 64 : 0;
-  return room * length / 64 + (rounding != 0);
-}
-
 // Levels by which the enclosing compressed node is extended for the new prefix; 0 = no room.
 int32_t extension_bits(const addition *add) {
   const int32_t length = add->prefix->length;
@@ -81,7 +72,7 @@ int32_t extension_bits(const addition *add) {
   if (length == add->enclosing.trie_node->len + 1) {
     return used != most ? 1 : 0;
   }
-  const int32_t target = target_length(length, most);
+  const int32_t target = tcamv6_target_length(length, most);
   if (used < target) {
     return target - used;
   }
@@ -314,6 +305,15 @@ tcamv6_outcome add_new(addition *add, const tm_util_trie_node *exact, tcamv6_cmp
 
 }  // namespace
 
+int32_t tcamv6_target_length(int32_t length, int32_t max_cmpr_len) {
+  const int32_t room = max_cmpr_len - reserved_bits;
+  if (length >= 64) {
+    return (16 * length - 1024) / 64 + room;
+  }
+  const int32_t rounding = length < 8 ? room * length % 64 : 0;
+  return room * length / 64 + (rounding != 0);
+}
+
 uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix) {
   const uint32_t tag = tm_prefix_tag(prefix->flags_tag);
   return tag != 0 ? tag : ++tags_so_far;
@@ -344,7 +344,7 @@ tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_r
     TM_LOG(trace, "%s: case a, prefix %p already exists ", adder, static_cast<const void *>(prefix));
   }
   if (exact == nullptr || is_path_node(exact)) {
-    outcome = add_new(&add, exact, slot);
+    outcome = rules->room ? tcamv6_room_add(state, rules, prefix) : add_new(&add, exact, slot);
   } else {
     outcome = add_to_node(&add, exact, changed);
   }
@@ -352,7 +352,7 @@ tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_r
     return outcome;
   }
   if (outcome != tcamv6_outcome::placed) {
-    return clean_up(&add, outcome);
+    return rules->room ? outcome : clean_up(&add, outcome);
   }
   *changed = prefix->weight != prefix->anchor_ref;
   const tm_util_trie_node *node = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);

@@ -15,7 +15,10 @@
 tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_rules *rules,
                                       const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot, int32_t *changed);
 
-// Steps shared with the addition at a new level.
+// Steps shared with the addition at a new level, and with room mode.
+
+// Compressed length that a prefix of a given length should get.
+int32_t tcamv6_target_length(int32_t length, int32_t max_cmpr_len);
 
 // The tag of a new prefix: its own, or the next free one.
 uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix);

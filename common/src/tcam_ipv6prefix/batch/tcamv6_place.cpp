@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: Apache-2.0
+// tcamv6_place.cpp - a place beside the neighbours.
+//
+// Containment needs no order among siblings: any free code below the parent's is right. But a later prefix can come
+// above some of them, and then it needs a node that holds these and no others. So a new prefix is put where it stands
+// in the uncompressed table: close to those that share most bits with it, outside their common code, and inside the
+// next wider group's.
+//
+//      uncompressed                     compressed                       X leaves the path to g1, g2 at the
+//            P                              P                            branch E. v is the common code of
+//           / \                            / .                           the group {g1, g2}. From v upwards
+//          .   f                         o    f                          the sides marked ( ) are free: the
+//         /                             / .                              run. Below it lies the group, above
+//        E--- X (new)                 o   ( )                            it f, of the wider group. X goes
+//       / \                          / .                                 where it leaves E, in proportion:
+//      g1  g2                       v  ( )                               near v when it left late, near the
+//                                  / .                                   end of the run when it left early.
+//                                g1   g2
+//
+// X does not take the whole free side. It goes down to the depth that its length deserves, and at least two bits: a
+// quarter of the side, so that a block cannot be used up by a handful of siblings. Where there is no run, the nearest
+// free depth is taken. That finds a place whenever there is one.
+//
+// A level goes between the adopted children's common code v and the highest node above it that holds nothing else; in
+// proportion, too. Such a node holds others exactly when one of the sides on the way up to it is taken.
+//
+// Corner cases: the group's code can be outside the parent's while a level is made, and takes no part then; a side can
+// be all of the parent's block but an address; a code of 64 bits has nothing below it.
+//
+// Cost: the keys' bits, for a sample of the group; the search for the nearest free depth walks what is begun and not
+// owned above it.
+#include "tcamv6_place.h"
+
+#include "tcamv6_incr_add.h"
+
+namespace {
+
+constexpr uint32_t most_samples = 24;  // of a group's codes; more changed no figure
+constexpr int32_t kept_bits = 2;       // left below a place, and at the end of the address, for what comes later
+
+// ---- the nearest free code
+
+struct free_search {
+  const tcamv6_code *avoid;
+  tcamv6_code best;
+};
+
+bool avoids(const tcamv6_code *avoid, tcamv6_code code) { return avoid != nullptr && tcamv6_code_covers(*avoid, code); }
+
+// A path that leads nowhere any more is as good as none.
+bool is_free(const tm_util_trie_node *node) { return node == nullptr || (node->owners == 0 && tm_trie_is_leaf(node)); }
+
+void look_below(free_search *search, const tm_util_trie_node *node) {
+  if (node->len + 1 >= search->best.len) {
+    return;
+  }
+  const tcamv6_code code = tcamv6_code_of(node);
+  for (uint32_t turn = 0; turn < 2; ++turn) {
+    const tcamv6_code side = tcamv6_code_child(code, 1 - turn);
+    if (is_free(tm_trie_child(node, 1 - turn)) && !avoids(search->avoid, side)) {
+      search->best = side;
+      return;
+    }
+  }
+  for (uint32_t turn = 0; turn < 2; ++turn) {
+    const tm_util_trie_node *child = tm_trie_child(node, 1 - turn);
+    if (child != nullptr && child->owners == 0 && !avoids(search->avoid, tcamv6_code_child(code, 1 - turn))) {
+      look_below(search, child);
+    }
+  }
+}
+
+// ---- the group
+
+struct group {
+  tcamv6_code parent;
+  tcamv6_code common;
+  bool is_empty;
+};
+
+void add_to_group(group *of, const tm_util_trie_node *stored) {
+  const tcamv6_anc_data *data = tcamv6_data_of_stored(stored);
+  if (data == nullptr || data->cmpr_node == TM_CHUNK_IDX_NULL) {
+    return;
+  }
+  const tcamv6_code code = tcamv6_code_of(tcamv6_cmpr_node(data));
+  if (code.len > of->parent.len && tcamv6_code_covers(of->parent, code)) {
+    of->common = of->is_empty ? code : tcamv6_code_common(of->common, code);
+    of->is_empty = false;
+  }
+}
+
+// Take a sample of the shortest prefixes at or below a node, spread over its branches. Returns how many were met.
+uint32_t sample(group *of, const tm_util_trie_node *node, uint32_t most) {
+  while (node->tag == 0) {
+    const tm_util_trie_node *left = tm_trie_child(node, 0);
+    const tm_util_trie_node *right = tm_trie_child(node, 1);
+    if (left != nullptr && right != nullptr && most > 1) {
+      const uint32_t met = sample(of, left, most / 2);
+      const bool decided = !of->is_empty && of->common.len <= of->parent.len + 1;
+      return decided ? most : met + sample(of, right, most - met);
+    }
+    const bool goes_right = left == nullptr || (right != nullptr && node->len % 2 != 0);
+    node = goes_right ? right : left;
+    if (node == nullptr) {
+      return 0;
+    }
+  }
+  add_to_group(of, node);
+  return 1;
+}
+
+// Where a prefix leaves the others.
+struct departure {
+  const tm_util_trie_node *group;  // child of the deepest node on its way that others leave at; null when there is none
+  int32_t at;                      // depth of that node
+  int32_t above;                   // depth of the node before it that others leave at; the parent's when there is none
+  int32_t group_ends;              // depth at which the group branches, or its only prefix ends
+};
+
+departure find_departure(const tcamv6_spot *spot) {
+  departure found = {nullptr, spot->parent->len, spot->parent->len, spot->length};
+  const tm_util_trie_node *node = spot->parent;
+  while (node != nullptr && node->len < spot->length) {
+    const uint32_t bit = tm_key_bit(spot->key, node->len);
+    const tm_util_trie_node *other = tm_trie_child(node, 1 - bit);
+    if (other != nullptr) {
+      found.above = found.group == nullptr ? found.above : found.at;
+      found.group = other;
+      found.at = node->len;
+    }
+    node = tm_trie_child(node, bit);
+  }
+  const tm_util_trie_node *end = found.group;
+  while (end != nullptr && end->tag == 0 && (tm_trie_child(end, 0) == nullptr) != (tm_trie_child(end, 1) == nullptr)) {
+    end = tm_trie_child(end, tm_trie_child(end, 0) == nullptr);
+  }
+  found.group_ends = end == nullptr ? spot->length : end->len;
+  return found;
+}
+
+// ---- the run of free sides
+
+// Round a fraction of a width; part lies within 0..whole, or is brought there.
+int32_t in_proportion(int32_t width, int32_t part, int32_t whole) {
+  if (whole <= 0 || part <= 0) {
+    return 0;
+  }
+  return part >= whole ? width : (2 * width * part + whole) / (2 * whole);
+}
+
+// The nodes from a prefix's code down to, not including, a code below it.
+struct code_path {
+  const tm_util_trie_node *nodes[TM_KEY_BITS];
+  int32_t n;
+};
+
+void find_path(const tm_util_trie_node *from, tcamv6_code to, code_path *path) {
+  path->n = 0;
+  for (const tm_util_trie_node *node = from; node != nullptr && node->len < to.len;
+       node = tm_trie_child(node, tcamv6_code_bit(to, node->len))) {
+    path->nodes[path->n++] = node;
+  }
+}
+
+const tm_util_trie_node *side_of(const tm_util_trie_node *node, tcamv6_code path_to) {
+  return tm_trie_child(node, 1 - tcamv6_code_bit(path_to, node->len));
+}
+
+tcamv6_code side_code(const tm_util_trie_node *node, tcamv6_code path_to) {
+  return tcamv6_code_child(tcamv6_code_of(node), 1 - tcamv6_code_bit(path_to, node->len));
+}
+
+bool find_beside(const tm_util_trie_node *parent_node, const departure *from, const group *near,
+                 const tcamv6_place_wish *wish, tcamv6_code *slot) {
+  code_path path;
+  find_path(parent_node, near->common, &path);
+  int32_t high = -1;
+  int32_t low = -1;
+  for (int32_t i = path.n; i-- > 0;) {
+    const tcamv6_code side = side_code(path.nodes[i], near->common);
+    const bool deep = wish->deepest != tcamv6_any_depth && side.len > wish->deepest;
+    if (!deep && is_free(side_of(path.nodes[i], near->common)) && !avoids(wish->avoid, side)) {
+      low = i;
+      high = high < 0 ? i : high;
+    } else if (high >= 0) {
+      break;
+    }
+  }
+  if (high < 0) {
+    return false;
+  }
+  const int32_t chosen = low + in_proportion(high - low, from->at - from->above, from->group_ends - from->above);
+  *slot = side_code(path.nodes[chosen], near->common);
+  return true;
+}
+
+// ---- the depth
+
+// A share of the parent's bits as large as the prefix's share of those between the parent's length and the next end.
+int32_t local_depth(const tcamv6_spot *spot, int32_t parent_len) {
+  const int32_t end = spot->length < 64 ? 64 : TCAMV6_MAX_PREF_LEN;
+  const int32_t span = end - spot->parent->len;
+  return parent_len + ((spot->most - parent_len) * (spot->length - spot->parent->len) + span - 1) / span;
+}
+
+int32_t larger(int32_t a, int32_t b) { return a > b ? a : b; }
+int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
+
+int32_t depth_in(const tcamv6_spot *spot, const tcamv6_place_wish *wish, int32_t parent_len, int32_t slot_len) {
+  if (wish->deepest != tcamv6_any_depth) {
+    return larger(slot_len, smaller(wish->deepest, slot_len + kept_bits));
+  }
+  if (spot->length == TCAMV6_MAX_PREF_LEN) {
+    return spot->most;
+  }
+  int32_t depth = larger(tcamv6_target_length(spot->length, spot->most), slot_len + kept_bits);
+  depth = larger(depth, local_depth(spot, parent_len));
+  return larger(slot_len, smaller(depth, spot->most - kept_bits));
+}
+
+// ---- levels
+
+// Are the topmost owned nodes at or below a node no more than n?
+bool holds_at_most(const tm_util_trie_node *node, size_t *n) {
+  if (node == nullptr) {
+    return true;
+  }
+  if (node->owners != 0) {
+    return (*n)-- > 0;
+  }
+  return holds_at_most(tm_trie_child(node, 0), n) && holds_at_most(tm_trie_child(node, 1), n);
+}
+
+// Place of a level between two depths on the way to a code.
+int32_t level_depth(const tcamv6_spot *spot, const tm_util_trie_node *trie_node, int32_t top, int32_t lowest) {
+  const departure from = find_departure(spot);
+  const tm_util_trie_node *end = trie_node;
+  while (end->tag == 0 && (tm_trie_child(end, 0) == nullptr) != (tm_trie_child(end, 1) == nullptr)) {
+    end = tm_trie_child(end, tm_trie_child(end, 0) == nullptr);
+  }
+  const int32_t depth = top + in_proportion(lowest - top, spot->length - from.at, end->len - from.at);
+  const bool left_before = spot->length > from.at + 1;
+  return depth == top && lowest - top > 1 && left_before ? top + 1 : depth;
+}
+
+}  // namespace
+
+bool tcamv6_free_below(const tm_util_trie_node *top, int32_t most, const tcamv6_code *avoid, tcamv6_code *found) {
+  free_search search = {avoid, {0, most + 1}};
+  look_below(&search, top);
+  *found = search.best;
+  return search.best.len <= most;
+}
+
+bool tcamv6_place_leaf(const tcamv6_spot *spot, const tcamv6_place_wish *wish, tcamv6_code *found) {
+  const tm_util_trie_node *parent_node = tcamv6_cmpr_node(tcamv6_data_of_stored(spot->parent));
+  const departure from = find_departure(spot);
+  tcamv6_code slot;
+  group near = {tcamv6_code_of(parent_node), {}, true};
+  if (from.group != nullptr) {
+    sample(&near, from.group, most_samples);
+  }
+  const bool beside = !near.is_empty && find_beside(parent_node, &from, &near, wish, &slot);
+  if (!beside && !tcamv6_free_below(parent_node, spot->most, wish->avoid, &slot)) {
+    return false;
+  }
+  if (wish->deepest != tcamv6_any_depth && slot.len > wish->deepest) {
+    return false;
+  }
+  *found = tcamv6_code_cut(slot, depth_in(spot, wish, parent_node->len, slot.len));
+  return true;
+}
+
+bool tcamv6_place_level(const tcamv6_spot *spot, const tm_util_trie_node *trie_node, tm_n_ary_node *const *children,
+                        size_t n, tcamv6_code *found) {
+  const tm_util_trie_node *parent_node = tcamv6_cmpr_node(tcamv6_data_of_stored(spot->parent));
+  const tcamv6_code common = tcamv6_common_code(children, n);
+  if (common.len <= parent_node->len) {
+    return false;
+  }
+  const tm_util_trie_node *common_node = tcamv6_node_at(parent_node, common);
+  size_t left = n;
+  if (common_node == nullptr || !holds_at_most(common_node, &left)) {
+    return false;
+  }
+  tcamv6_code unused;
+  const bool takes_common = common_node->owners == 0 && tcamv6_free_below(common_node, spot->most, nullptr, &unused);
+  code_path path;
+  find_path(parent_node, common, &path);
+  const int32_t lowest = common.len - !takes_common;
+  int32_t top = common.len;
+  while (top - 1 > parent_node->len && is_free(side_of(path.nodes[top - 1 - parent_node->len], common))) {
+    --top;
+  }
+  if (top > lowest) {
+    return false;
+  }
+  *found = tcamv6_code_cut(common, level_depth(spot, trie_node, top, lowest));
+  return true;
+}
+
+tcamv6_code tcamv6_common_code(tm_n_ary_node *const *nodes, size_t n) {
+  tcamv6_code common = tcamv6_code_of(tcamv6_cmpr_node(tcamv6_anc_data_of(nodes[0])));
+  for (size_t i = 1; i < n; ++i) {
+    common = tcamv6_code_common(common, tcamv6_code_of(tcamv6_cmpr_node(tcamv6_anc_data_of(nodes[i]))));
+  }
+  return common;
+}
+
+const tm_util_trie_node *tcamv6_node_at(const tm_util_trie_node *from, tcamv6_code code) {
+  const tm_util_trie_node *node = from;
+  while (node != nullptr && node->len < code.len) {
+    node = tm_trie_child(node, tcamv6_code_bit(code, node->len));
+  }
+  return node;
+}
+
+bool tcamv6_free_address(const tm_util_trie_node *cmpr_root, tcamv6_code code, int32_t most, tcamv6_code *found) {
+  const tm_util_trie_node *top = tcamv6_node_at(cmpr_root, code);
+  *found = tcamv6_code_cut(code, most);
+  const tm_util_trie_node *node = top;
+  while (node != nullptr && (node == top || node->owners == 0)) {
+    if (node->len == most) {
+      return node->owners == 0;
+    }
+    node = tm_trie_child(node, 0);
+  }
+  if (node == nullptr) {
+    return true;
+  }
+  if (!tcamv6_free_below(top, most, nullptr, found)) {
+    return false;
+  }
+  *found = tcamv6_code_cut(*found, most);
+  return true;
+}
