@@ -107,6 +107,8 @@ void lay_children(layout *l, uint32_t at) {
     lay_children(l, children[i].index);
   }
   list[at].new_address = n == 0 ? tcamv6_code_cut(top, l->most) : tcamv6_code{place_of_next(), l->most};
+  // A leaf can still have the dummy that it needed before. Where its code has all bits, there is no room below it.
+  list[at].drops_dummy = n == 0 && top.len == l->most;
   l->used -= n;
 }
 

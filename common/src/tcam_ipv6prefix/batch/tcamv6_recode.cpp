@@ -14,6 +14,7 @@
 #include "tcamv6_cmpr_path.h"
 #include "tcamv6_cmpr_places.h"
 #include "tcamv6_moves_internal.h"
+#include "tcamv6_siblings.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
 #include "tm_memory.h"
@@ -60,6 +61,20 @@ int32_t give_up(const tcamv6_state *state, tcamv6_anc_data *data) {
   }
   const int32_t released = node->len > 0 ? tcamv6_release_cmpr_path(cmpr_root(state), node) : TM_OK;
   return released == TM_ENOMEM ? released : int32_t{TM_OK};
+}
+
+int32_t drop_dummy(const tcamv6_recoded *leaf) {
+  tcamv6_anc_data *data = tcamv6_anc_data_of(leaf->node);
+  tm_n_ary_node *dummy = tcamv6_anc_node(data->dummy);
+  if (!leaf->drops_dummy || dummy == nullptr) {
+    return TM_OK;
+  }
+  const int32_t result = tcamv6_unlink_child(leaf->node, dummy);
+  if (result == TM_OK) {
+    tm_edit(&data->dummy, TM_CHUNK_IDX_NULL);
+    tm_n_ary_tree_freenode(dummy, 1, TM_V6_ANC_DATA);
+  }
+  return result;
 }
 
 int32_t take(const tcamv6_state *state, tcamv6_anc_data *data, tcamv6_code code, uint32_t tag) {
@@ -177,6 +192,9 @@ int32_t tcamv6_recoding_lift(const tcamv6_recoding *recoding) {
     }
     if (result == TM_OK && is_placed(data)) {
       result = give_up(recoding->state, data);
+    }
+    if (result == TM_OK) {
+      result = drop_dummy(&recoding->list[i]);
     }
   }
   return result;

@@ -14,6 +14,7 @@ struct tcamv6_recoded {
   tcamv6_code old_address;
   tcamv6_code new_code;
   tcamv6_code new_address;
+  bool drops_dummy;  // it is a leaf, and its code will leave no room for the dummy that it may still have
   bool had_code;     // else it is new, or between two codes
   int32_t cost;      // bits that a code of its subtree needs below its own (tcamv6_layout.h)
   uint32_t subtree;  // prefixes of the list from this one on that lie at or below it
