@@ -249,7 +249,7 @@ TEST_F(tm_chunk_test, dump_prints_all_eight_types_and_zeros_for_those_without_a_
   info[TM_V6_TRIE_NODE].failed = 4;
   tcamv6_debug_flags = {};
   tcamv6_debug_flags.stats = 1;
-  tcamv6_dump_chunk_info("Starting point");
+  tm_chunk_log_statistics("Starting point");
   std::vector<std::string> expected = line("Starting point chunk information --");
   for (int type = 0; type < 8; ++type) {
     char text[160];
@@ -265,7 +265,7 @@ TEST_F(tm_chunk_test, dump_prints_all_eight_types_and_zeros_for_those_without_a_
 
 TEST_F(tm_chunk_test, dump_is_gated_by_the_stats_word_alone) {
   tcamv6_debug_flags = {1, 1, 1, 0, 1, 1};
-  tcamv6_dump_chunk_info("End point");
+  tm_chunk_log_statistics("End point");
   EXPECT_TRUE(test_host::log_calls().empty());
 }
 

@@ -93,7 +93,7 @@ TEST_F(tm_journal_test, open_refused_memory_opens_nothing_and_keeps_none) {
   }
   EXPECT_GT(k, 1u);
   EXPECT_TRUE(tm_journal_is_open);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(test_host::heap().blocks, 0u);
 }
 
@@ -108,7 +108,7 @@ TEST_F(tm_journal_test, commit_keeps_edits_and_makes_the_releases_only_then) {
   EXPECT_EQ(released->tag, 4711u) << "its contents stay";
   EXPECT_EQ(nodes_out(), 3u);
   EXPECT_EQ(info[node_type].frees, 0u);
-  tm_journal_commit();
+  tm_journal_commit(tm_chunk_free);
   EXPECT_FALSE(tm_journal_is_open);
   EXPECT_EQ(edited->tag, 5u);
   EXPECT_EQ(nodes_out(), 2u);
@@ -127,7 +127,7 @@ TEST_F(tm_journal_test, released_element_is_not_handed_out_again_within_the_batc
   for (int i = 0; i < 20; ++i) {
     EXPECT_NE(take(), released);
   }
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
 }
 
 TEST_F(tm_journal_test, rollback_puts_back_words_saved_several_times_and_fields_that_share_a_word) {
@@ -146,7 +146,7 @@ TEST_F(tm_journal_test, rollback_puts_back_words_saved_several_times_and_fields_
   tm_edit(&node->aux2, 6);
   EXPECT_EQ(node->len, 3);
   EXPECT_EQ(node->aux1, 2);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   expect_unchanged(before);
   EXPECT_FALSE(tm_journal_is_open);
 }
@@ -159,7 +159,7 @@ TEST_F(tm_journal_test, rollback_gives_back_what_was_taken_and_forgets_the_relea
   tm_util_trie_node *both = take();
   tm_chunk_free(node_type, both);
   tm_chunk_free(node_type, kept);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 1u);
   EXPECT_EQ(info[node_type].allocated, before.allocated);
   EXPECT_EQ(info[node_type].mallocs, before.mallocs + 2);
@@ -172,7 +172,7 @@ TEST_F(tm_journal_test, element_taken_and_released_in_one_batch_is_given_back_on
   ASSERT_EQ(tm_journal_open("test"), 0);
   tm_chunk_free(node_type, take());
   EXPECT_EQ(nodes_out(), 1u);
-  tm_journal_commit();
+  tm_journal_commit(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 0u);
   EXPECT_EQ(info[node_type].frees, 1u);
 }
@@ -187,13 +187,13 @@ TEST_F(tm_journal_test, every_chunk_type_is_given_back_to_its_own_pool) {
     ASSERT_NE(tm_chunk_malloc(type), nullptr);
     tm_chunk_free(type, kept[type]);
   }
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(test_host::pool_used(), 5u);
   ASSERT_EQ(tm_journal_open("test"), 0);
   for (uint32_t type = 1; type <= 5; ++type) {
     tm_chunk_free(type, kept[type]);
   }
-  tm_journal_commit();
+  tm_journal_commit(tm_chunk_free);
   EXPECT_EQ(test_host::pool_used(), 0u);
   EXPECT_EQ(test_host::pool_damage(), "");
 }
@@ -207,7 +207,7 @@ TEST_F(tm_journal_test, closing_needs_no_memory) {
     tm_edit(&node->tag, 1);
     take();
     tm_chunk_free(node_type, node);
-    commit ? tm_journal_commit() : tm_journal_rollback();
+    commit ? tm_journal_commit(tm_chunk_free) : tm_journal_rollback(tm_chunk_free);
     EXPECT_EQ(test_host::heap().refused, refused);
     EXPECT_EQ(test_host::heap().blocks, 0u);
     test_host::fail_all_heap_allocations(false);
@@ -226,7 +226,7 @@ TEST_F(tm_journal_test, element_without_room_for_its_note_is_refused_and_not_los
   EXPECT_EQ(info[node_type].failed, 1u);
   EXPECT_EQ(info[node_type].mallocs, taken);
   EXPECT_EQ(info[node_type].allocated, taken);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 0u);
 }
 
@@ -239,7 +239,7 @@ TEST_F(tm_journal_test, one_record_may_grow_a_path_of_128_nodes_and_two_of_64) {
         tm_util_trie_gen_extending_path(compressed, 64, 1) == nullptr) {
       return 1;
     }
-    tm_journal_rollback();
+    tm_journal_rollback(tm_chunk_free);
     return tm_trie_is_leaf(trie) && tm_trie_is_leaf(compressed) && nodes_out() == 2 ? 0 : 2;
   };
   EXPECT_EXIT(_exit(add_and_roll_back()), ::testing::ExitedWithCode(0), "");
@@ -260,7 +260,7 @@ TEST_F(tm_journal_test, pool_can_still_be_emptied_within_a_batch) {
     tm_chunk_free(node_type, node);
   }
   EXPECT_EQ(take(), nullptr) << "releases give no room before the end";
-  tm_journal_commit();
+  tm_journal_commit(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 768u);
 }
 
@@ -279,7 +279,7 @@ TEST_F(tm_journal_test, reserved_edits_survive_growth_and_a_refusal_leaves_the_j
   for (uint32_t i = 0; i < 5000; ++i) {
     tm_edit(&node->aux1, i);
   }
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   expect_unchanged(before);
   EXPECT_EQ(test_host::heap().blocks, 0u);
 }
@@ -296,7 +296,7 @@ TEST_F(tm_journal_test, logs_double_so_that_records_cost_the_same_however_many_t
   }
   EXPECT_LT(test_host::heap().allocations, 40u);
   EXPECT_EQ(tm_journal_unreserved(), unreserved);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
 }
 
 TEST_F(tm_journal_test, what_a_record_leaves_unused_does_not_add_up) {
@@ -306,7 +306,7 @@ TEST_F(tm_journal_test, what_a_record_leaves_unused_does_not_add_up) {
     ASSERT_EQ(tm_journal_reserve_record("test"), 0);
   }
   EXPECT_EQ(test_host::heap().allocations, before);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
 }
 
 TEST_F(tm_journal_test, refused_reserves_are_told_and_lose_nothing) {
@@ -329,7 +329,7 @@ TEST_F(tm_journal_test, refused_reserves_are_told_and_lose_nothing) {
     tm_chunk_free(node_type, node);
   }
   EXPECT_EQ(tm_journal_unreserved(), unreserved);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   tcamv6_debug_flags = {};
 }
 
@@ -342,7 +342,7 @@ TEST_F(tm_journal_test, notes_that_nobody_reserved_are_kept_and_counted) {
   EXPECT_EQ(tm_journal_unreserved(), unreserved);
   tm_edit(&node->tag, 0);
   EXPECT_EQ(tm_journal_unreserved(), unreserved + 1);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
 }
 
 TEST_F(tm_journal_test, edits_beyond_the_reserved_room_grow_the_log) {
@@ -353,7 +353,7 @@ TEST_F(tm_journal_test, edits_beyond_the_reserved_room_grow_the_log) {
     tm_edit(&node->tag, i);
   }
   EXPECT_EQ(tm_journal_check(), 0);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(node->tag, before);
   EXPECT_EQ(test_host::heap().blocks, 0u);
 }
@@ -366,7 +366,7 @@ TEST_F(tm_journal_test, elements_beyond_the_allotted_room_grow_their_logs) {
     tm_chunk_free(node_type, node);
   }
   EXPECT_EQ(tm_journal_check(), 0);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 0u);
   EXPECT_EQ(test_host::heap().blocks, 0u);
 }
@@ -380,7 +380,7 @@ TEST_F(tm_journal_test, release_without_room_for_its_note_can_be_rolled_back_but
   }
   test_host::fail_all_heap_allocations(false);
   EXPECT_EQ(tm_journal_check(), TM_ENOMEM);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 1u);
   tm_chunk_free(node_type, node);
 }
@@ -396,7 +396,7 @@ TEST_F(tm_journal_test, edits_that_no_memory_is_left_to_note_are_fatal_rather_th
         }
       },
       "\ntm_journal_save: journal is full");
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
 }
 
 TEST_F(tm_journal_test, discard_neither_restores_nor_gives_back) {
@@ -421,7 +421,7 @@ TEST_F(tm_journal_test, nothing_is_abandoned_during_a_batch) {
   const snapshot before = look_at({node});
   tm_chunk_abandon(node_type, node);
   expect_unchanged(before);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 0u);
   tm_chunk_release_abandoned();
   EXPECT_EQ(info[node_type].frees, 1u) << "the rollback was its release";
@@ -456,11 +456,11 @@ TEST_F(tm_journal_test, rollback_of_random_batches_restores_every_byte_and_every
       }
     }
     if (random.chance(4)) {
-      tm_journal_commit();
+      tm_journal_commit(tm_chunk_free);
       live = now;
       ASSERT_EQ(info[node_type].allocated, live.size());
     } else {
-      tm_journal_rollback();
+      tm_journal_rollback(tm_chunk_free);
       expect_unchanged(before);
       ASSERT_EQ(info[node_type].allocated, counters.allocated);
       ASSERT_EQ(info[node_type].mallocs, counters.mallocs + taken);
@@ -496,7 +496,7 @@ TEST_F(tm_journal_test, trie_is_as_it_was_after_rolled_back_inserts_growth_and_c
         tm_util_trie_free_trailing_path(root, node, 0, 0);
       }
     }
-    tm_journal_rollback();
+    tm_journal_rollback(tm_chunk_free);
     ASSERT_EQ(nodes_of(root), before) << "round " << round;
     ASSERT_EQ(nodes_out(), before.size());
   }
@@ -522,7 +522,7 @@ TEST_F(tm_journal_test, child_chains_are_as_they_were_after_a_rolled_back_unlink
   EXPECT_EQ(tm_n_ary_tree_delchld(nodes[0], nodes[2]), 0);
   tm_merge_n_ary_chldlst(nodes[1], nodes[0]);
   EXPECT_EQ(nodes[5]->sibling, link(4));
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   for (size_t i = 0; i < nodes.size(); ++i) {
     EXPECT_EQ(std::memcmp(nodes[i], &before[i], sizeof before[i]), 0) << i;
   }

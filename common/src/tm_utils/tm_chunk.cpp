@@ -122,7 +122,7 @@ void tm_chunk_set_chunk_inf_base(tm_chunk_info *base) {
 
 void tm_dump_chk_info_set_base(tm_chunk_info *base) { gbl_chunk_info = base; }
 
-void tcamv6_dump_chunk_info(const char *label) {
+void tm_chunk_log_statistics(const char *label) {
   TM_LOG(stats, "%s chunk information --", label);
   if (gbl_chunk_info == nullptr) {
     return;

@@ -9,7 +9,7 @@
 tm_chunk_info *tm_chunk_info_base(void);
 
 // Print the statistics of all eight types under the stats word, headed by a label.
-void tcamv6_dump_chunk_info(const char *label);
+void tm_chunk_log_statistics(const char *label);
 
 // Keep an element that nothing refers to any more, still counted as allocated, until
 // tm_chunk_release_abandoned gives it back. Its contents are overwritten; needs no memory. During a

@@ -8,7 +8,6 @@
 
 #include <string.h>
 
-#include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_memory.h"
 
@@ -92,9 +91,14 @@ bool note(log_of<Note> *log, Note what, const char *function) {
   return true;
 }
 
-typed_element pack(uint32_t type, const void *element) { return tm_idx(element) | type; }
+typed_element pack(uint32_t type, const void *element) { return reinterpret_cast<uintptr_t>(element) | type; }
 
-void give_back(typed_element packed) { tm_chunk_free(packed & 7u, tm_ptr<void>(packed & ~uint64_t{7})); }
+void give_all_back(const log_of<typed_element> *log, tm_journal_give_back give_back) {
+  for (size_t i = 0; i < log->count; ++i) {
+    const typed_element packed = log->notes[i];
+    give_back(packed & 7u, reinterpret_cast<void *>(static_cast<uintptr_t>(packed & ~uint64_t{7})));
+  }
+}
 
 void close_journal() {
   tm_free(open_journal.edits.notes);
@@ -140,23 +144,19 @@ int32_t tm_journal_reserve_releases(const char *function, size_t n) {
   return tm_journal_is_open ? reserve_up_to(log, log->reserved + n, function) : TM_OK;
 }
 
-void tm_journal_commit() {
+void tm_journal_commit(tm_journal_give_back give_back) {
   tm_journal_is_open = false;
-  for (size_t i = 0; i < open_journal.released.count; ++i) {
-    give_back(open_journal.released.notes[i]);
-  }
+  give_all_back(&open_journal.released, give_back);
   close_journal();
 }
 
-void tm_journal_rollback() {
+void tm_journal_rollback(tm_journal_give_back give_back) {
   tm_journal_is_open = false;
   for (size_t i = open_journal.edits.count; i-- > 0;) {
     const saved_word *saved = &open_journal.edits.notes[i];
     memcpy(saved->word, &saved->contents, sizeof saved->contents);
   }
-  for (size_t i = 0; i < open_journal.taken.count; ++i) {
-    give_back(open_journal.taken.notes[i]);
-  }
+  give_all_back(&open_journal.taken, give_back);
   close_journal();
 }
 

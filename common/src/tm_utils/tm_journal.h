@@ -3,7 +3,8 @@
 //
 // While a journal is open, every change of a stored element goes through tm_edit, every element taken from
 // a pool is noted and every element given back is kept aside. Closing it either makes the releases
-// (commit) or puts every word back, gives back what was taken and forgets the releases (rollback).
+// (commit) or puts every word back, gives back what was taken and forgets the releases (rollback). It knows elements by
+// address and type only; whoever closes it names the function that gives one back to its pool (tm_chunk_free).
 //
 // One journal at a time, for the whole library. Rolling back and committing need no memory. Notes do, and whoever is
 // about to make them reserves it first: each record of a batch is allotted what an ordinary one needs
@@ -34,11 +35,13 @@ int32_t tm_journal_reserve_releases(const char *function, size_t n);
 // Can the open journal be committed? Returns 0, or -12 when it could not keep note of all releases: roll back.
 int32_t tm_journal_check(void);
 
+using tm_journal_give_back = void (*)(uint32_t type, void *element);
+
 // Make the releases of the batch, forget the rest, close.
-void tm_journal_commit(void);
+void tm_journal_commit(tm_journal_give_back give_back);
 
 // Put everything back as it was when the journal was opened, close.
-void tm_journal_rollback(void);
+void tm_journal_rollback(tm_journal_give_back give_back);
 
 // Forget an open journal whose pools are gone.
 void tm_journal_discard(void);

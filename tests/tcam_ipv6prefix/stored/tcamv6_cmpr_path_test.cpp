@@ -150,6 +150,6 @@ TEST_F(tcamv6_cmpr_path_test, release_without_memory_for_its_journal_leaves_the_
   EXPECT_EQ(at("1"), node);
   EXPECT_EQ(tcamv6_release_cmpr_path(root, node), 0);
   EXPECT_EQ(nodes_out(), out) << "before the end of the batch nothing is given back";
-  tm_journal_commit();
+  tm_journal_commit(tm_chunk_free);
   EXPECT_EQ(nodes_out(), 1u);
 }

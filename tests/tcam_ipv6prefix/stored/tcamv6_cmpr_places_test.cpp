@@ -263,7 +263,7 @@ TEST_F(tcamv6_cmpr_places_test, rolled_back_batch_leaves_no_mark_of_its_own) {
         tm_edit(&end->tag, 1);
       }
     }
-    tm_journal_rollback();
+    tm_journal_rollback(tm_chunk_free);
     ASSERT_EQ(text(root), before);
     expect_true_marks(root);
     TearDown();
@@ -284,6 +284,6 @@ TEST_F(tcamv6_cmpr_places_test, mark_without_memory_for_its_note_is_left_out) {
   expect_true_marks(root);
   EXPECT_EQ(tcamv6_extend_cmpr_path(root, 9, &grown), nullptr);
   EXPECT_EQ(root->full, UINT16_MAX);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_EQ(root->full, 0u);
 }

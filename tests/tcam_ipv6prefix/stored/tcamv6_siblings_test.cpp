@@ -170,7 +170,7 @@ TEST_F(tcamv6_siblings_test, journal_puts_every_link_and_number_back) {
   ASSERT_EQ(tcamv6_unlink_child(parent, nodes[1]), 0);
   tcamv6_push_child(other, nodes[1]);
   tcamv6_move_children(parent, other);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_THAT(chain(parent), ElementsAre(0, 1, 2));
   EXPECT_THAT(chain(other), ElementsAre(3, 4, 5));
   EXPECT_EQ(order(nodes[1]), 1);
@@ -191,7 +191,7 @@ TEST_F(tcamv6_siblings_test, move_of_many_children_asks_for_the_room_of_its_note
   tcamv6_move_children(parent, other);
   EXPECT_EQ(tm_journal_unreserved(), 0u);
   EXPECT_EQ(chain(parent).size(), 301u);
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   EXPECT_THAT(chain(parent), ElementsAre(0));
   EXPECT_EQ(chain(other).size(), 300u);
 }

@@ -397,7 +397,7 @@ void roll_back(const batch *b, const saved_counts *saved) {
     log_undo_start(b);
     log_undo_size(b);
   }
-  tm_journal_rollback();
+  tm_journal_rollback(tm_chunk_free);
   b->state->n_prefs = saved->n_prefs;
   b->state->n_rows = saved->n_rows;
   tags_so_far = saved->tags_so_far;
@@ -414,7 +414,7 @@ int32_t run_batch(batch *b, batch_kind kind) {
          static_cast<void *>(b->cmpr_prefs), static_cast<void *>(b->cmpr_addrs));
   *b->changed = 0;
   *b->extra_ops_pending = 0;
-  tcamv6_dump_chunk_info("Starting point");
+  tm_chunk_log_statistics("Starting point");
   tcamv6_moves_begin();
   const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tags_so_far};
   int32_t result = b->rules.rolls_back ? tm_journal_open(driver) : TM_OK;
@@ -426,12 +426,12 @@ int32_t run_batch(batch *b, batch_kind kind) {
     result = tm_journal_check();
   }
   if (journalled && result == TM_OK) {
-    tm_journal_commit();
+    tm_journal_commit(tm_chunk_free);
   }
   if (result == TM_OK) {
     tcamv6_moves_publish(b->state);
   }
-  tcamv6_dump_chunk_info("End point");
+  tm_chunk_log_statistics("End point");
   if (b->state->extra_ops != nullptr) {
     *b->extra_ops_pending = 1;
   }
@@ -470,7 +470,7 @@ int32_t tcamv6_incr_compress(tcamv6_state *state, uint32_t n_prefs, const tcamv6
     *changed = 0;
   }
   TM_LOG(info, "%s: Bad arguments", __func__);
-  tcamv6_dump_chunk_info("End point");
+  tm_chunk_log_statistics("End point");
   TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
   return TM_EINVAL;
 }

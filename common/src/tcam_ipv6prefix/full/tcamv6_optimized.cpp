@@ -330,7 +330,7 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
     return TM_EINVAL;
   }
   empty_state(state);
-  tcamv6_dump_chunk_info("Starting point");
+  tm_chunk_log_statistics("Starting point");
   *n_distinct_out = tcamv6_check_no_of_prefixes_in_array(count, list);
   const int32_t result = run_phases(&run);
   release_pcmpr_trie(state);
@@ -340,7 +340,7 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
     abandon_run(&run);
     *n_distinct_out = 0;
   }
-  tcamv6_dump_chunk_info("End point");
+  tm_chunk_log_statistics("End point");
   TM_LOG(trace, "%s: Complete %d", __func__, result);
   free_arrays(&run);
   return result;

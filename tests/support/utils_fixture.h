@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "../support/test_host.h"
+#include "test_host.h"
 #include "tm_chunk_internal.h"
 #include "tm_debug.h"
 #include "tm_trie.h"
