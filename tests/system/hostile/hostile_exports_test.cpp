@@ -109,7 +109,7 @@ class hostile_exports_test : public hostile_test {
           {[] { return zel_v6comp_recompress(4, 0); }, [] { return zel_v6comp_recompress(0, -1); }}}},
         {"tcamv6_write_to_file", {says::bad_arguments, 0, {[&] {
                                     const char *none = nullptr;
-                                    tcamv6_write_to_file(-1, none);
+                                    tcamv6_write_to_file(-1, none, "");
                                     return 0;
                                   }}}},
     };
