@@ -408,6 +408,14 @@ void roll_back(const batch *b, const saved_counts *saved) {
 
 // ----
 
+int32_t judge(const batch *b, int32_t result) {
+  const tcamv6_batch_judge *j = b->rules.judge;
+  if (result != TM_OK && b->at < b->count) {
+    j->refused(j->user, &b->records[b->at]);
+  }
+  return result == TM_OK ? j->accept(j->user) : result;
+}
+
 int32_t run_batch(batch *b, batch_kind kind) {
   TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", driver,
          static_cast<void *>(b->state), static_cast<int>(b->count), static_cast<const void *>(b->records),
@@ -425,13 +433,14 @@ int32_t run_batch(batch *b, batch_kind kind) {
   if (journalled && result == TM_OK) {
     result = tm_journal_check();
   }
+  if (journalled && b->rules.judge != nullptr) {
+    result = judge(b, result);
+  }
   if (journalled && result == TM_OK) {
     tm_journal_commit(tm_chunk_free);
   }
   if (result == TM_OK) {
     tcamv6_moves_publish(b->state);
-  } else {
-    tcamv6_moves_begin();
   }
   tm_chunk_log_statistics("End point");
   if (b->state->extra_ops != nullptr) {

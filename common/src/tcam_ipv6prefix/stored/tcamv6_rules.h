@@ -14,18 +14,32 @@
 
 #include <stdint.h>
 
+struct tcamv6_prefix;
+
+// Who has the last word about a batch that rolls back.
+struct tcamv6_batch_judge {
+  int32_t (*accept)(void *user);                             // all is applied. Other than 0: the batch fails with it
+  void (*refused)(void *user, const tcamv6_prefix *record);  // the batch fails at this record
+  void *user;
+};
+
 struct tcamv6_update_rules {
   bool right_places;    // a new level gets a key of its own, or is refused
   bool rolls_back;      // a refused batch is rolled back exactly, not replayed backwards
   bool own_share;       // a delete takes what additions of that prefix gave, and nothing of its anchors' share
   bool room;            // additions shortest first, at any free place; prefixes in the way are moved
   uint32_t most_moves;  // stored entries that one batch may move
+  const tcamv6_batch_judge *judge = nullptr;
 };
 
 enum : uint32_t { TCAMV6_NO_MOVE_LIMIT = UINT32_MAX };
 
 // The rules of a request that begins now.
 tcamv6_update_rules tcamv6_rules_now(void);
+
+// Let requests go by these rules instead of those of the switches; null = no longer. For callers that have rules of
+// their own, around their requests.
+void tcamv6_lend_rules(const tcamv6_update_rules *rules);
 
 // The switches, as the interface sets and shows them. Room mode implies safe updates.
 void tcamv6_switch_safe_updates(bool on);
