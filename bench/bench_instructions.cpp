@@ -84,6 +84,7 @@ size_t run_lookups(const prefix_list &table) {
     tcamv6_prefix match;
     tcamv6_cmpr_pref code;
     tcamv6_cmpr_addr address;
+    n += zel_v6comp_build_index(0, 0);
     for (size_t i = 0; i < n_lookups / 2; ++i) {
       n += tcamv6_lookup_address(state, addresses[i].data(), &match, &code, &address) != 0 ? 1 : 0;
       n += tcamv6_lookup_prefix(state, &prefixes[i % prefixes.size()], &code, &address) != 0 ? 1 : 0;

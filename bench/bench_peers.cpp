@@ -87,6 +87,7 @@ class library_peer final : public peer {
     tcamv6_prefix match;
     tcamv6_cmpr_pref code;
     tcamv6_cmpr_addr address;
+    zel_v6comp_build_index(0, 0);  // once: the index stays until the table changes
     for (size_t i = 0; i < addresses.size(); ++i) {
       const int32_t result = tcamv6_lookup_address(instance(), addresses[i].data(), &match, &code, &address);
       hops[i] = result == 0 ? uint32_t{match.length} + 1 : 0;

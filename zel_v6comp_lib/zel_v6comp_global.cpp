@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_lookup_index.h"
 #include "tcamv6_moves_internal.h"
 #include "tcamv6_state_internal.h"
 #include "zel_v6comp.h"
@@ -71,6 +72,10 @@ tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance) {
   const bool on_grid =
       processor >= 0 && processor < TCAMV6_MAX_PROCESSORS && instance >= 0 && instance < TCAMV6_MAX_INSTANCES;
   return gbl_state != nullptr && on_grid ? gbl_state->conf[processor][instance].state : nullptr;
+}
+
+uint32_t zel_v6comp_build_index(int32_t processor, int32_t instance) {
+  return zel_v6comp_status(tcamv6_build_lookup_index(zel_v6comp_instance(processor, instance)));
 }
 
 uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "prefix_text.h"
-#include "tcamv6_read_index.h"
+#include "tcamv6_lookup_index.h"
 #include "tcamv6_state_internal.h"
 #include "test_host.h"
 
@@ -266,16 +266,9 @@ std::string checked_library::lookup_address(place at, v6tool::ip_key address) {
 std::string checked_library::many_lookups(place at) {
   tcamv6_state *state = state_of(at);
   const stored_set &set = tables_[at].set;
-  uint32_t left = tcamv6_read_index_threshold(state->n_prefs) + 1;
-  tcamv6_cmpr_pref pref;
-  tcamv6_cmpr_addr addr;
-  while (left != 0 && !set.empty()) {
-    for (auto next = set.begin(); left != 0 && next != set.end(); ++next, --left) {
-      const tcamv6_prefix record = record_of(next->first);
-      if (tcamv6_lookup_prefix(state, &record, &pref, &addr) != 0) {
-        return v6tool::format_prefix(next->first) + " is stored but not found";
-      }
-    }
+  const int32_t indexed = tcamv6_build_lookup_index(state);
+  if (indexed != TM_OK && indexed != (state->opt_done == 1 ? TM_ENOMEM : TM_EINVAL)) {
+    return "the read index cannot be built: " + std::to_string(indexed);
   }
   for (const auto &[prefix, count] : set) {
     std::string fault = lookup(at, prefix);

@@ -5,7 +5,6 @@
 
 #include "fault_sweep.h"
 #include "slow_plan.h"
-#include "tcamv6_read_index.h"
 
 namespace {
 
@@ -98,7 +97,8 @@ TEST_P(QueryFaults, ManyLookupsFindTheSameWithoutMemoryForAnIndex) {
                      compress();
                    },
                    [&] {
-                     for (uint32_t left = tcamv6_read_index_threshold(5) + 2; left != 0; --left) {
+                     zel_v6comp_build_index(0, 0);
+                     for (uint32_t left = 3; left != 0; --left) {
                        tcamv6_cmpr_pref pref = {};
                        tcamv6_cmpr_addr addr = {};
                        wrong += tcamv6_lookup_prefix(state_of(), &not_stored, &pref, &addr) != -22;

@@ -23,7 +23,6 @@ class tcamv6_read_index_test : public read_index_test {
       ASSERT_EQ(ask_address(state, record_of("::/0").address).result, TM_OK);
     }
   }
-  uint32_t threshold() const { return tcamv6_read_index_threshold(state->n_prefs); }
 };
 
 }  // namespace
@@ -38,28 +37,27 @@ TEST_F(tcamv6_read_index_test, real_tables_answer_the_same_byte_for_byte_and_lin
   }
 }
 
-TEST_F(tcamv6_read_index_test, it_is_built_by_the_lookup_after_the_threshold_and_takes_no_memory_before) {
+TEST_F(tcamv6_read_index_test, lookups_never_build_it_and_take_no_memory) {
   ASSERT_EQ(compress(small_table).result, TM_OK);
   const test_host::heap_counts before = test_host::heap();
-  ask(threshold() - 1);
-  ask_prefix(state, record_of("2001:db8::/32"));  // lookups of both kinds count, those that find nothing too
-  EXPECT_EQ(test_host::heap().allocations, before.allocations);
-  EXPECT_FALSE(is_live());
+  std::vector<uint8_t> bytes(sizeof *state);
+  std::memcpy(bytes.data(), state, bytes.size());
+  ask(5000);
+  ask_prefix(state, record_of("2001:db8::/32"));
   ask_prefix(state, record_of("2001:db8::/33"));
-  EXPECT_TRUE(is_live());
-  EXPECT_EQ(test_host::heap().blocks, before.blocks + 4);
-  expect_agreement();
+  EXPECT_EQ(test_host::heap().allocations, before.allocations);
+  EXPECT_EQ(std::memcmp(bytes.data(), state, bytes.size()), 0);
 }
 
-TEST_F(tcamv6_read_index_test, host_that_alternates_changes_and_lookups_never_pays_for_one) {
+TEST_F(tcamv6_read_index_test, it_is_built_once_when_it_is_asked_for) {
   ASSERT_EQ(compress(small_table).result, TM_OK);
-  const size_t blocks = test_host::heap().blocks;
-  for (int round = 0; round < 5; ++round) {
-    ask(threshold());
-    ASSERT_EQ(add("2001:db8:1:2::/64"), TM_OK);  // case a: only a counter changes
-    EXPECT_EQ(test_host::heap().blocks, blocks);
-    EXPECT_EQ(index_of(state), nullptr);
-  }
+  const test_host::heap_counts before = test_host::heap();
+  build_index();
+  EXPECT_EQ(test_host::heap().blocks, before.blocks + 4);
+  const uint64_t allocations = test_host::heap().allocations;
+  build_index();
+  expect_agreement();
+  EXPECT_EQ(test_host::heap().allocations, allocations);
 }
 
 TEST_F(tcamv6_read_index_test, every_kind_of_change_drops_it_and_shows_at_once) {
@@ -173,19 +171,16 @@ TEST_F(tcamv6_read_index_test, count_of_prefixes_that_is_too_small_costs_a_secon
   expect_agreement();
 }
 
-TEST_F(tcamv6_read_index_test, memory_that_is_refused_leaves_the_tries_to_answer_until_the_table_changes) {
+TEST_F(tcamv6_read_index_test, memory_that_is_refused_leaves_the_tries_to_answer) {
   for (uint64_t k = 1; k <= 4; ++k) {
     SCOPED_TRACE(k);
     ASSERT_EQ(compress(sibling_records(300, 64)).result, TM_OK);
     const test_host::heap_counts before = test_host::heap();
     test_host::fail_heap_allocation(k);
-    ask(threshold() + 1);
+    EXPECT_EQ(tcamv6_build_lookup_index(state), TM_ENOMEM);
     EXPECT_EQ(test_host::heap().refused, before.refused + 1);
     EXPECT_EQ(test_host::heap().bytes, before.bytes) << "nothing is kept of it";
-    const uint64_t allocations = test_host::heap().allocations;
-    ask(2 * threshold());
-    EXPECT_EQ(test_host::heap().allocations, allocations) << "not tried again";
-    ASSERT_EQ(add("2001:db8:0:7::/64"), TM_OK);
+    ask(10);
     build_index();
     expect_agreement();
   }
@@ -203,7 +198,7 @@ TEST_F(tcamv6_read_index_test, memory_that_is_refused_to_a_larger_table_gives_ba
       ASSERT_EQ(add(text), TM_OK);
     }
     test_host::fail_heap_allocation(k);
-    ask(threshold() + 1);
+    EXPECT_EQ(tcamv6_build_lookup_index(state), TM_ENOMEM);
     EXPECT_EQ(index_of(state), nullptr);
     EXPECT_EQ(test_host::heap().bytes, bytes);
     ASSERT_EQ(add("2001:db8:2:1::/64"), TM_OK);
@@ -245,10 +240,9 @@ TEST_F(tcamv6_read_index_test, full_compression_of_a_table_in_use_gives_its_memo
   EXPECT_EQ(ask_prefix(state, record_of("2001:db8::/32")).result, TM_EINVAL);
 }
 
-TEST_F(tcamv6_read_index_test, instance_without_a_table_counts_in_vain) {
-  for (uint32_t i = 0; i <= 2 * threshold(); ++i) {
-    ASSERT_EQ(ask_address(state, record_of("::/0").address).result, TM_EINVAL);
-  }
+TEST_F(tcamv6_read_index_test, instance_without_a_table_gets_none) {
+  EXPECT_EQ(tcamv6_build_lookup_index(state), TM_EINVAL);
+  EXPECT_EQ(tcamv6_build_lookup_index(nullptr), TM_EINVAL);
   EXPECT_EQ(test_host::heap().blocks, 1u);
   ASSERT_EQ(compress(small_table).result, TM_OK);
   EXPECT_EQ(state->read_index, 0u);
@@ -271,7 +265,7 @@ TEST_F(tcamv6_read_index_test, instances_have_their_own) {
   ASSERT_EQ(tcamv6_reset(&other, 0), TM_OK);
 }
 
-TEST_F(tcamv6_read_index_test, traced_calls_are_answered_by_the_tries_with_their_lines_and_are_not_counted) {
+TEST_F(tcamv6_read_index_test, traced_calls_are_answered_by_the_tries_with_their_lines) {
   ASSERT_EQ(compress(small_table).result, TM_OK);
   build_index();
   const uint64_t allocations = test_host::heap().allocations;
@@ -281,13 +275,6 @@ TEST_F(tcamv6_read_index_test, traced_calls_are_answered_by_the_tries_with_their
       "tcamv6_lookup_prefix: Complete 0"};
   EXPECT_EQ(ask_prefix(state, record_of("2001:db8::/32")).lines, expected);
   expect_agreement();
-  tcamv6_drop_read_index(state);
-  for (uint32_t i = 0; i <= threshold(); ++i) {
-    ask_address(state, record_of("::/0").address);
-  }
-  EXPECT_EQ(index_of(state)->n_lookups, 0u);
-  silence();
-  EXPECT_FALSE(is_live());
   EXPECT_EQ(test_host::heap().allocations, allocations);
 }
 
@@ -312,20 +299,21 @@ TEST_F(tcamv6_read_index_test, length_above_128_is_the_tries_business) {
   }
 }
 
-TEST_F(tcamv6_read_index_test, broken_link_met_for_the_first_time_is_minus_14_with_its_line_and_is_asked_again) {
+TEST_F(tcamv6_read_index_test, broken_link_is_no_base_for_one) {
   ASSERT_EQ(compress(small_table).result, TM_OK);
-  build_index();
+  const test_host::heap_counts before = test_host::heap();
   const tm_util_trie_node *node = find(tm_trie_node(state->orig_root), "2001:db8:2::/48");
   tm_n_ary_node *anc = tcamv6_anc_node(tm_ptr<tcamv6_orig_data>(node->data)->anc_node_idx);
   const tm_chunk_idx data = anc->data;
   only_info();
   anc->data = TM_CHUNK_IDX_NULL;
+  EXPECT_EQ(tcamv6_build_lookup_index(state), TM_EFAULT);
+  EXPECT_EQ(test_host::heap().bytes, before.bytes);
   EXPECT_EQ(ask_prefix(state, record_of("2001:db8:2::/48")).result, TM_EFAULT);
   EXPECT_EQ(plain_log_lines(),
             std::vector<std::string>{"tcamv6_lookup_prefix: Error - Original prefix points to NULL anc_data"});
-  EXPECT_EQ(ask_address(state, record_of("2001:db8:2:3::/64").address).result, TM_EFAULT);
   anc->data = data;
-  EXPECT_EQ(ask_prefix(state, record_of("2001:db8:2::/48")).result, TM_OK);
+  build_index();
   expect_agreement();
 }
 
@@ -339,18 +327,6 @@ TEST_F(tcamv6_read_index_test, address_may_lie_in_the_record_that_is_written) {
     ASSERT_EQ(tcamv6_lookup_address(state, prefix.address, &prefix, &cmpr_pref, &cmpr_addr), TM_OK);
     EXPECT_EQ(masked_text(prefix.address, prefix.length), "2001:db8:1:2::/64");
   }
-}
-
-TEST_F(tcamv6_read_index_test, generations_that_wrapped_do_not_pass_for_kept_answers) {
-  ASSERT_EQ(compress(small_table).result, TM_OK);
-  build_index();
-  expect_agreement();
-  ASSERT_EQ(index_of(state)->generation, 1u);
-  index_of(state)->generation = UINT32_MAX;
-  ASSERT_EQ(add("2001:db8:1::/48", 9), TM_OK);
-  build_index();
-  EXPECT_EQ(index_of(state)->generation, 1u);
-  expect_agreement();
 }
 
 TEST_F(tcamv6_read_index_test, pools_are_not_touched) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tcamv6_handle.h"
 
+#include "tcamv6_read_index_find.h"
 #include "tcamv6_state_internal.h"
 #include "tcamv6_stored.h"
 #include "tm_debug.h"
@@ -32,6 +33,7 @@ int32_t tcamv6_prefix_handle_attach(tcamv6_state *state, const tcamv6_prefix *pr
     result = find_data(state, prefix, __func__, &data);
     if (result == TM_OK) {
       data->aux = (data->aux & ~handle_mask) | app_handle;
+      tcamv6_read_index_set_handle(state, prefix->address, prefix->length, app_handle);
     }
   }
   TM_LOG(trace, "%s: Complete %d", __func__, result);

@@ -4,6 +4,7 @@
 #include <assert.h>
 #include <string.h>
 
+#include "tcamv6_lookup_index.h"
 #include "tcamv6_output.h"
 #include "tcamv6_read_index_find.h"
 #include "tcamv6_state_internal.h"
@@ -37,25 +38,6 @@ int32_t answer_from_tries(const tm_util_trie_node *node, const char *function, c
   return result;
 }
 
-// Gather the answer into the index. Not through the caller's records: they may overlap.
-int32_t gather(const tm_util_trie_node *node, const char *function, tcamv6_read_answer *answer) {
-  tcamv6_prefix prefix;
-  tcamv6_cmpr_pref cmpr_pref;
-  const answer_records out = {&prefix, &cmpr_pref, &answer->cmpr_addr};
-  const int32_t result = answer_from_tries(node, function, &out);
-  if (result == TM_OK) {
-    memcpy(answer->address, prefix.address, sizeof answer->address);
-    answer->length = prefix.length;
-    answer->weight = static_cast<uint16_t>(prefix.weight);
-    answer->anchor_ref = static_cast<uint16_t>(prefix.anchor_ref);
-    memcpy(answer->code, cmpr_pref.key, sizeof answer->code);
-    answer->code_length = cmpr_pref.length;
-    answer->own_node = static_cast<uint16_t>(cmpr_pref.own_node);
-    answer->node_aux = static_cast<uint16_t>(cmpr_pref.node_aux);
-  }
-  return result;
-}
-
 void write_prefix(const tcamv6_read_answer *answer, tcamv6_prefix *prefix) {
   memcpy(prefix->address, answer->address, sizeof prefix->address);
   prefix->length = answer->length;
@@ -71,24 +53,10 @@ void write_translation(const tcamv6_read_answer *answer, tcamv6_cmpr_pref *cmpr_
   *cmpr_addr = answer->cmpr_addr;
 }
 
-// The answer for the prefix of this number of the index is there after this, or the tries have none.
-int32_t make_answer(const tcamv6_read_index *index, uint32_t number, const char *function) {
-  tcamv6_read_answer *answer = &index->answers[number];
-  if (answer->generation == index->generation) {
-    return TM_OK;
-  }
-  const int32_t result = gather(tm_trie_node(index->items[number].node), function, answer);
-  if (result == TM_OK) {
-    answer->generation = index->generation;
-  }
-  return result;
-}
-
 // Is this what the tries say? Builds with assertions ask them too.
-[[maybe_unused]] bool is_answer_of_tries(const tcamv6_read_answer *given, const tm_util_trie_node *node,
-                                         const char *function) {
+[[maybe_unused]] bool is_answer_of_tries(const tcamv6_read_answer *given, const tm_util_trie_node *node) {
   tcamv6_read_answer answer;
-  return node != nullptr && gather(node, function, &answer) == TM_OK &&
+  return node != nullptr && tcamv6_gather_answer(node, &answer) == TM_OK &&
          memcmp(&answer, given, offsetof(tcamv6_read_answer, reserved)) == 0;
 }
 
@@ -96,42 +64,19 @@ const tm_util_trie_node *find_covering(const tcamv6_state *state, const uint8_t 
   return tm_util_trie_lookup(tm_trie_node(state->orig_root), address, TCAMV6_MAX_PREF_LEN, 1);
 }
 
-int32_t look_up_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, const char *function,
+int32_t look_up_prefix(const tcamv6_state *state, const tcamv6_prefix *prefix, const char *function,
                        tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
-  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
-  if (index == nullptr) {
-    const answer_records out = {nullptr, cmpr_pref, cmpr_addr};
-    return answer_from_tries(tcamv6_find_stored(state, prefix), function, &out);
-  }
-  const uint32_t number = tcamv6_read_index_exact(index, prefix->address, prefix->length);
-  assert(tm_trie_node(index->items[number].node) == tcamv6_find_stored(state, prefix));
-  const int32_t result = make_answer(index, number, function);
-  if (result == TM_OK) {
-    assert(is_answer_of_tries(&index->answers[number], tcamv6_find_stored(state, prefix), function));
-    write_translation(&index->answers[number], cmpr_pref, cmpr_addr);
-  }
-  return result;
+  const answer_records out = {nullptr, cmpr_pref, cmpr_addr};
+  return answer_from_tries(tcamv6_find_stored(state, prefix), function, &out);
 }
 
-int32_t look_up_address(tcamv6_state *state, const uint8_t *address, const char *function, tcamv6_prefix *prefix,
+int32_t look_up_address(const tcamv6_state *state, const uint8_t *address, const char *function, tcamv6_prefix *prefix,
                         tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
-  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
-  if (index == nullptr) {
-    const answer_records out = {prefix, cmpr_pref, cmpr_addr};
-    return answer_from_tries(find_covering(state, address), function, &out);
-  }
-  const uint32_t number = tcamv6_read_index_covering(index, address);
-  assert(tm_trie_node(index->items[number].node) == find_covering(state, address));
-  const int32_t result = make_answer(index, number, function);
-  if (result == TM_OK) {
-    assert(is_answer_of_tries(&index->answers[number], find_covering(state, address), function));
-    write_prefix(&index->answers[number], prefix);
-    write_translation(&index->answers[number], cmpr_pref, cmpr_addr);
-  }
-  return result;
+  const answer_records out = {prefix, cmpr_pref, cmpr_addr};
+  return answer_from_tries(find_covering(state, address), function, &out);
 }
 
-// Every lookup but those whose answer is kept. Not inline: what it needs of the stack they do not pay for.
+// Lookups that the index does not answer. Not inline: what they need of the stack the others do not pay for.
 __attribute__((noinline)) int32_t any_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix,
                                                     tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
   constexpr const char *function = "tcamv6_lookup_prefix";
@@ -165,22 +110,23 @@ __attribute__((noinline)) int32_t any_lookup_address(tcamv6_state *state, const 
   return result;
 }
 
-// The index that may have kept an answer. Only usable states have a live one.
-inline const tcamv6_read_index *index_at_hand(const tcamv6_state *state) {
-  const tcamv6_read_index *index = state != nullptr ? tcamv6_read_index_at(state->read_index) : nullptr;
-  return index != nullptr && index->is_live != 0 && tcamv6_debug_flags.trace == 0 ? index : nullptr;
+// Only usable states have a live index.
+inline const tcamv6_read_index *index_of(const tcamv6_state *state) {
+  return state != nullptr ? tcamv6_read_index_for_lookup(state) : nullptr;
 }
 
 }  // namespace
 
 int32_t tcamv6_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_cmpr_pref *cmpr_pref_p,
                              tcamv6_cmpr_addr *cmpr_addr_p) {
-  const tcamv6_read_index *index = index_at_hand(state);
+  const tcamv6_read_index *index = index_of(state);
   if (index != nullptr && prefix != nullptr && cmpr_pref_p != nullptr && cmpr_addr_p != nullptr &&
       prefix->length <= TCAMV6_MAX_PREF_LEN) {
-    const tcamv6_read_answer *answer = &index->answers[tcamv6_read_index_exact(index, prefix->address, prefix->length)];
-    if (answer->generation == index->generation) {
-      assert(is_answer_of_tries(answer, tcamv6_find_stored(state, prefix), __func__));
+    const uint32_t number = tcamv6_read_index_exact(index, prefix->address, prefix->length);
+    assert(tm_trie_node(index->items[number].node) == tcamv6_find_stored(state, prefix));
+    if (number != 0) {
+      const tcamv6_read_answer *answer = &index->answers[number];
+      assert(is_answer_of_tries(answer, tcamv6_find_stored(state, prefix)));
       write_translation(answer, cmpr_pref_p, cmpr_addr_p);
       return TM_OK;
     }
@@ -190,12 +136,14 @@ int32_t tcamv6_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix, t
 
 int32_t tcamv6_lookup_address(tcamv6_state *state, const uint8_t lkup_addr[16], tcamv6_prefix *prefix,
                               tcamv6_cmpr_pref *cmpr_pref_p, tcamv6_cmpr_addr *cmpr_addr_p) {
-  const tcamv6_read_index *index = index_at_hand(state);
+  const tcamv6_read_index *index = index_of(state);
   if (index != nullptr && lkup_addr != nullptr && prefix != nullptr && cmpr_pref_p != nullptr &&
       cmpr_addr_p != nullptr) {
-    const tcamv6_read_answer *answer = &index->answers[tcamv6_read_index_covering(index, lkup_addr)];
-    if (answer->generation == index->generation) {
-      assert(is_answer_of_tries(answer, find_covering(state, lkup_addr), __func__));
+    const uint32_t number = tcamv6_read_index_covering(index, lkup_addr);
+    assert(tm_trie_node(index->items[number].node) == find_covering(state, lkup_addr));
+    if (number != 0) {
+      const tcamv6_read_answer *answer = &index->answers[number];
+      assert(is_answer_of_tries(answer, find_covering(state, lkup_addr)));
       write_prefix(answer, prefix);
       write_translation(answer, cmpr_pref_p, cmpr_addr_p);
       return TM_OK;

@@ -2,19 +2,16 @@
 // tcamv6_read_index.h - answers of the two lookups, found in a few steps beside the tries.
 //
 // The trie of uncompressed prefixes costs a lookup a step per bit. The index has a step per byte and skips bytes that
-// all prefixes below share, and it keeps copies of the answers it has given. It is a cache and nothing else: answers
-// are the tries', byte for byte, and without it the tries answer.
+// all prefixes below share, and it holds the answer for each prefix ready. It is a copy and nothing else: answers are
+// the tries', byte for byte, and without it the tries answer.
 //
-// When it is built. Lookups that the tries answered since the table last changed are counted, and the index is built
-// when they reach tcamv6_read_index_threshold: they have cost about as much as building it will. A host that looks up
-// little, or that changes the table again before, never pays for it, and none pays more than twice what the better way
-// would have cost.
+// When it is there. A host asks for it (tcamv6_lookup_index.h), and it is built whole: a lookup never builds, counts or
+// allocates anything, so that many threads may look up at once.
 //
 // When it goes. Every call that changes the stored structures drops it first (tcamv6_drop_read_index): its memory stays
 // for the next time. What releases the contents of an instance releases the memory too (tcamv6_release_read_index).
 //
-// Memory comes from the heap, never from the pools, and is bounded (tcamv6_read_index_max_nodes). Where it is refused,
-// or the bound does not suffice, the tries answer until the table changes.
+// Memory comes from the heap, never from the pools, and is bounded (tcamv6_read_index_max_nodes).
 #ifndef TCAMV6_READ_INDEX_H
 #define TCAMV6_READ_INDEX_H
 
@@ -44,7 +41,7 @@ struct tcamv6_read_answer {
   uint8_t length;
   uint8_t code_length;
   uint8_t reserved[2];
-  uint32_t generation;  // the index's when it was gathered: any other and it is not there yet
+  uint32_t handle;  // the host's, of the prefix
 };
 
 TM_ASSERT_SIZE(tcamv6_read_answer, 64);
@@ -74,10 +71,8 @@ enum : uint32_t {
 };
 
 struct tcamv6_read_index {
-  uint32_t is_live;     // 0 = dropped: only its memory is kept
-  uint32_t n_lookups;   // answered by the tries since it was dropped
-  uint32_t root;        // an entry
-  uint32_t generation;  // of the answers; never 0
+  uint32_t is_live;  // 0 = dropped: only its memory is kept
+  uint32_t root;     // an entry
   uint32_t n_items;
   uint32_t item_room;
   uint32_t n_nodes;
@@ -88,45 +83,42 @@ struct tcamv6_read_index {
   uint32_t *words;  // node_room nodes
 };
 
-// tcamv6_state.read_index is 0, an odd number that counts lookups (the bits above bit 0), or the address of the index.
+// tcamv6_state.read_index is 0 or the address of the index.
 inline tcamv6_read_index *tcamv6_read_index_at(uint64_t word) {
-  return (word & 1) != 0 ? nullptr : reinterpret_cast<tcamv6_read_index *>(static_cast<uintptr_t>(word));
+  return reinterpret_cast<tcamv6_read_index *>(static_cast<uintptr_t>(word));
+}
+
+inline bool tcamv6_has_read_index(const tcamv6_state *state) {
+  const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+  return index != nullptr && index->is_live != 0;
 }
 
 // The table is about to change.
 inline void tcamv6_drop_read_index(tcamv6_state *state) {
-  tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
-  if (index == nullptr) {
-    state->read_index = 0;
-  } else {
-    index->is_live = 0;
-    index->n_lookups = 0;
+  if (state->read_index != 0) {
+    tcamv6_read_index_at(state->read_index)->is_live = 0;
   }
 }
 
 // The instance lets go of its contents.
 void tcamv6_release_read_index(tcamv6_state *state);
 
-// Lookups that the tries answer before an index of so many prefixes is built.
-uint32_t tcamv6_read_index_threshold(uint32_t n_prefixes);
-
 // Nodes that an index of so many prefixes may have.
 uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes);
 
-// Count a lookup that there is no live index for. Returns the index if it is built now.
-tcamv6_read_index *tcamv6_read_index_due(tcamv6_state *state);
+// Make the index of a compressed instance, in the memory of its last one if it had one. Its answers are not there yet,
+// and it is not live. Null when no index can be had: no memory, more than the bound, or a node that is not where it
+// says.
+tcamv6_read_index *tcamv6_make_read_index(tcamv6_state *state);
 
 // The live index for the next lookup; null when the tries are to answer it. While calls are traced the tries answer.
-inline tcamv6_read_index *tcamv6_read_index_for_lookup(tcamv6_state *state) {
-  tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
-  if (tcamv6_debug_flags.trace != 0) {
-    return nullptr;
-  }
-  return index != nullptr && index->is_live != 0 ? index : tcamv6_read_index_due(state);
+inline const tcamv6_read_index *tcamv6_read_index_for_lookup(const tcamv6_state *state) {
+  const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+  return index != nullptr && index->is_live != 0 && tcamv6_debug_flags.trace == 0 ? index : nullptr;
 }
 
-// Fill an index from a trie of uncompressed prefixes. Returns false when the tries have to answer: no memory, more than
-// the bound, or a node that is not where it says.
+// Fill an index from a trie of uncompressed prefixes, with the address and length of each answer and no more of it.
+// Returns false when the tries have to answer.
 bool tcamv6_build_read_index(tcamv6_read_index *index, const tm_util_trie_node *orig_root, uint32_t n_expected);
 
 // Are the first bits, 0..128 of them, of two keys the same? In halves: compilers keep 128-bit numbers in memory here.

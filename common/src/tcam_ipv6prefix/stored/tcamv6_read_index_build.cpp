@@ -38,6 +38,9 @@ void put_item(tcamv6_read_index *index, uint32_t number, const pending_subtree *
   item->node = tm_idx(at->node);
   item->parent = parent_of_next(index, number - 1, item->high, item->low);
   item->length = at->depth;
+  tcamv6_read_answer *answer = &index->answers[number];
+  tm_key_store(answer->address, at->path);
+  answer->length = static_cast<uint8_t>(at->depth);
 }
 
 // List the prefixes as far as there is room. Returns false when a node is not where it says.
@@ -96,7 +99,6 @@ bool make_item_room(tcamv6_read_index *index, uint32_t n) {
   index->answers = reinterpret_cast<tcamv6_read_answer *>((block + line_bytes - 1) / line_bytes * line_bytes);
   index->item_room = static_cast<uint32_t>(room);
   index->items[0] = {};
-  index->generation = 0;
   return true;
 }
 
@@ -108,14 +110,6 @@ bool list_all(tcamv6_read_index *index, const tm_util_trie_node *root, uint32_t 
     return true;
   }
   return index->n_items < most_items && make_item_room(index, index->n_items) && list_prefixes(index, root);
-}
-
-// Answers of other tables are told by their generation.
-void begin_generation(tcamv6_read_index *index) {
-  if (++index->generation == 0) {
-    memset(index->answers, 0, (size_t{index->item_room} + 1) * sizeof *index->answers);
-    index->generation = 1;
-  }
 }
 
 // ---- the nodes
@@ -222,6 +216,5 @@ bool tcamv6_build_read_index(tcamv6_read_index *index, const tm_util_trie_node *
   if (!list_all(index, orig_root, n_expected)) {
     return false;
   }
-  begin_generation(index);
   return make_nodes(index);
 }

@@ -20,20 +20,11 @@ inline tcamv6_key_halves tcamv6_key_load_halves(const uint8_t *key) {
   return {static_cast<uint64_t>(number >> 64), static_cast<uint64_t>(number)};
 }
 
-// Does a prefix cover a key? Its bits are taken from its answer, which the lookup needs next, or else, the same, from
-// the list.
+// Does a prefix cover a key? Its bits are taken from its answer, which the lookup needs next.
 inline bool tcamv6_read_covers(const tcamv6_read_index *index, uint32_t number, tcamv6_key_halves at) {
   const tcamv6_read_answer *answer = &index->answers[number];
-  if (answer->generation == index->generation) {
-    const tcamv6_key_halves key = tcamv6_key_load_halves(answer->address);
-    return tcamv6_read_same_bits(key.high, key.low, at.high, at.low, answer->length);
-  }
-  return tcamv6_read_item_covers(&index->items[number], at.high, at.low);
-}
-
-inline uint32_t tcamv6_read_length(const tcamv6_read_index *index, uint32_t number) {
-  const tcamv6_read_answer *answer = &index->answers[number];
-  return answer->generation == index->generation ? answer->length : index->items[number].length;
+  const tcamv6_key_halves key = tcamv6_key_load_halves(answer->address);
+  return tcamv6_read_same_bits(key.high, key.low, at.high, at.low, answer->length);
 }
 
 // Does a key have the bits that are passed over on the way to a node?
@@ -70,7 +61,7 @@ inline uint32_t tcamv6_read_index_covering(const tcamv6_read_index *index, const
 
 inline bool tcamv6_read_is_exactly(const tcamv6_read_index *index, uint32_t number, const uint8_t *key,
                                    uint32_t length) {
-  return tcamv6_read_length(index, number) == length && tcamv6_read_covers(index, number, tcamv6_key_load_halves(key));
+  return index->answers[number].length == length && tcamv6_read_covers(index, number, tcamv6_key_load_halves(key));
 }
 
 // The number of exactly this prefix, length 0..128; 0 = not stored.
@@ -98,6 +89,15 @@ inline uint32_t tcamv6_read_index_exact(const tcamv6_read_index *index, const ui
     found = items[found].parent;
   }
   return found != 0 && tcamv6_read_is_exactly(index, found, key, length) ? found : 0;
+}
+
+// The handle of a stored prefix changes: keep a live index up to date.
+inline void tcamv6_read_index_set_handle(const tcamv6_state *state, const uint8_t *key, uint32_t length,
+                                         uint32_t handle) {
+  if (tcamv6_has_read_index(state)) {
+    const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+    index->answers[tcamv6_read_index_exact(index, key, length)].handle = handle;
+  }
 }
 
 #endif

@@ -35,7 +35,7 @@ typedef struct tcamv6_state {
   uint32_t n_prefs;            /* distinct prefixes stored, anchors included */
   uint32_t extra_op_count;     /* records of each half of extra_ops */
   tcamv6_cmpr_pref *extra_ops; /* 2 x extra_op_count records on the platform heap, or null */
-  uint64_t read_index;         /* answers of lookups beside the tries, or a count (tcamv6_read_index.h) */
+  uint64_t read_index;         /* answers of lookups beside the tries (tcamv6_read_index.h) */
   tm_incr_update_entry entries[TM_INCR_SLOTS]; /* the instance's update list */
   uint32_t count;
   uint32_t n_insert;
