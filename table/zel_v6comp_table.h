@@ -1,4 +1,4 @@
-// SPDX-License-Identifier: Apache-2.0
+/* SPDX-License-Identifier: Apache-2.0 */
 /* zel_v6comp_table.h - a table of IPv6 prefixes, their 64-bit codes, and the writes that keep hardware equal to it.
  *
  * A packet's address is looked up in two stages:

@@ -63,6 +63,7 @@ def functions_seen(path):
     """Names of all functions that a C++ program sees in a header, whatever they are marked with."""
     text = re.sub(r'^[ \t]*#(?:[^\n]*\\\n)*[^\n]*', '', without_comments(open(path).read()), flags=re.M)
     text = re.sub(r'__attribute__\s*\(\(.*?\)\)', '', text)
+    text = re.sub(r'\btypedef\b[^;{]*\(\s*\*[^;]*;', '', text)  # types of functions
     return {name for name in re.findall(r'\b([a-z]\w*)\s*\([^()]*(?:\([^()]*\)[^()]*)*\)', text)
             if name not in ('sizeof', 'offsetof')}
 

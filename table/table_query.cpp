@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+// table_query.cpp - questions about a table. All of them only read.
+#include "table_answers.h"
+#include "table_record.h"
+#include "table_stored.h"
+
+namespace {
+
+int32_t check_prefix(tm_key_number address, uint32_t length) {
+  if (length > TM_KEY_BITS) {
+    return ZEL_V6COMP_TABLE_E_LENGTH;
+  }
+  return (address & ~tm_key_number_leading(static_cast<int32_t>(length))) != 0 ? int32_t{ZEL_V6COMP_TABLE_E_HOST_BITS}
+                                                                               : int32_t{ZEL_V6COMP_TABLE_OK};
+}
+
+int32_t answer(const tm_util_trie_node *node, zel_v6comp_table_row *row) {
+  if (node == nullptr) {
+    return 0;
+  }
+  table_read_row(node, row);
+  return 1;
+}
+
+int32_t find_row(const tcamv6_state *state, tm_key_number key, const uint8_t *address, uint32_t length,
+                 zel_v6comp_table_row *row) {
+  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
+  if (index == nullptr) {
+    return answer(table_find_path(state, key, length).exact, row);
+  }
+  const uint32_t number = tcamv6_read_index_exact(index, address, length);
+  if (number == 0 || !table_is_row(&index->answers[number])) {
+    return 0;
+  }
+  table_read_row(&index->answers[number], row);
+  return 1;
+}
+
+int32_t find_covering_row(const tcamv6_state *state, const uint8_t *address, zel_v6comp_table_row *row) {
+  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
+  if (index == nullptr) {
+    return answer(table_find_covering(state, tm_key_load(address)), row);
+  }
+  const uint32_t number = table_row_around(index, tcamv6_read_index_covering(index, address));
+  if (number == 0) {
+    return 0;
+  }
+  table_read_row(&index->answers[number], row);
+  return 1;
+}
+
+uint32_t copy_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place, zel_v6comp_table_row *rows,
+                   uint32_t n) {
+  table_walk walk;
+  if (place->begun == 0) {
+    table_walk_begin(&walk, table->state);
+  } else {
+    table_walk_begin_after(&walk, table->state, tm_key_load(place->address), place->length);
+  }
+  uint32_t count = 0;
+  for (const tm_util_trie_node *node = nullptr; count < n && (node = table_walk_step(&walk)) != nullptr; ++count) {
+    table_read_row(node, &rows[count]);
+  }
+  if (count > 0) {
+    memcpy(place->address, rows[count - 1].address, sizeof place->address);
+    place->length = rows[count - 1].length;
+    place->begun = 1;
+  }
+  return count;
+}
+
+}  // namespace
+
+int32_t zel_v6comp_table_find(const zel_v6comp_table *table, const uint8_t address[16], uint32_t length,
+                              zel_v6comp_table_row *row) {
+  int32_t status = table_begin_reading(table);
+  if (status != ZEL_V6COMP_TABLE_OK) {
+    return table_refuse(table, __func__, status);
+  }
+  if (address == nullptr || row == nullptr) {
+    status = ZEL_V6COMP_TABLE_E_NULL;
+  } else {
+    const tm_key_number key = tm_key_load(address);
+    status = check_prefix(key, length);
+    if (status == ZEL_V6COMP_TABLE_OK) {
+      status = find_row(table->state, key, address, length, row);
+    }
+  }
+  table_end_reading();
+  return status < 0 ? table_refuse(table, __func__, status) : status;
+}
+
+int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint8_t address[16], zel_v6comp_table_row *row) {
+  int32_t status = table_begin_reading(table);
+  if (status != ZEL_V6COMP_TABLE_OK) {
+    return table_refuse(table, __func__, status);
+  }
+  if (address == nullptr || row == nullptr) {
+    status = ZEL_V6COMP_TABLE_E_NULL;
+  } else {
+    status = find_covering_row(table->state, address, row);
+  }
+  table_end_reading();
+  return status < 0 ? table_refuse(table, __func__, status) : status;
+}
+
+int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place, zel_v6comp_table_row *rows,
+                              uint32_t n) {
+  int32_t status = table_begin_reading(table);
+  if (status != ZEL_V6COMP_TABLE_OK) {
+    return table_refuse(table, __func__, status);
+  }
+  if (place == nullptr || rows == nullptr) {
+    status = ZEL_V6COMP_TABLE_E_NULL;
+  } else if (n == 0 || n > static_cast<uint32_t>(INT32_MAX)) {
+    status = ZEL_V6COMP_TABLE_E_COUNT;
+  } else if (place->length > TM_KEY_BITS) {
+    status = ZEL_V6COMP_TABLE_E_LENGTH;
+  } else {
+    status = static_cast<int32_t>(copy_rows(table, place, rows, n));
+  }
+  table_end_reading();
+  return status < 0 ? table_refuse(table, __func__, status) : status;
+}
