@@ -101,7 +101,9 @@ TM_API uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req);
  *             delete of more weight than is stored
  *          28, 2 a batch that finds no room: reset the instance and compress in full
  *          75 the table needs more than 64 bits
- *          1 limits below 0, in a very deeply nested table: as 75 */
+ *          1 limits below 0, in a very deeply nested table: as 75
+ *          In room mode a full compression answers 0, 12, 22 or 75 and nothing else: a table that 64 bits suffice for
+ *          is accepted. One that compatible mode accepts as well gets the same results there. */
 TM_API uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
                                                     tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out);
 
@@ -173,6 +175,21 @@ TM_API void zel_v6comp_set_move_limit(uint32_t entries);
  *  @return 0; 22 no such instance, one that a reset kept, or a null pointer
  *  Cost: constant; does not allocate. */
 TM_API uint32_t zel_v6comp_moves(int32_t processor, int32_t instance, const zel_v6comp_move **moves, uint32_t *n);
+
+/** Compress anew, in place, what an instance holds, of any number of prefixes: every stored prefix gets the code that a
+ *  full compression of the whole table gives it, by the rules of room mode when that is on. All or nothing: a refused
+ *  call leaves the table, its codes, counters, handles and statistics of allocated elements as they were, and so the
+ *  list of moves. Counters and handles stay in any case; zel_v6comp_moves tells what changed, in the order of their
+ *  addresses, containing ones first, and the host rewrites these entries. It gives back the compactness that many
+ *  batches have cost, and makes a table that was changed without safe updates fit for room mode.
+ *  @return 0
+ *          12 no memory: pools must hold two ancestor trees and two compressed tries of the table for the time of the
+ *             call, the heap 24 bytes a stored prefix and 56 bytes a move
+ *          22 no such instance, one that holds no table, or one that a reset kept
+ *          75 the table needs more than 64 bits, which only a table changed in compatible mode can
+ *          14, 1 limits that cannot be met; never in room mode
+ *  Cost: that of a full compression of the table. */
+TM_API uint32_t zel_v6comp_recompress(int32_t processor, int32_t instance);
 
 /** The version of the loaded library, such as "1.0.0"; zel_v6comp_version.h has that of the headers. */
 TM_API const char *zel_v6comp_version(void);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // zel_v6comp_room.cpp - the switches of safe updates and room mode, and what room mode moved.
+#include "tcamv6_leftovers.h"
 #include "tcamv6_moves_internal.h"
+#include "tcamv6_recompress.h"
 #include "tcamv6_rules.h"
 #include "tcamv6_state_internal.h"
 #include "zel_v6comp.h"
@@ -31,4 +33,22 @@ uint32_t zel_v6comp_moves(int32_t processor, int32_t instance, const zel_v6comp_
   *moves = list->count == 0 ? nullptr : list->moves;
   *n = list->count;
   return 0;
+}
+
+uint32_t zel_v6comp_recompress(int32_t processor, int32_t instance) {
+  tcamv6_state *state = zel_v6comp_instance(processor, instance);
+  if (tcamv6_state_unusable(state)) {
+    TM_LOG_PROCESSING(error, "%s: Bad arguments", __func__);
+    return zel_v6comp_status(TM_EINVAL);
+  }
+  tcamv6_reclaim_leftovers();
+  tcamv6_moves_begin();
+  const int32_t result = tcamv6_recompress(state, tcamv6_rules_now().room);
+  if (result == TM_OK) {
+    tcamv6_moves_publish(state);
+  } else {
+    TM_LOG(error, "%s: recompress() failed %d", __func__, result);
+    tcamv6_moves_begin();
+  }
+  return zel_v6comp_status(result);
 }

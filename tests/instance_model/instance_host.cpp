@@ -6,6 +6,7 @@
 
 #include "prefix_text.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_moves_internal.h"
 #include "tcamv6_state_internal.h"
 #include "test_host.h"
 #include "tm_journal.h"
@@ -110,17 +111,20 @@ void restore_pool_sizes() {
   }
 }
 
+// What the library keeps of the moves of a place's last request.
+size_t bytes_of_moves(place at) { return tcamv6_moves_of(state_of(at))->room * sizeof(zel_v6comp_move); }
+
 answer request(const std::vector<change> &changes, place at) {
   const std::vector<uint8_t> bytes = request_bytes(changes, at);
   tcamv6_cmpr_pref *prefs = nullptr;
   tcamv6_cmpr_addr *addrs = nullptr;
   answer result;
-  const size_t held = test_host::heap().bytes;
+  const size_t held = test_host::heap().bytes - bytes_of_moves(at);
   result.status = zel_v6comp_prefix_compress_prefixes(reinterpret_cast<const v6comp_pref_info *>(bytes.data()), &prefs,
                                                       &addrs, &result.changed);
   if (result.status == 0) {
     // Nothing else than the results may be out: their number follows.
-    const size_t n = (test_host::heap().bytes - held) / (sizeof *prefs + sizeof *addrs);
+    const size_t n = (test_host::heap().bytes - bytes_of_moves(at) - held) / (sizeof *prefs + sizeof *addrs);
     result.prefs.assign(prefs, prefs + n);
     result.addrs.assign(addrs, addrs + n);
   }

@@ -9,6 +9,7 @@
 #include "containment_check.h"
 #include "prefix_text.h"
 #include "tcamv6_anc_tree.h"
+#include "tcamv6_moves_internal.h"
 #include "tcamv6_read_index.h"
 #include "tcamv6_sparse.h"
 #include "test_host.h"
@@ -261,13 +262,14 @@ void count_elements(const tcamv6_state *state, element_counts &counts) {
   });
 }
 
-// Heap blocks of an instance: those of its read index.
+// Heap blocks of an instance: those of its read index, and what its last request moved.
 size_t heap_blocks(const tcamv6_state *state) {
+  const size_t moves = tcamv6_moves_of(state)->moves != nullptr;
   const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
   if (index == nullptr) {
-    return 0;
+    return moves;
   }
-  return 1u + (index->items != nullptr) + (index->answers_block != nullptr) + (index->words != nullptr);
+  return moves + 1u + (index->items != nullptr) + (index->answers_block != nullptr) + (index->words != nullptr);
 }
 
 }  // namespace

@@ -107,9 +107,13 @@ class hostile_exports_test : public hostile_test {
           {[&] { return zel_v6comp_moves(4, 0, &moves, &n); }, [&] { return zel_v6comp_moves(0, -1, &moves, &n); },
            [&] { return zel_v6comp_moves(0, 0, nullptr, &n); },
            [&] { return zel_v6comp_moves(0, 0, &moves, nullptr); }}}},
+        {"zel_v6comp_recompress",
+         {says::bad_arguments_of_a_request,
+          22,
+          {[] { return zel_v6comp_recompress(4, 0); }, [] { return zel_v6comp_recompress(0, -1); }}}},
         {"tcamv6_write_to_file", {says::bad_arguments, 0, {[&] {
                                     const char *none = nullptr;
-                                    tcamv6_write_to_file(-1, none);
+                                    tcamv6_write_to_file(-1, none, "");
                                     return 0;
                                   }}}},
     };

@@ -162,7 +162,7 @@ TEST_F(low_extra_ops_test, slots_before_a_broken_one_stay_rewritten_and_the_othe
     EXPECT_EQ(get().result, -14);
     EXPECT_EQ(lines(), std::vector<std::string>{no_anc_data});
     expect_rewritten(0, "2400::/12", 0);
-    for (const size_t i : {1, 2, 4, 5}) {
+    for (const size_t i : {size_t{1}, size_t{2}, size_t{4}, size_t{5}}) {
       EXPECT_EQ(std::memcmp(&state->extra_ops[i], &old[i], sizeof old[i]), 0) << i;
     }
     ASSERT_EQ(tcamv6_extra_ops_free(state), 0);

@@ -441,6 +441,8 @@ int32_t run_batch(batch *b, batch_kind kind) {
   }
   if (result == TM_OK) {
     tcamv6_moves_publish(b->state);
+  } else {
+    tcamv6_moves_begin();
   }
   tm_chunk_log_statistics("End point");
   if (b->state->extra_ops != nullptr) {

@@ -113,26 +113,10 @@ int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
     state->pcmpr_root = tm_idx(pcmpr_root);
     return result;
   }
-  if (pcmpr_root != nullptr) {
-    tell_pcmpr_nodes(pcmpr_root, tcamv6_anc_first_child(tcamv6_anc_node(anc_root)));
-  }
   state->anc_root = anc_root;
   state->pcmpr_root = tm_idx(pcmpr_root);
+  tcamv6_tell_pcmpr_nodes(state);
   state->trees_built = 1;
-  return TM_OK;
-}
-
-// Give an ancestor-tree node a compressed node of its own.
-int32_t make_cmpr_node(tcamv6_anc_data *data) {
-  auto *node = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
-  if (node == nullptr) {
-    TM_LOG(info, "%s: malloc(%zu bytes) failed", driver, sizeof(tm_util_trie_node));
-    return TM_ENOMEM;
-  }
-  tm_util_trie_node_initialize(node, nullptr, 0);
-  node->tag = tcamv6_anc_tag(data);
-  node->owners = 1;
-  data->cmpr_node = tm_idx(node);
   return TM_OK;
 }
 
@@ -172,37 +156,6 @@ int32_t place_prefix(const tcamv6_anc_data *child, tm_util_trie_node *owner_node
   return result;
 }
 
-// Code a node's children by the branching of the path-compressed trie.
-int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *trie_node) {
-  TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", __func__, static_cast<void *>(anc_node),
-         static_cast<void *>(pcmpr_root), static_cast<void *>(trie_node));
-  if (anc_node == nullptr || pcmpr_root == nullptr || trie_node == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
-    return TM_EINVAL;
-  }
-  const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
-  TM_REQUIRE(data != nullptr, "anc_data is NULL");
-  TM_REQUIRE(data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
-  int32_t result = TM_OK;
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
-       child = tcamv6_anc_next(child)) {
-    tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
-    TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
-    result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, __func__)
-                                             : place_prefix(child_data, trie_node, __func__);
-  }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
-  return result;
-}
-
-// The path-compressed trie goes; the field holds the places of siblings and the host's handles from now on.
-void forget_pcmpr_nodes(const tm_n_ary_node *node) {
-  uint64_t place = 0;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    tcamv6_anc_data_of(child)->aux = place++ << 32;
-  }
-}
-
 int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(node);
   if (data == nullptr) {
@@ -210,7 +163,7 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
   }
   data->cmpr_node = TM_CHUNK_IDX_NULL;
   if (cost_only == 0) {
-    const int32_t made = make_cmpr_node(data);
+    const int32_t made = tcamv6_make_cmpr_node(data);
     if (made != TM_OK) {
       return made;
     }
@@ -225,7 +178,7 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
   if (result != TM_OK) {
     TM_LOG(info, "%s: failed to generate subtrie %d", driver, result);
   } else if (cost_only == 0) {
-    forget_pcmpr_nodes(node);
+    tcamv6_forget_pcmpr_nodes(node);
   }
   return result;
 }
@@ -267,6 +220,55 @@ int32_t compress(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie
 }
 
 }  // namespace
+
+void tcamv6_tell_pcmpr_nodes(const tcamv6_state *state) {
+  const tm_util_trie_node *pcmpr_root = tm_trie_node(state->pcmpr_root);
+  if (pcmpr_root != nullptr) {
+    tell_pcmpr_nodes(pcmpr_root, tcamv6_anc_first_child(tcamv6_anc_node(state->anc_root)));
+  }
+}
+
+void tcamv6_forget_pcmpr_nodes(const tm_n_ary_node *node) {
+  uint64_t place = 0;
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+    tcamv6_anc_data_of(child)->aux = place++ << 32;
+  }
+}
+
+int32_t tcamv6_make_cmpr_node(tcamv6_anc_data *data) {
+  auto *node = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
+  if (node == nullptr) {
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", driver, sizeof(tm_util_trie_node));
+    return TM_ENOMEM;
+  }
+  tm_util_trie_node_initialize(node, nullptr, 0);
+  node->tag = tcamv6_anc_tag(data);
+  node->owners = 1;
+  data->cmpr_node = tm_idx(node);
+  return TM_OK;
+}
+
+int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *trie_node) {
+  TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", __func__, static_cast<void *>(anc_node),
+         static_cast<void *>(pcmpr_root), static_cast<void *>(trie_node));
+  if (anc_node == nullptr || pcmpr_root == nullptr || trie_node == nullptr) {
+    TM_LOG(info, "%s: Bad arguments", __func__);
+    return TM_EINVAL;
+  }
+  const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
+  TM_REQUIRE(data != nullptr, "anc_data is NULL");
+  TM_REQUIRE(data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
+  int32_t result = TM_OK;
+  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
+       child = tcamv6_anc_next(child)) {
+    tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
+    TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
+    result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, __func__)
+                                             : place_prefix(child_data, trie_node, __func__);
+  }
+  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  return result;
+}
 
 int32_t tcamv6_compress_prefix_tree(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie_node **cmpr_rootp,
                                     tm_n_ary_node **anc_rootp, int32_t cost_only) {

@@ -18,4 +18,19 @@
 int32_t tcamv6_compress_prefix_tree(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie_node **cmpr_rootp,
                                     tm_n_ary_node **anc_rootp, int32_t cost_only);
 
+// The steps of the second pass, for those who place nodes in another order.
+
+// Tell every ancestor-tree node below the root its node in the path-compressed trie (`aux`), and forget those of one
+// node's children: from then on the field holds their places among siblings and the host's handles.
+void tcamv6_tell_pcmpr_nodes(const tcamv6_state *state);
+void tcamv6_forget_pcmpr_nodes(const tm_n_ary_node *node);
+
+// Give an ancestor-tree node a compressed node of its own. Returns 0 or -12.
+int32_t tcamv6_make_cmpr_node(tcamv6_anc_data *data);
+
+// Code a node's children, which have compressed nodes, by the branching of the path-compressed trie.
+//   trie_node   the node's compressed node, below which the children are hung
+// Returns 0; -22 a null argument or a child that the path-compressed trie does not hold; -12 pool exhausted.
+int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *trie_node);
+
 #endif

@@ -44,33 +44,12 @@ namespace {
 
 constexpr const char *walk = "tcamv6_opt_tree_for_updates";
 
-struct child_room {
-  int32_t path;    // P
-  int8_t longest;  // L
-  uint8_t cost;    // w
-  int32_t limit;   // of the child
-};
+using child_room = tcamv6_child_room;
 
 uint32_t path_and_cost(const child_room *room) { return static_cast<uint32_t>(room->path) + room->cost; }
 
 uint32_t path_and_branch(const child_room *room) {
   return static_cast<uint32_t>(room->path) + static_cast<uint32_t>(int32_t{room->longest});
-}
-
-int32_t child_limit(int32_t lim, const child_room *room) {
-  const auto root_limit = static_cast<uint32_t>(lim);
-  const int32_t cost = room->cost;
-  if (root_limit < path_and_cost(room) || root_limit < path_and_branch(room)) {
-    return cost;
-  }
-  const int32_t rest = lim - room->path;
-  int32_t limit = rest;
-  if (rest > room->longest) {
-    const auto spare = static_cast<uint32_t>(rest - room->longest);
-    const auto levels = static_cast<uint32_t>(room->longest + 2);
-    limit = rest - static_cast<int32_t>(levels == 0 ? 0 : spare / levels);
-  }
-  return limit > cost ? limit : cost;
 }
 
 int32_t measure_child(const tcamv6_anc_data *root, const tcamv6_anc_data *child, child_room *room) {
@@ -80,14 +59,7 @@ int32_t measure_child(const tcamv6_anc_data *root, const tcamv6_anc_data *child,
   if (root->orig == TM_CHUNK_IDX_NULL) {
     zel_fatal("\n%s root_anc NULL", walk);
   }
-  room->cost = child->cost;
-  const tm_util_trie_node *node = tm_trie_node(child->aux);
-  if (node == nullptr) {
-    room->path = TM_EINVAL;
-  } else {
-    room->path = node->len;
-    room->longest = static_cast<int8_t>(tm_ptr<tcamv6_pcmpr_data>(node->data)->longest);
-  }
+  *room = tcamv6_measure_child(child);
   TM_LOG(info, "%s: Path to child %d", walk, room->path);
   if (room->path < 0) {
     TM_LOG(error, "%s: pcmpr_len() failed %d", walk, room->path);
@@ -144,7 +116,7 @@ int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_nod
     return TM_OK;
   }
   const int32_t lim = tcamv6_anc_lim(root);
-  room.limit = child_limit(lim, &room);
+  room.limit = tcamv6_child_limit(lim, &room);
   log_formula(2, root, child, &room);
   if (room.limit >= lim) {
     TM_LOG(error, "%s: ERROR: Child limit (%d) exceeds the root limit (%d)", walk, room.limit, lim);
@@ -185,6 +157,41 @@ int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_an
 }
 
 }  // namespace
+
+tcamv6_child_room tcamv6_measure_child(const tcamv6_anc_data *child) {
+  const tm_util_trie_node *node = tm_trie_node(child->aux);
+  if (node == nullptr) {
+    return {TM_EINVAL, 0, child->cost, 0};
+  }
+  const auto longest = static_cast<int8_t>(tm_ptr<tcamv6_pcmpr_data>(node->data)->longest);
+  return {node->len, longest, child->cost, 0};
+}
+
+bool tcamv6_branch_is_far(int32_t lim, const tcamv6_child_room *room) {
+  return static_cast<uint32_t>(lim) < path_and_branch(room);
+}
+
+bool tcamv6_child_is_far(int32_t lim, const tcamv6_child_room *room) {
+  return static_cast<uint32_t>(lim) < path_and_cost(room) || tcamv6_branch_is_far(lim, room);
+}
+
+int32_t tcamv6_child_limit(int32_t lim, const tcamv6_child_room *room) {
+  const int32_t cost = room->cost;
+  if (tcamv6_child_is_far(lim, room)) {
+    return cost;
+  }
+  const int32_t limit = tcamv6_room_less_share(lim - room->path, room->longest);
+  return limit > cost ? limit : cost;
+}
+
+int32_t tcamv6_room_less_share(int32_t room, int32_t longest) {
+  if (room <= longest) {
+    return room;
+  }
+  const auto spare = static_cast<uint32_t>(room - longest);
+  const auto levels = static_cast<uint32_t>(longest + 2);
+  return room - static_cast<int32_t>(levels == 0 ? 0 : spare / levels);
+}
 
 int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node, int32_t limit) {
   TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");

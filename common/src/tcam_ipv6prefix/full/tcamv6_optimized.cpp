@@ -10,13 +10,12 @@
 
 #include <string.h>
 
-#include "tcamv6_cmpr_tree.h"
-#include "tcamv6_headroom.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_output.h"
+#include "tcamv6_phases.h"
 #include "tcamv6_prefix_list_internal.h"
 #include "tcamv6_read_index.h"
-#include "tcamv6_sparse.h"
+#include "tcamv6_rules.h"
 #include "tcamv6_state_internal.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
@@ -42,6 +41,7 @@ struct full_run {
   node_array cmpr_nodes;     // whose key is the record's compressed prefix
   node_array replace_nodes;  // whose key is its compressed address
   uint32_t n_rows;           // of a dump
+  bool fits;                 // lay out what the documented limits refuse
   tm_util_trie_node *orig_root;
   tm_util_trie_node *cmpr_root;
   tm_n_ary_node *anc_root;
@@ -152,45 +152,11 @@ int32_t make_printable(full_run *run) {
   return result == TM_OK ? TM_OK : report("util_trie_make_printable()", result);
 }
 
-// The tight code tells whether the table fits at all.
-int32_t cost_table(full_run *run) {
-  const auto limit = static_cast<int32_t>(run->state->max_cmpr_len);
-  const int32_t bits = tcamv6_compress_prefix_tree(run->state, run->orig_root, &run->cmpr_root, &run->anc_root, 1);
-  if (bits < 0) {
-    return report("compress_prefix_tree()", bits);
-  }
-  if (bits > limit) {
-    TM_LOG(info, "%s: Compression overflowed to %d bits, maximum allowed %d bit length", pipeline, bits, limit);
-    return TM_EOVERFLOW;
-  }
-  return TM_OK;
-}
-
-int32_t set_limits(full_run *run) {
-  const int32_t result =
-      tcamv6_opt_tree_for_updates(run->state, run->anc_root, static_cast<int32_t>(run->state->max_cmpr_len));
-  return result == TM_OK ? TM_OK : report("opt_tree_for_updates()", result);
-}
-
-int32_t build_compressed_trie(full_run *run) {
-  const auto limit = static_cast<int32_t>(run->state->max_cmpr_len);
-  const int32_t bits = tcamv6_compress_prefix_tree(run->state, run->orig_root, &run->cmpr_root, &run->anc_root, 0);
-  if (bits < 0) {
-    return report("compress_prefix_tree(final)", bits);
-  }
-  if (bits > limit) {
-    TM_LOG(info, "%s: Final trie generation failed. Overflow to %d bits, maximum allowed %d bit length", pipeline, bits,
-           limit);
-    return TM_EFAULT;
-  }
-  return TM_OK;
-}
-
-int32_t make_sparse(full_run *run) {
-  const int32_t result = tcamv6_make_sparse_cmpr_trie(run->anc_root, static_cast<int32_t>(run->state->max_cmpr_len));
-  if (result != TM_OK) {
-    TM_LOG(error, "%s: Failed to make compressed trie sparse %d", pipeline, result);
-  }
+int32_t lay_out(full_run *run) {
+  tcamv6_phases layout = {run->state, run->orig_root, nullptr, nullptr, run->fits};
+  const int32_t result = tcamv6_run_phases(&layout);
+  run->anc_root = layout.anc_root;
+  run->cmpr_root = layout.cmpr_root;
   return result;
 }
 
@@ -258,8 +224,7 @@ int32_t fill_results(full_run *run) {
 int32_t run_phases(full_run *run) {
   using phase = int32_t (*)(full_run *);
   constexpr phase phases[] = {
-      allocate_arrays,       make_root,   insert_list,   make_printable, cost_table, set_limits,
-      build_compressed_trie, make_sparse, collect_nodes, fill_results,
+      allocate_arrays, make_root, insert_list, make_printable, lay_out, collect_nodes, fill_results,
   };
   for (const phase next : phases) {
     const int32_t result = next(run);
@@ -322,6 +287,7 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
   run.state = state;
   run.count = count;
   run.list = list;
+  run.fits = tcamv6_rules_now().room;
   run.cmpr_prefs = cmpr_prefs;
   run.cmpr_addrs = cmpr_addrs;
   if (!has_arguments(&run, n_distinct_out)) {

@@ -38,8 +38,6 @@ namespace {
 
 constexpr int32_t no_limit = 0xFFFFFFF;  // of a side without a child
 
-tcamv6_cmpr_data *cmpr_data_of(const tm_util_trie_node *node) { return tm_ptr<tcamv6_cmpr_data>(node->data); }
-
 int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
 
 bool has_both_children(const tm_util_trie_node *node) {
@@ -49,7 +47,7 @@ bool has_both_children(const tm_util_trie_node *node) {
 // The path of the walk that writes keys, after it went down an edge from a depth and through all that lies below. Until
 // a node gets its own key, its key and len hold what the walk sets below it: bits up to depth `len` of the path.
 tm_key_number path_after(tm_key_number path, int32_t depth, uint32_t bit, const tm_util_trie_node *child) {
-  const tm_key_number edge_end = tm_key_number_leading(cmpr_data_of(child)->max_depth);
+  const tm_key_number edge_end = tm_key_number_leading(tcamv6_cmpr_data_of(child)->max_depth);
   const tm_key_number edge = edge_end & ~tm_key_number_leading(depth);
   const tm_key_number below = tm_key_number_leading(child->len) & ~edge_end;
   const tm_key_number kept = path & ~edge & ~below;
@@ -129,59 +127,6 @@ int32_t limit_above_child(int32_t r, int32_t d, int32_t p) {
   return smaller(t / (d + 1) + p + raised, r - 1);
 }
 
-// Limits of the inner nodes, bottom-up. d = depth below the nearest prefix node, p = that node's limit. Returns the
-// node's limit, or a negative code; a negative limit ends the walk like one.
-int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int32_t p) {
-  if (node == nullptr) {
-    return TM_OK;
-  }
-  tcamv6_cmpr_data *data = cmpr_data_of(node);
-  if (tm_trie_is_leaf(node)) {
-    if (data == nullptr) {
-      TM_LOG(error, "%s: maximum prefix length not known for leaf cmpr_node", __func__);
-      return TM_EFAULT;
-    }
-    TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", __func__,
-           static_cast<void *>(node), static_cast<unsigned long>(node->data), data->max_depth);
-    note_path_bits(node, data->max_depth);
-    return data->max_depth;
-  }
-  if (data != nullptr) {
-    TM_LOG(info, "%s: cmpr pref_node limit %d", __func__, data->max_depth);
-    d = 0;
-    p = data->max_depth;
-  }
-  int32_t limits[2] = {no_limit, no_limit};
-  bool above_dummy = false;
-  for (uint32_t bit = 0; bit < 2; ++bit) {
-    tm_util_trie_node *child = tm_trie_child(node, bit);
-    if (child == nullptr) {
-      continue;
-    }
-    const int32_t r = tcamv6_set_cmpr_trie_node_limits(child, d + 1, p);
-    if (r < 0) {
-      return r;
-    }
-    limits[bit] = limit_above_child(r, d, p);
-    const tcamv6_cmpr_data *child_data = cmpr_data_of(child);
-    above_dummy = above_dummy || (child_data != nullptr && child_data->ends != 0);
-  }
-  if (data == nullptr) {
-    data = new_cmpr_data(node, __func__);
-    if (data == nullptr) {
-      return TM_ENOMEM;
-    }
-    data->max_depth = static_cast<int8_t>(above_dummy ? p + 1 : smaller(limits[0], limits[1]));
-    TM_LOG(info, "%s: cmpr node %p max_depth %d (parent:%d,L:%d,R:%d) parent->node %d", __func__,
-           static_cast<void *>(node), data->max_depth, p, limits[0], limits[1], d);
-  } else {
-    TM_LOG(info, "%s: cmpr node %p max_depth %d", __func__, static_cast<void *>(node), data->max_depth);
-  }
-  TM_LOG(trace, "%s: ends %d", __func__, data->max_depth);
-  note_path_bits(node, data->max_depth);
-  return data->max_depth;
-}
-
 // A place on the way down: where the next node goes.
 struct way_down {
   tm_util_trie_node *parent;  // null above the root
@@ -225,7 +170,7 @@ int32_t tcamv6_extend_subtrie_paths(tm_util_trie_node *node, way_down way) {
   if (node == nullptr) {
     return TM_OK;
   }
-  const tcamv6_cmpr_data *data = cmpr_data_of(node);
+  const tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
   if (data == nullptr) {
     TM_LOG(error, "%s: cmpr_node data not set", __func__);
     return TM_EFAULT;
@@ -272,6 +217,68 @@ int32_t make_sparse(const tm_n_ary_node *anc_root, int32_t max_cmpr_len, const c
 }
 
 }  // namespace
+
+int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int32_t p) {
+  if (node == nullptr) {
+    return TM_OK;
+  }
+  tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
+  if (tm_trie_is_leaf(node)) {
+    if (data == nullptr) {
+      TM_LOG(error, "%s: maximum prefix length not known for leaf cmpr_node", __func__);
+      return TM_EFAULT;
+    }
+    TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", __func__,
+           static_cast<void *>(node), static_cast<unsigned long>(node->data), data->max_depth);
+    note_path_bits(node, data->max_depth);
+    return data->max_depth;
+  }
+  if (data != nullptr) {
+    TM_LOG(info, "%s: cmpr pref_node limit %d", __func__, data->max_depth);
+    d = 0;
+    p = data->max_depth;
+  }
+  int32_t limits[2] = {no_limit, no_limit};
+  bool above_dummy = false;
+  for (uint32_t bit = 0; bit < 2; ++bit) {
+    tm_util_trie_node *child = tm_trie_child(node, bit);
+    if (child == nullptr) {
+      continue;
+    }
+    const int32_t r = tcamv6_set_cmpr_trie_node_limits(child, d + 1, p);
+    if (r < 0) {
+      return r;
+    }
+    limits[bit] = limit_above_child(r, d, p);
+    const tcamv6_cmpr_data *child_data = tcamv6_cmpr_data_of(child);
+    above_dummy = above_dummy || (child_data != nullptr && child_data->ends != 0);
+  }
+  if (data == nullptr) {
+    data = new_cmpr_data(node, __func__);
+    if (data == nullptr) {
+      return TM_ENOMEM;
+    }
+    data->max_depth = static_cast<int8_t>(above_dummy ? p + 1 : smaller(limits[0], limits[1]));
+    TM_LOG(info, "%s: cmpr node %p max_depth %d (parent:%d,L:%d,R:%d) parent->node %d", __func__,
+           static_cast<void *>(node), data->max_depth, p, limits[0], limits[1], d);
+  } else {
+    TM_LOG(info, "%s: cmpr node %p max_depth %d", __func__, static_cast<void *>(node), data->max_depth);
+  }
+  TM_LOG(trace, "%s: ends %d", __func__, data->max_depth);
+  note_path_bits(node, data->max_depth);
+  return data->max_depth;
+}
+
+tcamv6_cmpr_data *tcamv6_put_limit(tm_util_trie_node *node, int32_t depth, bool ends) {
+  tcamv6_cmpr_data *data = new_cmpr_data(node, __func__);
+  if (data != nullptr) {
+    data->max_depth = static_cast<int8_t>(depth);
+    data->ends = ends;
+  }
+  return data;
+}
+
+int32_t tcamv6_extend_cmpr_trie(tm_util_trie_node *cmpr_root) { return tcamv6_extend_subtrie_paths(cmpr_root, {}); }
 
 int32_t tcamv6_make_sparse_cmpr_trie(tm_n_ary_node *anc_root, int32_t max_cmpr_len) {
   TM_LOG(trace, "%s: Starting anc_root %p, max_cmpr_len %d", __func__, static_cast<void *>(anc_root), max_cmpr_len);

@@ -23,4 +23,24 @@ TM_ASSERT_OFFSET(tcamv6_cmpr_data, ends, 4);
 // a negative limit itself.
 int32_t tcamv6_make_sparse_cmpr_trie(tm_n_ary_node *anc_root, int32_t max_cmpr_len);
 
+// The steps of it, for those who lay out one node's children at a time.
+
+inline tcamv6_cmpr_data *tcamv6_cmpr_data_of(const tm_util_trie_node *node) {
+  return tm_ptr<tcamv6_cmpr_data>(node->data);
+}
+
+// Give a node its depth. Returns null when the pool is exhausted.
+tcamv6_cmpr_data *tcamv6_put_limit(tm_util_trie_node *node, int32_t depth, bool ends);
+
+// Limits of the inner nodes from a node down, bottom-up; nodes that have one keep it. It also notes in key and len of
+// every node what the walk that writes keys sets below it, so it runs over the whole trie before that walk does.
+//   d   depth of the node below the nearest prefix node; 0 for such a node itself
+//   p   that node's limit
+// Returns the node's limit; -12, -14; a negative limit ends the walk like an error.
+int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int32_t p);
+
+// Put the chains above the nodes of a trie whose nodes all have limits, and write keys and lengths.
+// Returns 0, -12 or -14.
+int32_t tcamv6_extend_cmpr_trie(tm_util_trie_node *cmpr_root);
+
 #endif

@@ -66,6 +66,9 @@ void tcamv6_moves_publish(const tcamv6_state *state) {
     return;
   }
   clear(list);
+  if (collected.count == 0) {
+    clear(&collected);
+  }
   *list = collected;
   collected = {};
 }
