@@ -154,8 +154,9 @@ TM_API uint32_t zel_v6comp_safe_updates(void);
  * which. All others keep code and address. A batch is then refused with 75 when the table needs more than 64 bits, 12
  * without memory, 22 for a wrong request, 28 when it would move more than zel_v6comp_set_move_limit allows, and 2 when
  * something had to be moved in a table that additions without safe updates have left with codes that nest where
- * prefixes do not: reset it and compress in full. A refused batch leaves every stored prefix, code, counter and handle,
- * and the moves of the batch before, as they were. Off, batches are those of the other two modes, byte for byte. */
+ * prefixes do not: zel_v6comp_recompress mends it. A refused batch leaves every stored prefix, code, counter and
+ * handle, and the moves of the batch before, as they were. Off, batches are those of the other two modes, byte for
+ * byte. */
 TM_API void zel_v6comp_set_room(uint32_t on);
 
 /** 1 when room mode is on, else 0. */
