@@ -6,6 +6,7 @@
 
 #include "table_change.h"
 #include "table_stored.h"
+#include "tcamv6_moves_internal.h"
 
 namespace {
 
@@ -168,6 +169,7 @@ int32_t fill_empty(table_change_run *run) {
   if (result != TM_OK) {
     return status_of_full(result, failures);
   }
+  tcamv6_moves_begin();  // a full compression moves nothing; what is collected is of an earlier batch
   if (table_plan_change(run) != TM_OK) {
     table_empty_instance(run->table);
     run->table->n_stored = 0;
