@@ -4,7 +4,9 @@ include(CMakePackageConfigHelpers)
 
 set(V6COMP_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/zel_v6comp)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zel_v6comp)
-target_include_directories(zel_v6comp_lib INTERFACE $<INSTALL_INTERFACE:${V6COMP_INSTALL_INCLUDEDIR}>)
+# Both <zel_v6comp.h> and <zel_v6comp/zel_v6comp.h>.
+target_include_directories(zel_v6comp_lib INTERFACE
+  $<INSTALL_INTERFACE:${V6COMP_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
 install(TARGETS zel_v6comp_lib EXPORT zel_v6comp LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ${public_headers} DESTINATION ${V6COMP_INSTALL_INCLUDEDIR})
@@ -17,6 +19,6 @@ install(FILES ${PROJECT_BINARY_DIR}/zel_v6compConfig.cmake ${PROJECT_BINARY_DIR}
   DESTINATION ${package_dir})
 
 # Relative to the file itself, so that an installed tree can be moved.
-file(RELATIVE_PATH pc_includedir /${CMAKE_INSTALL_LIBDIR}/pkgconfig /${V6COMP_INSTALL_INCLUDEDIR})
+file(RELATIVE_PATH pc_includedir /${CMAKE_INSTALL_LIBDIR}/pkgconfig /${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zel_v6comp.pc.in ${PROJECT_BINARY_DIR}/zel_v6comp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zel_v6comp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

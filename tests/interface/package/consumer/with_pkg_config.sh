@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# with_pkg_config.sh PKG_CONFIG LIBDIR WORKDIR CC CXX VERSION: build and run both hosts by pkg-config alone.
+# with_pkg_config.sh PKG_CONFIG LIBDIR WORKDIR CC CXX VERSION: build and run the hosts by pkg-config alone.
 set -eu
 pkg_config=$1 libdir=$2 work=$3 cc=$4 cxx=$5 version=$6
 here=$(dirname "$0")
@@ -19,5 +19,8 @@ libs=$("$pkg_config" --libs zel_v6comp)
 "$cc" -std=c11 -Wall -Wextra -Werror $cflags "$here/c_host.c" -o "$work/c_host" $libs
 # shellcheck disable=SC2086
 "$cxx" -std=c++20 -Wall -Wextra -Werror $cflags "$here/cxx_host.cpp" -o "$work/cxx_host" $libs
+# shellcheck disable=SC2086
+"$cxx" -std=c++20 -Wall -Wextra -Werror $cflags "$here/cxx_table_host.cpp" -o "$work/cxx_table_host" $libs
 LD_LIBRARY_PATH=$libdir "$work/c_host"
 LD_LIBRARY_PATH=$libdir "$work/cxx_host"
+LD_LIBRARY_PATH=$libdir "$work/cxx_table_host"
