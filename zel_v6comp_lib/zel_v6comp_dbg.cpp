@@ -70,9 +70,10 @@ void zel_v6comp_debug_all(int32_t on) {
 }
 
 void tcamv6_write_to_file(int fd, const char *format, ...) {
+  constexpr const char *function = "tcamv6_write_to_file";
   constexpr size_t most_characters = 255;
   if (format == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return;
   }
   char line[most_characters + 2] = {};  // and the line end, and the terminator
@@ -82,6 +83,6 @@ void tcamv6_write_to_file(int fd, const char *format, ...) {
   va_end(args);
   strcat(line, "\n");
   if (write(fd, line, strlen(line)) == -1) {
-    syslog(LOG_ERR, "%s:%d write failed", __func__, 319);
+    syslog(LOG_ERR, "%s:%d write failed", function, 319);
   }
 }

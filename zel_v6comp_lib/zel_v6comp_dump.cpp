@@ -70,8 +70,9 @@ uint32_t dump_into_list(tcamv6_state *state, const dump_tables *tables, uint32_t
 
 uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, uint32_t *count_out,
                                          tm_incr_update_entry **list_out) {
+  constexpr const char *function = "zel_v6comp_sort_and_dump_prefix";
   if (count_out == nullptr || list_out == nullptr) {
-    TM_LOG_PROCESSING(error, "%s: Bad arguments", __func__);
+    TM_LOG_PROCESSING(error, "%s: Bad arguments", function);
     return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_state *state = zel_v6comp_instance(processor, instance);
@@ -81,7 +82,7 @@ uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, ui
   uint32_t n = 0;
   const int32_t result = tcamv6_dump_n_prefixes(state, &n);
   if (state == nullptr || result != TM_OK || n == 0) {
-    TM_LOG_PROCESSING(info, "%s: failed to get number of prefixes in table %d (got %d)", __func__, result,
+    TM_LOG_PROCESSING(info, "%s: failed to get number of prefixes in table %d (got %d)", function, result,
                       static_cast<int>(n));
     *count_out = 0;
     return zel_v6comp_status(result);
@@ -91,7 +92,7 @@ uint32_t zel_v6comp_sort_and_dump_prefix(int32_t processor, int32_t instance, ui
   if (allocate_tables(&tables, n)) {
     status = dump_into_list(state, &tables, n, count_out, list_out);
   } else {
-    TM_LOG(error, "%s: failed to calloc table for %d prefixes", __func__, static_cast<int>(n));
+    TM_LOG(error, "%s: failed to calloc table for %d prefixes", function, static_cast<int>(n));
     status = zel_v6comp_status(TM_ENOMEM);
   }
   free_tables(&tables);

@@ -42,30 +42,31 @@ uint32_t init_instances(int32_t n_instances, int32_t n_processors, const char *f
 }  // namespace
 
 uint32_t zel_v6comp_init_global_state(int32_t n_instances, int32_t n_processors) {
+  constexpr const char *function = "zel_v6comp_init_global_state";
   zel_v6comp_dbg_init();
   if (n_processors > TCAMV6_MAX_PROCESSORS) {
-    TM_LOG(error, "%s: ERROR: Invalid number of zels :%d ", __func__, n_processors);
+    TM_LOG(error, "%s: ERROR: Invalid number of zels :%d ", function, n_processors);
     return zel_v6comp_status(TM_EINVAL);
   }
   if (n_instances > TCAMV6_MAX_INSTANCES) {
-    TM_LOG(error, "%s: error, current v6comp lib support only 2 instances ", __func__);
+    TM_LOG(error, "%s: error, current v6comp lib support only 2 instances ", function);
     return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_forget_leftovers();  // they belong to the pools that are abandoned now
   tcamv6_moves_forget_all();
   gbl_state = static_cast<gbl_state_block *>(zel_calloc_named(TM_MEM_TAG_RESULT, 1, sizeof *gbl_state));
   if (gbl_state == nullptr) {
-    TM_LOG(error, "%s: Fatal error -- Failed allocate gbl_state, size %zu ", __func__, sizeof *gbl_state);
+    TM_LOG(error, "%s: Fatal error -- Failed allocate gbl_state, size %zu ", function, sizeof *gbl_state);
     return zel_v6comp_status(TM_ENOMEM);
   }
   zel_memset(gbl_state, 0, sizeof *gbl_state);
   const auto result = static_cast<int32_t>(tm_init_raw_chunks(gbl_state->chunk_info, raw_blk, 0, TM_CHUNK_TYPES));
   if (result != TM_OK) {
-    TM_LOG(error, "%s: Fatal error -- Failed to init tm chunks ", __func__);
+    TM_LOG(error, "%s: Fatal error -- Failed to init tm chunks ", function);
     return zel_v6comp_status(result);
   }
   set_chunk_bases(gbl_state->chunk_info);
-  return init_instances(n_instances, n_processors, __func__);
+  return init_instances(n_instances, n_processors, function);
 }
 
 tcamv6_state *zel_v6comp_instance(int32_t processor, int32_t instance) {
@@ -79,9 +80,10 @@ uint32_t zel_v6comp_build_index(int32_t processor, int32_t instance) {
 }
 
 uint32_t zel_v6comp_reset_instance(int32_t processor, int32_t instance) {
+  constexpr const char *function = "zel_v6comp_reset_instance";
   tcamv6_state *state = zel_v6comp_instance(processor, instance);
   if (state == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return zel_v6comp_status(TM_EINVAL);
   }
   return zel_v6comp_status(tcamv6_reset(&state, 0));

@@ -160,16 +160,17 @@ void clear_outputs(tcamv6_cmpr_pref **cmpr_prefs_out, tcamv6_cmpr_addr **cmpr_ad
 
 uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
                                              tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out) {
+  constexpr const char *function = "zel_v6comp_prefix_compress_prefixes";
   if (req == nullptr) {
     clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
     return zel_v6comp_status(TM_ENOMEM);
   }
-  TM_LOG(trace, "%s: Starting pref_infp %p", __func__, static_cast<const void *>(req));
+  TM_LOG(trace, "%s: Starting pref_infp %p", function, static_cast<const void *>(req));
   const v6comp_pref_info header = read_header(req);
   clear_outputs(cmpr_prefs_out, cmpr_addrs_out);
   const uint32_t n = header.n_prefixes;
   if (n > TCAMV6_MAX_PREFIXES) {
-    TM_LOG(error, "%s: Number of prefix %u greater than maximum possible %u", __func__, n,
+    TM_LOG(error, "%s: Number of prefix %u greater than maximum possible %u", function, n,
            static_cast<uint32_t>(TCAMV6_MAX_PREFIXES));
     return zel_v6comp_status(TM_EINVAL);
   }
@@ -185,7 +186,7 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
                cmpr_prefs_out, cmpr_addrs_out, changed_out != nullptr ? changed_out : &unused_changed};
   const int32_t built = build_list(&r, records_of(req), n, full);
   if (built != TM_OK) {
-    TM_LOG_PROCESSING(info, "%s: failed to build prefix list", __func__);
+    TM_LOG_PROCESSING(info, "%s: failed to build prefix list", function);
     return zel_v6comp_status(built);
   }
   const uint32_t status = run_request(&r, full);
@@ -197,6 +198,7 @@ uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6
 }
 
 uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req) {
+  constexpr const char *function = "zel_v6comp_prefix_compress";
   if (req == nullptr) {
     return zel_v6comp_status(TM_ENOMEM);
   }
@@ -205,9 +207,9 @@ uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req) {
   uint32_t changed = 1;
   const uint32_t status = zel_v6comp_prefix_compress_prefixes(req, &cmpr_prefs, &cmpr_addrs, &changed);
   if (status != 0) {
-    TM_LOG(error, "%s: zel_v6comp_prefix_compress_prefixes() failed %d", __func__, static_cast<int>(status));
+    TM_LOG(error, "%s: zel_v6comp_prefix_compress_prefixes() failed %d", function, static_cast<int>(status));
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, static_cast<int>(status));
+  TM_LOG(trace, "%s: Complete %d", function, static_cast<int>(status));
   zel_v6comp_free_compr_result(cmpr_prefs, cmpr_addrs);
   return status;
 }

@@ -36,9 +36,10 @@ uint32_t zel_v6comp_moves(int32_t processor, int32_t instance, const zel_v6comp_
 }
 
 uint32_t zel_v6comp_recompress(int32_t processor, int32_t instance) {
+  constexpr const char *function = "zel_v6comp_recompress";
   tcamv6_state *state = zel_v6comp_instance(processor, instance);
   if (tcamv6_state_unusable(state)) {
-    TM_LOG_PROCESSING(error, "%s: Bad arguments", __func__);
+    TM_LOG_PROCESSING(error, "%s: Bad arguments", function);
     return zel_v6comp_status(TM_EINVAL);
   }
   tcamv6_reclaim_leftovers();
@@ -47,7 +48,7 @@ uint32_t zel_v6comp_recompress(int32_t processor, int32_t instance) {
   if (result == TM_OK) {
     tcamv6_moves_publish(state);
   } else {
-    TM_LOG(error, "%s: recompress() failed %d", __func__, result);
+    TM_LOG(error, "%s: recompress() failed %d", function, result);
     tcamv6_moves_begin();
   }
   return zel_v6comp_status(result);

@@ -50,9 +50,10 @@ bool type_has_pool(uint32_t type, const char *function) {
 tm_chunk_info *tm_chunk_info_base() { return chunk_info_base; }
 
 uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *table, uint32_t first_type, uint32_t n_types) {
+  constexpr const char *function = "tm_init_raw_chunks";
   const bool no_table = n_types != 0 && (info_base == nullptr || table == nullptr);
   if (no_table || first_type > TM_CHUNK_TYPES || n_types > TM_CHUNK_TYPES - first_type) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return static_cast<uint32_t>(TM_EINVAL);
   }
   for (uint32_t type = first_type; type < first_type + n_types; ++type) {
@@ -77,7 +78,8 @@ uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *table, uin
 }
 
 void *tm_chunk_malloc(uint32_t type) {
-  if (!type_has_pool(type, __func__)) {
+  constexpr const char *function = "tm_chunk_malloc";
+  if (!type_has_pool(type, function)) {
     return nullptr;
   }
   tm_chunk_info *info = &chunk_info_base[type];
@@ -97,7 +99,8 @@ void *tm_chunk_malloc(uint32_t type) {
 }
 
 void tm_chunk_free(uint32_t type, void *element) {
-  if (!type_has_pool(type, __func__)) {
+  constexpr const char *function = "tm_chunk_free";
+  if (!type_has_pool(type, function)) {
     return;
   }
   if (tm_journal_is_open) {

@@ -30,8 +30,9 @@ int32_t tm_util_list_insert(tm_util_list_node **headp, uint64_t data) {
 }
 
 int32_t tm_util_list_delete(tm_util_list_node **headp, uint64_t data) {
+  constexpr const char *function = "tm_util_list_delete";
   if (headp == nullptr) {
-    TM_LOG(error, "TU: %s: Error (%d) ptr(s) (0x%p, N/A)", __func__, TM_EINVAL, static_cast<void *>(headp));
+    TM_LOG(error, "TU: %s: Error (%d) ptr(s) (0x%p, N/A)", function, TM_EINVAL, static_cast<void *>(headp));
     return TM_EINVAL;
   }
   for (tm_util_list_node **link = headp; *link != nullptr; link = &(*link)->next) {
@@ -42,7 +43,7 @@ int32_t tm_util_list_delete(tm_util_list_node **headp, uint64_t data) {
       return TM_OK;
     }
   }
-  TM_LOG(error, "TU: %s: Error (%d) ptr(s) (0x%p, 0x%p)", __func__, TM_ENOENT, static_cast<void *>(headp),
+  TM_LOG(error, "TU: %s: Error (%d) ptr(s) (0x%p, 0x%p)", function, TM_ENOENT, static_cast<void *>(headp),
          static_cast<void *>(*headp));
   return TM_ENOENT;
 }

@@ -128,23 +128,25 @@ uint32_t rewrite_named_slots(const tcamv6_state *state) {
 
 int32_t tcamv6_extra_ops_get(tcamv6_state *state, tcamv6_cmpr_pref **first_half, tcamv6_cmpr_pref **second_half,
                              uint32_t *count) {
+  constexpr const char *function = "tcamv6_extra_ops_get";
   if (tcamv6_state_unusable(state) || first_half == nullptr || second_half == nullptr || count == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return TM_EINVAL;
   }
   *count = state->extra_op_count;
   *first_half = state->extra_ops;
   *second_half = state->extra_ops == nullptr ? nullptr : state->extra_ops + state->extra_op_count;
   if (rewrite_named_slots(state) != state->extra_op_count) {
-    TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", __func__);
+    TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", function);
     return TM_EFAULT;
   }
   return TM_OK;
 }
 
 int32_t tcamv6_extra_ops_free(tcamv6_state *state) {
+  constexpr const char *function = "tcamv6_extra_ops_free";
   if (state == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return TM_EINVAL;
   }
   state->extra_op_count = 0;

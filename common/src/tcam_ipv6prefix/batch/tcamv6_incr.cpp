@@ -471,19 +471,20 @@ bool has_arguments(const batch *b) {
 int32_t tcamv6_incr_compress(tcamv6_state *state, uint32_t n_prefs, const tcamv6_prefix *inp_prefs,
                              tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs, uint32_t *extra_ops_pending,
                              uint32_t *changed, uint32_t *walk_result) {
+  constexpr const char *function = "tcamv6_incr_compress";
   batch b = {state,      tcamv6_rules_now(), n_prefs, inp_prefs,   cmpr_prefs,
              cmpr_addrs, extra_ops_pending,  changed, walk_result, 0};
   if (has_arguments(&b)) {
     return run_batch(&b, batch_kind::request);
   }
-  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", __func__,
+  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", function,
          static_cast<void *>(state), static_cast<int>(n_prefs), static_cast<const void *>(inp_prefs),
          static_cast<void *>(cmpr_prefs), static_cast<void *>(cmpr_addrs));
   if (changed != nullptr) {
     *changed = 0;
   }
-  TM_LOG(info, "%s: Bad arguments", __func__);
+  TM_LOG(info, "%s: Bad arguments", function);
   tm_chunk_log_statistics("End point");
-  TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
+  TM_LOG(trace, "%s: Complete %d", function, TM_EINVAL);
   return TM_EINVAL;
 }

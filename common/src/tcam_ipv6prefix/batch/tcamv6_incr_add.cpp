@@ -326,11 +326,12 @@ void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
 
 tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_rules *rules,
                                       const tcamv6_prefix *prefix, tcamv6_cmpr_pref *slot, int32_t *changed) {
-  TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),
+  constexpr const char *function = "tcamv6_incr_add_prefix";
+  TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", function, static_cast<void *>(state),
          static_cast<const void *>(prefix), prefix == nullptr ? 0 : prefix->length);
   *changed = 0;
   if (state == nullptr || prefix == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return tcamv6_outcome::bad_request;
   }
   tcamv6_drop_read_index(state);
@@ -357,6 +358,6 @@ tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_r
   *changed = prefix->weight != prefix->anchor_ref;
   const tm_util_trie_node *node = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
   state->n_rows += !tcamv6_is_anchor_only(node);
-  TM_LOG(trace, "%s: Complete %d", __func__, tcamv6_status_of(outcome));
+  TM_LOG(trace, "%s: Complete %d", function, tcamv6_status_of(outcome));
   return outcome;
 }

@@ -194,7 +194,8 @@ int32_t delete_reference(tcamv6_state *state, const tcamv6_update_rules *rules, 
 
 int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
                                tcamv6_cmpr_pref * /*slot*/, int32_t *changed, uint32_t *remaining) {
-  TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", __func__, static_cast<void *>(state),
+  constexpr const char *function = "tcamv6_incr_del_prefix";
+  TM_LOG(trace, "%s: Starting statep %p, prefix %p, length %d", function, static_cast<void *>(state),
          static_cast<const void *>(prefix), prefix == nullptr ? 0 : prefix->length);
   *changed = 0;
   if (prefix == nullptr) {
@@ -205,6 +206,6 @@ int32_t tcamv6_incr_del_prefix(tcamv6_state *state, const tcamv6_update_rules *r
   if (result != TM_OK) {
     *changed = 0;
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

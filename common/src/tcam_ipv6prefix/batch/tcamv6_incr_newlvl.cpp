@@ -437,13 +437,14 @@ int32_t add_level(new_level *level) {
 
 int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
                                    int32_t max_cmpr_len) {
-  TM_LOG(trace, "%s: Starting orig_trie %p, prefix %p (len %d)", __func__,
+  constexpr const char *function = "tcav6_incr_add_pref_newlvl";
+  TM_LOG(trace, "%s: Starting orig_trie %p, prefix %p (len %d)", function,
          static_cast<void *>(state == nullptr ? nullptr : tm_trie_node(state->orig_root)),
          static_cast<const void *>(prefix), max_cmpr_len);
   int32_t result = TM_EINVAL;
   new_level level = {};
   if (state == nullptr || state->orig_root == TM_CHUNK_IDX_NULL || prefix == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
   } else {
     level.state = state;
     level.rules = rules;
@@ -457,6 +458,6 @@ int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_update_rule
     }
   }
   tm_free(level.adopted);
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

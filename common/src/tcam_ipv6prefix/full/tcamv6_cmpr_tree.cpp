@@ -249,10 +249,11 @@ int32_t tcamv6_make_cmpr_node(tcamv6_anc_data *data) {
 }
 
 int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcmpr_root, tm_util_trie_node *trie_node) {
-  TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", __func__, static_cast<void *>(anc_node),
+  constexpr const char *function = "tcamv6_gen_pcmpr_subtrie";
+  TM_LOG(trace, "%s: Starting anc_root %p, pcmpr_root %p, trie_root %p ", function, static_cast<void *>(anc_node),
          static_cast<void *>(pcmpr_root), static_cast<void *>(trie_node));
   if (anc_node == nullptr || pcmpr_root == nullptr || trie_node == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return TM_EINVAL;
   }
   const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
@@ -263,20 +264,21 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
        child = tcamv6_anc_next(child)) {
     tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
     TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
-    result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, __func__)
-                                             : place_prefix(child_data, trie_node, __func__);
+    result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, function)
+                                             : place_prefix(child_data, trie_node, function);
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }
 
 int32_t tcamv6_compress_prefix_tree(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie_node **cmpr_rootp,
                                     tm_n_ary_node **anc_rootp, int32_t cost_only) {
-  TM_LOG(trace, "%s: Starting state %p, trie_root %p, cmpr_rootp %p, anc_rootp %p, cost_only %d ", __func__,
+  constexpr const char *function = "tcamv6_compress_prefix_tree";
+  TM_LOG(trace, "%s: Starting state %p, trie_root %p, cmpr_rootp %p, anc_rootp %p, cost_only %d ", function,
          static_cast<void *>(state), static_cast<void *>(trie_root), static_cast<void *>(cmpr_rootp),
          static_cast<void *>(anc_rootp), cost_only);
   if (state == nullptr || cmpr_rootp == nullptr || anc_rootp == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return TM_EINVAL;
   }
   const int32_t result = compress(state, trie_root, cmpr_rootp, anc_rootp, cost_only);

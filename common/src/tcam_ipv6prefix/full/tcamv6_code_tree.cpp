@@ -130,11 +130,12 @@ void abandon_joints(const tm_util_heap_elem *entries, uint32_t count) {
 }  // namespace
 
 int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie_node, int32_t cost_only) {
-  TM_LOG(trace, "%s: Starting anc_node index %lx, trie_node %p", __func__, static_cast<unsigned long>(tm_idx(anc_node)),
+  constexpr const char *function = "tcamv6_gen_huffman_tree";
+  TM_LOG(trace, "%s: Starting anc_node index %lx, trie_node %p", function, static_cast<unsigned long>(tm_idx(anc_node)),
          static_cast<void *>(trie_node));
   if (anc_node == nullptr || (cost_only == 0 && trie_node == nullptr)) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
-    TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
+    TM_LOG(info, "%s: Bad arguments", function);
+    TM_LOG(trace, "%s: Complete %d", function, TM_EINVAL);
     return TM_EINVAL;
   }
   uint32_t count = count_children(anc_node);
@@ -142,7 +143,7 @@ int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie
   auto *entries = static_cast<tm_util_heap_elem *>(zel_malloc_named(TM_MEM_TAG_CODE_HEAP, bytes));
   int32_t result = TM_OK;
   if (entries == nullptr) {
-    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, bytes);
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", function, bytes);
     result = TM_ENOMEM;
   } else if (count != 0) {
     fill_entries(anc_node, entries);
@@ -154,7 +155,7 @@ int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie
       finish(data, cost_only == 0 ? trie_node : nullptr, entries, count);
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   tm_free(entries);
   return result;
 }

@@ -280,7 +280,8 @@ bool has_arguments(const full_run *run, const uint32_t *n_distinct_out) {
 int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tcamv6_prefix *list,
                                   tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs,
                                   uint32_t *n_distinct_out) {
-  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addr %p", __func__,
+  constexpr const char *function = "tcamv6_optimized_compress";
+  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addr %p", function,
          static_cast<void *>(state), static_cast<int>(count), static_cast<const void *>(list),
          static_cast<void *>(cmpr_prefs), static_cast<void *>(cmpr_addrs));
   full_run run = {};
@@ -291,8 +292,8 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
   run.cmpr_prefs = cmpr_prefs;
   run.cmpr_addrs = cmpr_addrs;
   if (!has_arguments(&run, n_distinct_out)) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
-    TM_LOG(trace, "%s: Complete %d", __func__, TM_EINVAL);
+    TM_LOG(info, "%s: Bad arguments", function);
+    TM_LOG(trace, "%s: Complete %d", function, TM_EINVAL);
     return TM_EINVAL;
   }
   empty_state(state);
@@ -307,7 +308,7 @@ int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tca
     *n_distinct_out = 0;
   }
   tm_chunk_log_statistics("End point");
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   free_arrays(&run);
   return result;
 }

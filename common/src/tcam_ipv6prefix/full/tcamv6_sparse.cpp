@@ -85,27 +85,28 @@ tcamv6_cmpr_data *new_cmpr_data(tm_util_trie_node *node, const char *function) {
 
 // Limits of the nodes of compressed prefixes: what lies below them keeps `lim` bits.
 int32_t tcamv6_set_cmpr_trie_prefix_node_limits(const tm_n_ary_node *anc_node, int32_t max_cmpr_len) {
+  constexpr const char *function = "tcamv6_set_cmpr_trie_prefix_node_limits";
   if (anc_node == nullptr) {
     return TM_OK;
   }
   const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
   if (data == nullptr) {
-    TM_LOG(error, "%s: anc_node data is NULL", __func__);
+    TM_LOG(error, "%s: anc_node data is NULL", function);
     return TM_EFAULT;
   }
   tm_util_trie_node *node = tcamv6_cmpr_node(data);
   if (node == nullptr) {
-    TM_LOG(info, "%s: No compressed prefix for anc_node %d", __func__, static_cast<int>(tcamv6_anc_tag(data)));
+    TM_LOG(info, "%s: No compressed prefix for anc_node %d", function, static_cast<int>(tcamv6_anc_tag(data)));
     return TM_EFAULT;
   }
-  tcamv6_cmpr_data *limits = new_cmpr_data(node, __func__);
+  tcamv6_cmpr_data *limits = new_cmpr_data(node, function);
   if (limits == nullptr) {
     return TM_ENOMEM;
   }
   // The whole word is subtracted and cut to 8 bits: its flags are multiples of 256 and drop out.
   limits->max_depth = static_cast<int8_t>(static_cast<uint8_t>(max_cmpr_len - data->bits));
   limits->ends = tcamv6_anc_is_dummy(data);
-  TM_LOG(info, "%s: cmpr node %p cmpr data %p max_depth %d anc node %p anc data %p (cost:%d,ht:%d,len:%d)", __func__,
+  TM_LOG(info, "%s: cmpr node %p cmpr data %p max_depth %d anc node %p anc data %p (cost:%d,ht:%d,len:%d)", function,
          static_cast<void *>(node), static_cast<void *>(limits), limits->max_depth, static_cast<const void *>(anc_node),
          static_cast<const void *>(data), data->cost, data->ht, tcamv6_anc_lim(data));
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); child != nullptr;
@@ -167,27 +168,28 @@ int32_t insert_chain(way_down *way, const tm_util_trie_node *child, int32_t gap,
 }
 
 int32_t tcamv6_extend_subtrie_paths(tm_util_trie_node *node, way_down way) {
+  constexpr const char *function = "tcamv6_extend_subtrie_paths";
   if (node == nullptr) {
     return TM_OK;
   }
   const tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
   if (data == nullptr) {
-    TM_LOG(error, "%s: cmpr_node data not set", __func__);
+    TM_LOG(error, "%s: cmpr_node data not set", function);
     return TM_EFAULT;
   }
   const int32_t depth = data->max_depth;
   const int32_t gap = depth - way.depth - 1;
-  TM_LOG(info, "%s: cmpr node %p cmpr data %p depth %d max depth %d parent depth %d", __func__,
+  TM_LOG(info, "%s: cmpr node %p cmpr data %p depth %d max depth %d parent depth %d", function,
          static_cast<void *>(node), static_cast<const void *>(data), gap, depth, way.depth);
   if (way.parent == nullptr) {
     way.depth = depth;
   } else {
     if (depth <= way.depth) {
-      TM_LOG(error, "%s: ERROR: compressed trie limits are inconsistent. Node depth %d, parent's %d", __func__, depth,
+      TM_LOG(error, "%s: ERROR: compressed trie limits are inconsistent. Node depth %d, parent's %d", function, depth,
              way.depth);
       return TM_EFAULT;
     }
-    const int32_t result = insert_chain(&way, node, gap, __func__);
+    const int32_t result = insert_chain(&way, node, gap, function);
     if (result != TM_OK) {
       return result;
     }
@@ -219,22 +221,23 @@ int32_t make_sparse(const tm_n_ary_node *anc_root, int32_t max_cmpr_len, const c
 }  // namespace
 
 int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int32_t p) {
+  constexpr const char *function = "tcamv6_set_cmpr_trie_node_limits";
   if (node == nullptr) {
     return TM_OK;
   }
   tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
   if (tm_trie_is_leaf(node)) {
     if (data == nullptr) {
-      TM_LOG(error, "%s: maximum prefix length not known for leaf cmpr_node", __func__);
+      TM_LOG(error, "%s: maximum prefix length not known for leaf cmpr_node", function);
       return TM_EFAULT;
     }
-    TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", __func__,
+    TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", function,
            static_cast<void *>(node), static_cast<unsigned long>(node->data), data->max_depth);
     note_path_bits(node, data->max_depth);
     return data->max_depth;
   }
   if (data != nullptr) {
-    TM_LOG(info, "%s: cmpr pref_node limit %d", __func__, data->max_depth);
+    TM_LOG(info, "%s: cmpr pref_node limit %d", function, data->max_depth);
     d = 0;
     p = data->max_depth;
   }
@@ -254,23 +257,24 @@ int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int
     above_dummy = above_dummy || (child_data != nullptr && child_data->ends != 0);
   }
   if (data == nullptr) {
-    data = new_cmpr_data(node, __func__);
+    data = new_cmpr_data(node, function);
     if (data == nullptr) {
       return TM_ENOMEM;
     }
     data->max_depth = static_cast<int8_t>(above_dummy ? p + 1 : smaller(limits[0], limits[1]));
-    TM_LOG(info, "%s: cmpr node %p max_depth %d (parent:%d,L:%d,R:%d) parent->node %d", __func__,
+    TM_LOG(info, "%s: cmpr node %p max_depth %d (parent:%d,L:%d,R:%d) parent->node %d", function,
            static_cast<void *>(node), data->max_depth, p, limits[0], limits[1], d);
   } else {
-    TM_LOG(info, "%s: cmpr node %p max_depth %d", __func__, static_cast<void *>(node), data->max_depth);
+    TM_LOG(info, "%s: cmpr node %p max_depth %d", function, static_cast<void *>(node), data->max_depth);
   }
-  TM_LOG(trace, "%s: ends %d", __func__, data->max_depth);
+  TM_LOG(trace, "%s: ends %d", function, data->max_depth);
   note_path_bits(node, data->max_depth);
   return data->max_depth;
 }
 
 tcamv6_cmpr_data *tcamv6_put_limit(tm_util_trie_node *node, int32_t depth, bool ends) {
-  tcamv6_cmpr_data *data = new_cmpr_data(node, __func__);
+  constexpr const char *function = "tcamv6_put_limit";
+  tcamv6_cmpr_data *data = new_cmpr_data(node, function);
   if (data != nullptr) {
     data->max_depth = static_cast<int8_t>(depth);
     data->ends = ends;
@@ -281,8 +285,9 @@ tcamv6_cmpr_data *tcamv6_put_limit(tm_util_trie_node *node, int32_t depth, bool 
 int32_t tcamv6_extend_cmpr_trie(tm_util_trie_node *cmpr_root) { return tcamv6_extend_subtrie_paths(cmpr_root, {}); }
 
 int32_t tcamv6_make_sparse_cmpr_trie(tm_n_ary_node *anc_root, int32_t max_cmpr_len) {
-  TM_LOG(trace, "%s: Starting anc_root %p, max_cmpr_len %d", __func__, static_cast<void *>(anc_root), max_cmpr_len);
-  const int32_t result = make_sparse(anc_root, max_cmpr_len, __func__);
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  constexpr const char *function = "tcamv6_make_sparse_cmpr_trie";
+  TM_LOG(trace, "%s: Starting anc_root %p, max_cmpr_len %d", function, static_cast<void *>(anc_root), max_cmpr_len);
+  const int32_t result = make_sparse(anc_root, max_cmpr_len, function);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

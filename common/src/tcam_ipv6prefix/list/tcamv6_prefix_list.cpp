@@ -315,11 +315,12 @@ void tcamv6_prepare_return_cmpr_prefs(tcamv6_cmpr_pref *cmpr_prefs, uint32_t cou
 }
 
 uint32_t tcamv6_check_no_of_prefixes_in_array(uint32_t count, const tcamv6_prefix *list) {
+  constexpr const char *function = "tcamv6_check_no_of_prefixes_in_array";
   uint32_t distinct = 0;
   for (uint32_t i = 0; i < count; ++i) {
     const bool last_of_run = i + 1 == count || tm_cmp_v6_pref(&list[i], &list[i + 1]) != 0;
     distinct += last_of_run && !tm_prefix_is_anchor(&list[i]);
   }
-  TM_LOG(trace, "%s ends retval=%d", __func__, static_cast<int>(distinct));
+  TM_LOG(trace, "%s ends retval=%d", function, static_cast<int>(distinct));
   return distinct;
 }

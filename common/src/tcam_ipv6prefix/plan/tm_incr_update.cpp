@@ -55,11 +55,12 @@ extern "C" {
 int32_t tm_build_incremental_update_hw_requests_find_entries(tm_incr_update_list *list, uint32_t first_index,
                                                              uint32_t *first, uint32_t *last, uint32_t *found,
                                                              uint32_t state, uint32_t limit) {
+  constexpr const char *function = "tm_build_incremental_update_hw_requests_find_entries";
   if (list == nullptr || first == nullptr || last == nullptr || found == nullptr) {
     return TM_EINVAL;
   }
   *found = *first = *last = 0;
-  TM_LOG(result_hw, "%s: first_index %d limit %d %s", __func__, first_index, limit, state_text(state));
+  TM_LOG(result_hw, "%s: first_index %d limit %d %s", function, first_index, limit, state_text(state));
   const uint32_t used = tm_incr_used(list);
   uint32_t i = first_index;
   for (; i < used; ++i) {
@@ -72,7 +73,7 @@ int32_t tm_build_incremental_update_hw_requests_find_entries(tm_incr_update_list
     }
   }
   *last = i - 1;
-  TM_LOG(result_hw, "%s: found %s first %d last %d", __func__, *found != 0 ? "Y" : "N", *first, *last);
+  TM_LOG(result_hw, "%s: found %s first %d last %d", function, *found != 0 ? "Y" : "N", *first, *last);
   return TM_OK;
 }
 
@@ -109,20 +110,21 @@ uint32_t tm_prepare_incremental_update_prefixes_list_for_insert_and_update(tm_in
 }
 
 int32_t tm_show_incremental_update_prefixes(tm_incr_update_list *list) {
+  constexpr const char *function = "tm_show_incremental_update_prefixes";
   if (list == nullptr) {
     return TM_EINVAL;
   }
   if (tcamv6_debug_flags.result_hw == 0) {
     return TM_OK;
   }
-  TM_LOG(result_hw, "%s: starts", __func__);
+  TM_LOG(result_hw, "%s: starts", function);
   const uint32_t used = tm_incr_used(list);
   for (uint32_t i = 0; i < used; ++i) {
     if (is_shown(list->entries[i].state)) {
       show_slot(list->entries[i]);
     }
   }
-  TM_LOG(result_hw, "%s: ends", __func__);
+  TM_LOG(result_hw, "%s: ends", function);
   return TM_OK;
 }
 

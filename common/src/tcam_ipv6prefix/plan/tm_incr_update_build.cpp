@@ -145,6 +145,7 @@ extern "C" {
 
 void tm_prepare_incremental_update_prefixes_list_initial(tm_incr_update_list *list, uint32_t expected,
                                                          uint32_t *corrupted) {
+  constexpr const char *function = "tm_prepare_incremental_update_prefixes_list_initial";
   if (list == nullptr || corrupted == nullptr) {
     return;
   }
@@ -156,16 +157,17 @@ void tm_prepare_incremental_update_prefixes_list_initial(tm_incr_update_list *li
     tm_incr_sort_by_prefix(list->entries, list->count);
     return;
   }
-  TM_LOG(result_hw, "%s: Sizes don't match %d %d", __func__, list->count, expected);
+  TM_LOG(result_hw, "%s: Sizes don't match %d %d", function, list->count, expected);
   *corrupted = 1;
   reset_to_default_entry(list);
-  TM_LOG(result_hw, "%s: region corrupted", __func__);
+  TM_LOG(result_hw, "%s: region corrupted", function);
 }
 
 int32_t tm_build_incremental_update_prefixes_list(tm_incr_update_list *list, const tcamv6_prefix *prefixes,
                                                   const void * /*ignored*/, const tcamv6_cmpr_addr *cmpr_addrs,
                                                   uint32_t n, uint32_t expected, uint32_t *corrupted,
                                                   uint32_t force_update) {
+  constexpr const char *function = "tm_build_incremental_update_prefixes_list";
   const bool no_table = n != 0 && (prefixes == nullptr || cmpr_addrs == nullptr);
   if (list == nullptr || corrupted == nullptr || no_table) {
     return TM_EINVAL;
@@ -183,7 +185,7 @@ int32_t tm_build_incremental_update_prefixes_list(tm_incr_update_list *list, con
   }
   list->n_insert = to.next - list->count;
   if (to.dropped != 0) {
-    TM_LOG(error, "%s: update list full, %u inserts dropped", __func__, to.dropped);
+    TM_LOG(error, "%s: update list full, %u inserts dropped", function, to.dropped);
   }
   return tm_show_incremental_update_prefixes(list);
 }

@@ -106,8 +106,9 @@ int32_t tcamv6_dump_tree_int(int32_t max_prefs, const tm_n_ary_node *anc_node, t
 }
 
 int32_t tcamv6_dump_n_prefixes(const tcamv6_state *state, uint32_t *n_out) {
+  constexpr const char *function = "tcamv6_dump_n_prefixes";
   if (tcamv6_state_unusable(state) || n_out == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return TM_EINVAL;
   }
   *n_out = state->n_prefs;
@@ -116,15 +117,16 @@ int32_t tcamv6_dump_n_prefixes(const tcamv6_state *state, uint32_t *n_out) {
 
 int32_t tcamv6_dump_cmpr_tbl(tcamv6_state *state, int32_t n, tcamv6_prefix *orig_prefs, tcamv6_cmpr_pref *cmpr_prefs,
                              tcamv6_cmpr_addr *cmpr_addrs, uint32_t *count_out) {
-  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, orig_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", __func__,
+  constexpr const char *function = "tcamv6_dump_cmpr_tbl";
+  TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, orig_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", function,
          static_cast<void *>(state), n, static_cast<void *>(orig_prefs), static_cast<void *>(cmpr_prefs),
          static_cast<void *>(cmpr_addrs));
   int32_t result = TM_EINVAL;
   if (tcamv6_state_unusable(state) || (state->marks & TCAMV6_MARK_FAILED) != 0 || orig_prefs == nullptr ||
       cmpr_prefs == nullptr || cmpr_addrs == nullptr || count_out == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
   } else if (static_cast<uint32_t>(n) != state->n_prefs) {
-    TM_LOG(info, "%s: n_prefixes %d != state->n_prefs %d", __func__, n, static_cast<int>(state->n_prefs));
+    TM_LOG(info, "%s: n_prefixes %d != state->n_prefs %d", function, n, static_cast<int>(state->n_prefs));
   } else {
     int32_t rows =
         tcamv6_dump_tree_int(n, tm_ptr<tm_n_ary_node>(state->anc_root), orig_prefs, cmpr_prefs, cmpr_addrs, 0);
@@ -136,10 +138,10 @@ int32_t tcamv6_dump_cmpr_tbl(tcamv6_state *state, int32_t n, tcamv6_prefix *orig
       *count_out = static_cast<uint32_t>(rows);
       result = TM_OK;
     } else {
-      TM_LOG(info, "%s: internal table dump failed %d", __func__, rows);
+      TM_LOG(info, "%s: internal table dump failed %d", function, rows);
       result = rows;
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

@@ -23,36 +23,38 @@ int32_t find_data(const tcamv6_state *state, const tcamv6_prefix *prefix, const 
 }  // namespace
 
 int32_t tcamv6_prefix_handle_attach(tcamv6_state *state, const tcamv6_prefix *prefix, uint32_t app_handle) {
-  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, app_handle %d", __func__, static_cast<void *>(state),
+  constexpr const char *function = "tcamv6_prefix_handle_attach";
+  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, app_handle %d", function, static_cast<void *>(state),
          static_cast<const void *>(prefix), static_cast<int>(app_handle));
   int32_t result = TM_EINVAL;
   if (tcamv6_state_unusable(state) || !tcamv6_are_prefixes(prefix, 1)) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
   } else {
     tcamv6_anc_data *data = nullptr;
-    result = find_data(state, prefix, __func__, &data);
+    result = find_data(state, prefix, function, &data);
     if (result == TM_OK) {
       data->aux = (data->aux & ~handle_mask) | app_handle;
       tcamv6_read_index_set_handle(state, prefix->address, prefix->length, app_handle);
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }
 
 int32_t tcamv6_prefix_handle_query(tcamv6_state *state, const tcamv6_prefix *prefix, uint32_t *handle_p) {
-  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, handle_p %p", __func__, static_cast<void *>(state),
+  constexpr const char *function = "tcamv6_prefix_handle_query";
+  TM_LOG(trace, "%s: Starting state_hndl %p, prefix %p, handle_p %p", function, static_cast<void *>(state),
          static_cast<const void *>(prefix), static_cast<void *>(handle_p));
   int32_t result = TM_EINVAL;
   if (tcamv6_state_unusable(state) || !tcamv6_are_prefixes(prefix, 1) || handle_p == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
   } else {
     tcamv6_anc_data *data = nullptr;
-    result = find_data(state, prefix, __func__, &data);
+    result = find_data(state, prefix, function, &data);
     if (result == TM_OK) {
       *handle_p = static_cast<uint32_t>(data->aux & handle_mask);
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

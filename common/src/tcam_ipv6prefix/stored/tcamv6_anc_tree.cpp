@@ -145,16 +145,17 @@ int32_t set_height(const tm_util_trie_node *trie_node, int32_t below) {
 }  // namespace
 
 int32_t tcamv6_anc_tree_node_new(bool is_dummy, tm_n_ary_node **out) {
+  constexpr const char *function = "tcamv6_anc_tree_node_new";
   *out = nullptr;
   auto *node = static_cast<tm_n_ary_node *>(tm_chunk_malloc(TM_V6_ANC_TREE));
   if (node == nullptr) {
-    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, sizeof(tm_n_ary_node));
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", function, sizeof(tm_n_ary_node));
     return TM_ENOMEM;
   }
   tm_util_n_ary_tree_node_init(node);
   auto *data = static_cast<tcamv6_anc_data *>(tm_chunk_malloc(TM_V6_ANC_DATA));
   if (data == nullptr) {
-    TM_LOG(info, "%s: malloc(%zu bytes) failed", __func__, sizeof(tcamv6_anc_data));
+    TM_LOG(info, "%s: malloc(%zu bytes) failed", function, sizeof(tcamv6_anc_data));
     tm_chunk_abandon(TM_V6_ANC_TREE, node);
     return TM_ENOMEM;
   }
@@ -173,8 +174,9 @@ void tcamv6_abandon_anc_node(tm_n_ary_node *node) {
 }
 
 int32_t tcamv6_gen_anc_tree(tm_util_trie_node *node, tm_chunk_idx *parentp) {
+  constexpr const char *function = "tcamv6_gen_anc_tree";
   if (parentp == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     return TM_EINVAL;
   }
   // Nodes without a prefix are transparent: a chain of them is passed in a loop.

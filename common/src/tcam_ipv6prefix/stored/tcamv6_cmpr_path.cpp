@@ -55,6 +55,7 @@ tm_util_trie_node *tcamv6_grow_cmpr_path(tm_util_trie_node *node, int32_t n, uin
 }
 
 int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
+  constexpr const char *function = "tcamv6_release_cmpr_path";
   tm_util_trie_node *cut = find_cut(cmpr_root, node);
   const uint32_t side = tm_key_bit(node->key, cut->len);
   tm_util_trie_node *tail = tm_trie_child(cut, side);
@@ -63,7 +64,7 @@ int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_tri
     return TM_EEXIST;
   }
   // Paths that could not go before can hang here, more than a record is allotted.
-  const int32_t reserved = tm_journal_reserve_releases(__func__, 2 * n_nodes);
+  const int32_t reserved = tm_journal_reserve_releases(function, 2 * n_nodes);
   if (reserved != TM_OK) {
     return reserved;
   }

@@ -75,12 +75,13 @@ int32_t tcamv6_gen_trie_ptrs(const tm_n_ary_node *node, uint32_t count, tm_util_
 
 int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *const *orig_nodes, const tcamv6_prefix *list, uint32_t count,
                                     tm_util_trie_node **cmpr_nodes, tm_util_trie_node **replace_nodes) {
-  TM_LOG(trace, "%s: Starting inp_trie %p, inp_pref %p, n_prefs %d, out_pref %p, dummy %p", __func__,
+  constexpr const char *function = "tcamv6_gen_output_trie_ptrs";
+  TM_LOG(trace, "%s: Starting inp_trie %p, inp_pref %p, n_prefs %d, out_pref %p, dummy %p", function,
          static_cast<const void *>(orig_nodes), static_cast<const void *>(list), static_cast<int>(count),
          static_cast<void *>(cmpr_nodes), static_cast<void *>(replace_nodes));
   int32_t result = TM_OK;
   if (count != 0 && (orig_nodes == nullptr || list == nullptr || cmpr_nodes == nullptr || replace_nodes == nullptr)) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     result = TM_EINVAL;
   }
   for (uint32_t i = 0; result == TM_OK && i < count; ++i) {
@@ -89,18 +90,18 @@ int32_t tcamv6_gen_output_trie_ptrs(tm_util_trie_node *const *orig_nodes, const 
     }
     const tm_util_trie_node *node = orig_nodes[i];
     if (!tcamv6_holds_prefix(node, list[i].length)) {
-      TM_LOG(info, "%s: Error - inserted prefix not found in original trie len %d, node %p", __func__, list[i].length,
+      TM_LOG(info, "%s: Error - inserted prefix not found in original trie len %d, node %p", function, list[i].length,
              static_cast<const void *>(node));
       result = TM_EFAULT;
       break;
     }
     tcamv6_anc_data *data;
-    result = tcamv6_anc_data_of_prefix(node, __func__, &data);
+    result = tcamv6_anc_data_of_prefix(node, function, &data);
     if (result == TM_OK) {
       cmpr_nodes[i] = tcamv6_cmpr_node(data);
-      replace_nodes[i] = tcamv6_cmpr_node(tcamv6_address_data(data, __func__));
+      replace_nodes[i] = tcamv6_cmpr_node(tcamv6_address_data(data, function));
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

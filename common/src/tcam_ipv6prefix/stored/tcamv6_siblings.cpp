@@ -99,7 +99,8 @@ int32_t tcamv6_unlink_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
 }
 
 int32_t tcamv6_reserve_moving(const tm_n_ary_node *source) {
-  return tm_journal_is_open ? tm_journal_reserve_edits(__func__, count_children(source)) : TM_OK;
+  constexpr const char *function = "tcamv6_reserve_moving";
+  return tm_journal_is_open ? tm_journal_reserve_edits(function, count_children(source)) : TM_OK;
 }
 
 void tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source) {

@@ -31,12 +31,13 @@ bool lies_in_global_block(const tcamv6_state *state) {
 }  // namespace
 
 int32_t tcamv6_init(tcamv6_state *state, const tcamv6_conf *conf, int32_t *was_reset) {
-  TM_LOG(trace, "%s: Starting handlep %p, confp %p ", __func__, static_cast<void *>(state),
+  constexpr const char *function = "tcamv6_init";
+  TM_LOG(trace, "%s: Starting handlep %p, confp %p ", function, static_cast<void *>(state),
          static_cast<const void *>(conf));
   int32_t result = TM_OK;
   if (state == nullptr || conf == nullptr || was_reset == nullptr || conf->max_pref_len > TCAMV6_MAX_PREF_LEN ||
       conf->max_cmpr_len > TCAMV6_MAX_PREF_LEN) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     result = TM_EINVAL;
   } else {
     *was_reset = tcamv6_init_opt_done(state) != TM_OK;
@@ -45,19 +46,20 @@ int32_t tcamv6_init(tcamv6_state *state, const tcamv6_conf *conf, int32_t *was_r
       set_limits(state, conf->max_pref_len, conf->max_cmpr_len);
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }
 
 int32_t tcamv6_init_opt_done(const tcamv6_state *state) {
-  TM_LOG(trace, "%s: Starting state_hndl %p", __func__, static_cast<const void *>(state));
+  constexpr const char *function = "tcamv6_init_opt_done";
+  TM_LOG(trace, "%s: Starting state_hndl %p", function, static_cast<const void *>(state));
   int32_t result = TM_EINVAL;
   if (state == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
   } else {
     result = state->opt_done == 1 ? TM_OK : TM_ENOENT;
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }
 
@@ -81,12 +83,13 @@ void tcamv6_clear_state(tcamv6_state *state) {
 }
 
 int32_t tcamv6_reset(tcamv6_state **handlep, int32_t keep) {
+  constexpr const char *function = "tcamv6_reset";
   int32_t result = TM_OK;
   if (handlep == nullptr || *handlep == nullptr) {
-    TM_LOG(info, "%s: Bad arguments", __func__);
+    TM_LOG(info, "%s: Bad arguments", function);
     result = TM_EINVAL;
   } else {
-    TM_LOG(trace, "%s: Starting handlep %p", __func__, static_cast<void *>(handlep));
+    TM_LOG(trace, "%s: Starting handlep %p", function, static_cast<void *>(handlep));
     tcamv6_state *state = *handlep;
     tcamv6_reclaim_leftovers();
     if ((state->marks & TCAMV6_MARK_KEPT) == 0) {
@@ -104,6 +107,6 @@ int32_t tcamv6_reset(tcamv6_state **handlep, int32_t keep) {
       *handlep = nullptr;
     }
   }
-  TM_LOG(trace, "%s: Complete %d", __func__, result);
+  TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }
