@@ -64,7 +64,29 @@ class tcamv6_sparse_test : public tcamv6_test {
   tm_util_trie_node *leaf_1 = nullptr;
 };
 
+// The limit above a child as a quotient of real numbers: raised when the share is more than a millionth of a bit.
+int32_t limit_by_quotient(int32_t r, int32_t d, int32_t p) {
+  const int32_t t = (r - p) * d;
+  const float q = static_cast<float>(t) / static_cast<float>(d + 1);
+  const int32_t raised = static_cast<double>(q) > 1e-06 ? 1 : 0;
+  const int32_t limit = t / (d + 1) + p + raised;
+  return limit < r - 1 ? limit : r - 1;
+}
+
 }  // namespace
+
+TEST(tcamv6_limit_above_child_test, integers_give_what_the_quotient_gives_for_all_that_can_occur) {
+  size_t compared = 0;
+  for (int32_t d = 0; d <= 128; ++d) {
+    for (int32_t r = -128; r <= 128; ++r) {
+      for (int32_t p = -128; p <= 128; ++p) {
+        ASSERT_EQ(tcamv6_limit_above_child(r, d, p), limit_by_quotient(r, d, p)) << r << " " << d << " " << p;
+        ++compared;
+      }
+    }
+  }
+  EXPECT_EQ(compared, 129u * 257u * 257u);
+}
 
 TEST_F(tcamv6_sparse_test, limit_20_of_32_bits_gives_depth_12) {
   root = anc_at(12, &top);

@@ -28,8 +28,6 @@ constexpr const char *pipeline = "tcamv6_optimized_compress";
 
 using node_array = tm_util_trie_node **;
 
-constexpr uint32_t nodes_ahead = 8;  // fetched before they are needed: records lie in another order than nodes
-
 // One run: its input, its working arrays (a pointer per record) and its results.
 struct full_run {
   tcamv6_state *state;
@@ -200,9 +198,6 @@ void log_record(const full_run *run, uint32_t i) {
 
 int32_t fill_results(full_run *run) {
   for (uint32_t i = 0; i < run->count; ++i) {
-    const uint32_t ahead = i + nodes_ahead < run->count ? i + nodes_ahead : i;
-    __builtin_prefetch(run->cmpr_nodes[ahead]);
-    __builtin_prefetch(run->replace_nodes[ahead]);
     if (run->cmpr_nodes[i] == nullptr || run->replace_nodes[i] == nullptr) {
       TM_LOG(info, "%s: Output trie does not contain node or replace address for prefix number %d", pipeline,
              static_cast<int>(i));

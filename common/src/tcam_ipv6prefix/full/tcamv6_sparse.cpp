@@ -119,15 +119,6 @@ int32_t tcamv6_set_cmpr_trie_prefix_node_limits(const tm_n_ary_node *anc_node, i
   return TM_OK;
 }
 
-// Limit that a child with limit r asks of an inner node d levels below a prefix node with limit p: its share of the way
-// down, raised by one when the share is positive, and above the child.
-int32_t limit_above_child(int32_t r, int32_t d, int32_t p) {
-  const int32_t t = (r - p) * d;
-  const float q = static_cast<float>(t) / static_cast<float>(d + 1);
-  const int32_t raised = static_cast<double>(q) > 1e-06 ? 1 : 0;
-  return smaller(t / (d + 1) + p + raised, r - 1);
-}
-
 // A place on the way down: where the next node goes.
 struct way_down {
   tm_util_trie_node *parent;  // null above the root
@@ -220,6 +211,11 @@ int32_t make_sparse(const tm_n_ary_node *anc_root, int32_t max_cmpr_len, const c
 
 }  // namespace
 
+int32_t tcamv6_limit_above_child(int32_t r, int32_t d, int32_t p) {
+  const int32_t share = (r - p) * d;
+  return smaller(share / (d + 1) + p + (share > 0), r - 1);
+}
+
 int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int32_t p) {
   constexpr const char *function = "tcamv6_set_cmpr_trie_node_limits";
   if (node == nullptr) {
@@ -252,7 +248,7 @@ int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int
     if (r < 0) {
       return r;
     }
-    limits[bit] = limit_above_child(r, d, p);
+    limits[bit] = tcamv6_limit_above_child(r, d, p);
     const tcamv6_cmpr_data *child_data = tcamv6_cmpr_data_of(child);
     above_dummy = above_dummy || (child_data != nullptr && child_data->ends != 0);
   }

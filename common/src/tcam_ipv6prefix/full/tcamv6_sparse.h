@@ -39,6 +39,10 @@ tcamv6_cmpr_data *tcamv6_put_limit(tm_util_trie_node *node, int32_t depth, bool 
 // Returns the node's limit; -12, -14; a negative limit ends the walk like an error.
 int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int32_t p);
 
+// Limit that a child with limit r asks of an inner node d levels (0..128) below a prefix node with limit p: its share
+// of the way down, raised by one when the share is positive, and above the child. Limits are -128..128.
+int32_t tcamv6_limit_above_child(int32_t r, int32_t d, int32_t p);
+
 // Put the chains above the nodes of a trie whose nodes all have limits, and write keys and lengths.
 // Returns 0, -12 or -14.
 int32_t tcamv6_extend_cmpr_trie(tm_util_trie_node *cmpr_root);

@@ -1,4 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
+// tcamv6_prefix_list.cpp - from what a caller sends to what the engine works on.
+//
+// A prefix finds its place in a table by the prefix around it, and a later one finds room if that one is near. So
+// each record brings shorter ones along that nobody asked for, its anchors: itself, cut at 32, 48, 64 and 96 bits. A
+// full request also gets the default prefix, which everything lies in. Five records:
+//
+//   tag                            anchors, tagged on from there
+//    1  2001:db8::/32              (none: it is not longer than 32 bits)
+//    2  2001:db8:1::/48             6  2001:db8::/32
+//    3  2001:db8:2::/48             7  2001:db8::/32
+//    4  2001:db8:2:3::/64           8  2001:db8::/32    9  2001:db8:2::/48
+//    5  2001:db8:ffff::1/128       10  2001:db8::/32   11  :ffff::/48   12  its /64   13  its /96
+//   14  ::/0, weight 1             (made, not cut)
+//
+// and sorted, longest first, by address within a length, anchors before others of the same prefix:
+//
+//   5 | 13 | 4 12 | 2 9 3 11 | 6 7 8 10 1 | 14          sections: /128, /96, /64, /48, /32, /0
+//
+// (within /48 the order is that of the addresses; 9 and 3 are one prefix, the anchor first). Equal prefixes stay
+// side by side: they meet on one node of the trie later, and their weights are summed there. An anchor's anchor_ref
+// is the weight of the record that it was cut from, so that a prefix knows how much of its sum came from anchors
+// alone.
+//
+// Invariants: the record with tag t was number t - 1 before sorting, so that results go back by tag; the sort is
+// stable; list and counts come from one copy of the caller's records, which may change while they are read.
+//
+// Two ways lead to the same order. A short list is filled and sorted by comparing. From `keyed_from` records on the
+// list is never moved while it is sorted: 24 bytes a record, with the compared bits up front, are put into sections
+// by length and sorted there, and each record is then written once, at its place. Without memory for that the short
+// way serves. Cost: a few passes over the records, and per section a sort that a sorted table hardly notices.
+//
+// Corner cases: the last, partial byte of an address is compared by its low bits (tm_cmp_v6_pref says why), so
+// different prefixes can compare equal; a record of weight 0 looks like an anchor, since its weight equals its
+// anchor_ref; a tag has 20 bits, and lists of more records wrap.
 #include "tcamv6_prefix_list.h"
 
 #include <string.h>
@@ -14,8 +48,9 @@
 namespace {
 
 constexpr const char *builder = "tcamv6_build_prefix_list";
-constexpr uint8_t anchor_lengths[] = {32, 48, 64, 96};
-constexpr uint32_t keyed_from = 256;  // shorter lists are sorted by comparing
+constexpr uint32_t n_anchor_lengths = 4;
+constexpr uint8_t anchor_lengths[n_anchor_lengths] = {32, 48, 64, 96};  // ascending
+constexpr uint32_t keyed_from = 256;                                    // shorter lists are sorted by comparing
 
 // The caller's records, and what becomes of them.
 struct record_source {
@@ -29,23 +64,47 @@ uint8_t length_of(const record_source *source, uint32_t i) {
   return source->records[i * sizeof(tcamv6_prefix) + offsetof(tcamv6_prefix, length)];
 }
 
-bool has_anchor(const record_source *source, uint32_t i, uint8_t length, uint8_t anchor_length) {
-  return length > anchor_length && (source->without_anchors == nullptr || source->without_anchors[i] == 0);
+// What a record of the working list is made from.
+enum class list_kind { own, anchor, default_prefix };
+
+struct working_record {
+  list_kind kind;
+  uint32_t index;   // its place before sorting: its tag less one
+  uint32_t origin;  // the caller's record that it comes from
+  uint8_t length;
+};
+
+// Visit the records of the list in the order of their tags: the caller's, then the anchors of each of them, then the
+// default prefix. The one place that knows which record gets which anchors.
+template <class Visit>
+inline void for_each_working_record(const record_source *source, Visit visit) {
+  for (uint32_t i = 0; i < source->n; ++i) {
+    visit(working_record{list_kind::own, i, i, length_of(source, i)});
+  }
+  uint32_t index = source->n;
+  for (uint32_t i = 0; i < source->n; ++i) {
+    if (source->without_anchors != nullptr && source->without_anchors[i] != 0) {
+      continue;
+    }
+    const uint8_t length = length_of(source, i);
+    for (uint32_t k = 0; k < n_anchor_lengths && length > anchor_lengths[k]; ++k) {
+      visit(working_record{list_kind::anchor, index++, i, anchor_lengths[k]});
+    }
+  }
+  if (source->full) {
+    visit(working_record{list_kind::default_prefix, index, 0, 0});
+  }
 }
 
 // Records of the list. 0 when some record is too long, or the list is.
 uint32_t count_records(const record_source *source) {
-  uint64_t count = uint64_t{source->n} + source->full;
-  for (uint32_t i = 0; i < source->n; ++i) {
-    const uint8_t length = length_of(source, i);
-    if (length > TM_KEY_BITS) {
-      return 0;
-    }
-    for (const uint8_t anchor_length : anchor_lengths) {
-      count += has_anchor(source, i, length, anchor_length);
-    }
-  }
-  return count <= INT32_MAX ? static_cast<uint32_t>(count) : 0;
+  uint64_t count = 0;
+  bool too_long = false;
+  for_each_working_record(source, [&](const working_record &record) {
+    ++count;
+    too_long = too_long || record.length > TM_KEY_BITS;
+  });
+  return !too_long && count <= INT32_MAX ? static_cast<uint32_t>(count) : 0;
 }
 
 // Copy the caller's records, and go on with the copy: others may write to the original. Returns false when the copy
@@ -77,24 +136,19 @@ void make_default_prefix(tcamv6_prefix *record) {
 void set_tag(tcamv6_prefix *record, uint32_t tag) { record->flags_tag = tm_prefix_with_tag(record->flags_tag, tag); }
 
 // The caller's records stand at the front of the list already.
-void fill_list(tcamv6_prefix *list, const record_source *source, uint32_t count) {
-  uint32_t tag = source->n;
-  for (uint32_t i = 0; i < source->n; ++i) {
-    list[i].anchor_ref = 0;
-    set_tag(&list[i], i + 1);
-    for (const uint8_t anchor_length : anchor_lengths) {
-      if (has_anchor(source, i, list[i].length, anchor_length)) {
-        tcamv6_prefix *anchor = &list[tag++];
-        *anchor = list[i];
-        make_anchor(anchor, anchor_length);
-        set_tag(anchor, tag);
-      }
+void fill_list(tcamv6_prefix *list, const record_source *source) {
+  for_each_working_record(source, [&](const working_record &record) {
+    tcamv6_prefix *made = &list[record.index];
+    if (record.kind == list_kind::own) {
+      made->anchor_ref = 0;
+    } else if (record.kind == list_kind::anchor) {
+      *made = list[record.origin];
+      make_anchor(made, record.length);
+    } else {
+      make_default_prefix(made);
     }
-  }
-  if (source->full) {
-    make_default_prefix(&list[count - 1]);
-    set_tag(&list[count - 1], count);
-  }
+    set_tag(made, record.index + 1);
+  });
 }
 
 // A list falls into a section for each length, longer ones first: where they begin, and where the last one ends.
@@ -105,14 +159,7 @@ uint32_t section_of(uint32_t length) { return length < TM_KEY_BITS ? TM_KEY_BITS
 void find_sections(const record_source *source, uint32_t *starts) {
   memset(starts, 0, sizeof(section_starts));
   uint32_t *ends = starts + 1;
-  for (uint32_t i = 0; i < source->n; ++i) {
-    const uint8_t length = length_of(source, i);
-    ++ends[section_of(length)];
-    for (const uint8_t anchor_length : anchor_lengths) {
-      ends[section_of(anchor_length)] += has_anchor(source, i, length, anchor_length);
-    }
-  }
-  ends[section_of(0)] += source->full;
+  for_each_working_record(source, [&](const working_record &record) { ++ends[section_of(record.length)]; });
   for (uint32_t section = 0; section <= TM_KEY_BITS; ++section) {
     ends[section] += starts[section];
   }
@@ -150,41 +197,22 @@ tm_keyed_entry entry_of(const tcamv6_prefix *record, uint32_t length, bool is_an
   return {static_cast<uint64_t>(bits >> 64), static_cast<uint64_t>(bits), is_anchor ? 0u : 1u, index};
 }
 
-// Enter the caller's records, and then their anchors, into the sections: a section is in the order of its tags, and
-// those of a sorted table are two sorted runs at most.
-void enter_records(const record_source *source, const sort_scratch *scratch, uint32_t *next) {
-  for (uint32_t i = 0; i < source->n; ++i) {
-    tcamv6_prefix record;
-    load_record(source, i, &record);
-    const uint32_t length = record.length < TM_KEY_BITS ? record.length : uint32_t{TM_KEY_BITS};
-    scratch->origins[i] = i;
-    scratch->entries[next[section_of(length)]++] = entry_of(&record, length, tm_prefix_is_anchor(&record), i);
-  }
-}
-
-void enter_anchors(const record_source *source, const sort_scratch *scratch, uint32_t *next) {
-  uint32_t index = source->n;
-  for (uint32_t i = 0; i < source->n; ++i) {
-    tcamv6_prefix record;
-    load_record(source, i, &record);
-    for (const uint8_t anchor_length : anchor_lengths) {
-      if (has_anchor(source, i, record.length, anchor_length)) {
-        scratch->origins[index] = i;
-        scratch->entries[next[section_of(anchor_length)]++] = entry_of(&record, anchor_length, true, index);
-        ++index;
-      }
-    }
-  }
-}
-
-void enter_list(const record_source *source, const uint32_t *starts, uint32_t count, const sort_scratch *scratch) {
+// Enter the records into the sections. In the order of tags: a section of a sorted table is two sorted runs at most.
+void enter_list(const record_source *source, const uint32_t *starts, const sort_scratch *scratch) {
   section_starts next;
   memcpy(next, starts, sizeof next);
-  enter_records(source, scratch, next);
-  enter_anchors(source, scratch, next);
-  if (source->full) {
-    scratch->entries[next[section_of(0)]] = {0, 0, 1, count - 1};
-  }
+  for_each_working_record(source, [&](const working_record &record) {
+    tm_keyed_entry *entry = &scratch->entries[next[section_of(record.length)]++];
+    if (record.kind == list_kind::default_prefix) {
+      *entry = {0, 0, 1, record.index};
+      return;
+    }
+    tcamv6_prefix origin;
+    load_record(source, record.origin, &origin);
+    const bool is_anchor = record.kind == list_kind::anchor || tm_prefix_is_anchor(&origin);
+    *entry = entry_of(&origin, record.length, is_anchor, record.index);
+    scratch->origins[record.index] = record.origin;
+  });
 }
 
 // Write the sorted records of a section.
@@ -207,7 +235,7 @@ void write_section(const record_source *source, const sort_scratch *scratch, uin
 void fill_list_sorted(tcamv6_prefix *list, const record_source *source, uint32_t count, const sort_scratch *scratch) {
   section_starts starts;
   find_sections(source, starts);
-  enter_list(source, starts, count, scratch);
+  enter_list(source, starts, scratch);
   tm_keyed_entry *room = scratch->entries + count;
   for (uint32_t section = 0; section <= TM_KEY_BITS; ++section) {
     const uint32_t begin = starts[section];
@@ -255,7 +283,7 @@ bool make_list(tcamv6_prefix *list, record_source *source, uint32_t count) {
   if (!take_copy(source, list, count)) {
     return false;
   }
-  fill_list(list, source, count);
+  fill_list(list, source);
   tm_stable_sort(list, count, sizeof *list, tcamv6_cmp_prefix_list);
   return true;
 }
