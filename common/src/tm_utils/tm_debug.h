@@ -38,7 +38,7 @@ TM_API_END
 
 #ifdef __cplusplus
 
-/* TM_LOG(error, "%s: ...", __func__, ...): one log line, gated by the named word. */
+/* TM_LOG(error, "%s: ...", function, ...): one log line, gated by the named word. */
 #define TM_LOG(word, ...)               \
   do {                                  \
     if (tcamv6_debug_flags.word != 0) { \

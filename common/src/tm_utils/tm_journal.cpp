@@ -167,13 +167,15 @@ void tm_journal_save(void *field, size_t size) {
   saved_word saved = {reinterpret_cast<void *>(at & ~uintptr_t{7}), 0};
   TM_REQUIRE((at & 7u) + size <= sizeof saved.contents, "field crosses a word");
   memcpy(&saved.contents, saved.word, sizeof saved.contents);
-  TM_REQUIRE(note(&open_journal.edits, saved, __func__), "journal is full");
+  TM_REQUIRE(note(&open_journal.edits, saved, "tm_journal_save"), "journal is full");
 }
 
-bool tm_journal_take(uint32_t type, void *element) { return note(&open_journal.taken, pack(type, element), __func__); }
+bool tm_journal_take(uint32_t type, void *element) {
+  return note(&open_journal.taken, pack(type, element), "tm_journal_take");
+}
 
 void tm_journal_release(uint32_t type, void *element) {
-  if (!note(&open_journal.released, pack(type, element), __func__)) {
+  if (!note(&open_journal.released, pack(type, element), "tm_journal_release")) {
     open_journal.lost_a_release = true;
   }
 }

@@ -1,9 +1,37 @@
 // SPDX-License-Identifier: Apache-2.0
 // tcamv6_incr.cpp - a batch, record by record, and what happens when one of them cannot be applied.
 //
-// As written, a failed batch is undone by a batch of the opposite operations, which can fail in its turn and is then
-// undone the same way: mutual recursion on ever shorter batches. With safe updates a journal takes everything back
-// exactly instead.
+// A table is compressed in full once. After that it changes by batches of additions and deletions, and the keys of
+// what is stored stay where they are: the hardware has them. Each record is applied to the structures at once, so
+// that the next one sees what the one before it did. On the README's five prefixes:
+//
+//   - 2001:db8:2:3::/64    weight goes off its node; nothing is left, so it leaves the structures   (tcamv6_incr_del)
+//   + 2001:db8:2:4::/64    falls into 2001:db8:2::/48: a path below that one's node, 0x00001ff/28   (tcamv6_incr_add)
+//   + 2001:db8::/40        lies above db8:1::/48 and db8:2::/48: a new level                       (tcamv6_incr_newlvl)
+//
+// Records bring anchors along, and anchors are records like others: 2001:db8:2:4::/64 also adds to the counts of
+// 2001:db8::/32 and 2001:db8:2::/48, and its deletion takes them off again.
+//
+// What the host gets back, record by record, is the code and the compressed address of an added prefix, the code and
+// the handle of a deleted one, and a pair of slots for extra operations: when the enclosing prefix was a leaf and
+// now needs a dummy, its own address moves, and the host writes that entry too (tcamv6_extra_ops).
+//
+// A batch is whole or not at all. Record k fails; what becomes of records 1 to k - 1?
+//
+//   compatible mode   1 .. k-1 applied | k fails  ->  a batch of the opposites: additions deleted, last one first, then
+//                     deletions added. That batch can fail too and is undone the same way: mutual recursion on ever
+//                     shorter batches. A prefix that comes back need not come back to its old key.
+//   safe updates      every word that changes is noted in a journal first (tm_journal). Rolling back puts the words
+//                     back, gives back what was taken and keeps what was given up: exact, and it needs no memory.
+//
+// Invariants: n_prefs counts the prefixes that are stored, n_rows those that are not anchors only; the journal is
+// open only inside run_batch; the counts that it does not cover are saved beside it (saved_counts).
+//
+// Cost: of a record, what it does to the structures, a few walks of at most 128 steps. The final count of rows would
+// be a walk of the whole table; it is made only where the count that is kept cannot be certain to agree.
+//
+// Corner cases: an empty batch succeeds; a batch whose last check fails has applied all its records (at == count)
+// and is still undone; an undo that fails in its final walk is not undone again, as it would only walk once more.
 #include "tcamv6_incr.h"
 
 #include <assert.h>
@@ -48,7 +76,7 @@ struct batch {
 struct saved_counts {
   uint32_t n_prefs;
   uint32_t n_rows;
-  uint32_t tags_so_far;
+  uint32_t tags_handed_out;
 };
 
 int32_t run_batch(batch *b, batch_kind kind);
@@ -106,7 +134,7 @@ int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
     return result;
   }
   tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
-  pref->reference = static_cast<uint32_t>(data->aux);
+  pref->reference = tcamv6_anc_handle(data);
   // In compatible mode a sum of 0 looks like a last reference that went; otherwise only what left the structures
   // counts.
   uint32_t remaining = tcamv6_safe_updates_on() ? 1 : node->aux1;
@@ -143,8 +171,8 @@ int32_t find_added(const batch *b, const tcamv6_prefix *record, tcamv6_anc_data 
            static_cast<const void *>(node));
     return TM_EFAULT;
   }
-  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
-  if (orig != nullptr && orig->anc_node_idx == TM_CHUNK_IDX_NULL) {
+  const tcamv6_orig_data *orig = tcamv6_orig_data_of(node);
+  if (orig != nullptr && tcamv6_anc_node_of(orig) == nullptr) {
     zel_fatal("\n%s:  trie_data->anc_node_idx is NULL", driver);
   }
   return tcamv6_anc_data_of_prefix(node, driver, data);
@@ -307,7 +335,7 @@ int32_t apply_batch(batch *b) {
   return result;
 }
 
-// ---- undo as written
+// ---- undo in compatible mode
 
 void log_undo_start(const batch *b) {
   const void *state = b->state;
@@ -380,7 +408,7 @@ int32_t tcamv6_incr_compress_fail_cleanup(const batch *b) {
   return result;
 }
 
-void undo_as_written(const batch *b, batch_kind kind) {
+void undo_by_replay(const batch *b, batch_kind kind) {
   // When the final walk of an undo fails, undoing it would only walk again.
   if (kind == batch_kind::undo && b->at == b->count) {
     return;
@@ -400,7 +428,7 @@ void roll_back(const batch *b, const saved_counts *saved) {
   tm_journal_rollback(tm_chunk_free);
   b->state->n_prefs = saved->n_prefs;
   b->state->n_rows = saved->n_rows;
-  tags_so_far = saved->tags_so_far;
+  tcamv6_take_back_tags(saved->tags_handed_out);
   if (b->at != 0) {
     log_undo_end(b, TM_OK);
   }
@@ -424,7 +452,7 @@ int32_t run_batch(batch *b, batch_kind kind) {
   *b->extra_ops_pending = 0;
   tm_chunk_log_statistics("Starting point");
   tcamv6_moves_begin();
-  const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tags_so_far};
+  const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tcamv6_tags_handed_out()};
   int32_t result = b->rules.rolls_back ? tm_journal_open(driver) : TM_OK;
   const bool journalled = tm_journal_is_open;
   if (result == TM_OK) {
@@ -453,7 +481,7 @@ int32_t run_batch(batch *b, batch_kind kind) {
     if (journalled) {
       roll_back(b, &saved);
     } else if (!b->rules.rolls_back) {
-      undo_as_written(b, kind);
+      undo_by_replay(b, kind);
     }
   }
   return result;

@@ -17,6 +17,7 @@
 #include "tcamv6_read_index.h"
 #include "tcamv6_room.h"
 #include "tcamv6_siblings.h"
+#include "tcamv6_state_internal.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
@@ -24,7 +25,12 @@
 namespace {
 
 constexpr const char *adder = "tcamv6_incr_add_prefix";
-constexpr int32_t reserved_bits = 16;  // kept at the end of the key for prefixes longer than 64 bits
+
+// The part of a key that a prefix should take is its part of an address: a network of up to 64 bits gets that share of
+// the key's first bits, a host beyond that its share of the last 16, which networks leave alone.
+constexpr int32_t network_bits = 64;   // of an address
+constexpr int32_t host_key_bits = 16;  // at the end of a key
+constexpr int32_t rounded_up = 8;  // prefixes shorter than this many bits get the next whole bit, so as not to get 0
 
 // The stored prefix that the new one falls into.
 struct enclosing_prefix {
@@ -97,9 +103,9 @@ tcamv6_outcome find_enclosing(addition *add) {
     }
   };
   require(at->trie_node->len < add->prefix->length, " bmp_trie_node->length is too big");
-  const auto *orig = tm_ptr<tcamv6_orig_data>(at->trie_node->data);
+  const tcamv6_orig_data *orig = tcamv6_orig_data_of(at->trie_node);
   require(orig != nullptr, "trie_data is NULL");
-  at->anc_node = tcamv6_anc_node(orig->anc_node_idx);
+  at->anc_node = tcamv6_anc_node_of(orig);
   require(at->anc_node != nullptr, "anc_parent is NULL");
   at->data = tcamv6_anc_data_of(at->anc_node);
   require(at->data != nullptr, "parent_data is NULL");
@@ -163,10 +169,10 @@ void link_records(addition *add) {
   tcamv6_push_child(enclosing->anc_node, parts->anc_node);
   tcamv6_anc_data *data = tcamv6_anc_data_of(parts->anc_node);
   tm_util_trie_node *node = parts->trie_node;
-  data->tag_word = tm_prefix_with_tag(data->tag_word, tm_prefix_tag(add->prefix->flags_tag));
+  tcamv6_anc_set_tag(data, tm_prefix_tag(add->prefix->flags_tag));
   data->orig = tm_idx(node);
   tcamv6_own_cmpr_node(data, parts->prefix_path.end);
-  parts->orig->anc_node_idx = tm_idx(parts->anc_node);
+  tcamv6_lead_to(parts->orig, parts->anc_node);
   tm_edit(&node->data, tm_idx(parts->orig));
   tcamv6_add_counters(node, add->prefix);
   tm_edit(&node->tag, tcamv6_new_tag(add->prefix));
@@ -248,8 +254,7 @@ tcamv6_outcome add_to_node(addition *add, tm_util_trie_node *node, int32_t *chan
     add->state->n_rows += static_cast<uint32_t>(was_anchor) - static_cast<uint32_t>(tcamv6_is_anchor_only(node));
     return tcamv6_outcome::present;
   }
-  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
-  tcamv6_anc_data *data = tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
+  tcamv6_anc_data *data = tcamv6_data_of_stored(node);
   if (data == nullptr) {
     TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", adder);
     return tcamv6_outcome::broken;
@@ -306,17 +311,18 @@ tcamv6_outcome add_new(addition *add, const tm_util_trie_node *exact, tcamv6_cmp
 }  // namespace
 
 int32_t tcamv6_target_length(int32_t length, int32_t max_cmpr_len) {
-  const int32_t room = max_cmpr_len - reserved_bits;
-  if (length >= 64) {
-    return (16 * length - 1024) / 64 + room;
+  const int32_t network_key_bits = max_cmpr_len - host_key_bits;
+  if (length >= network_bits) {
+    return host_key_bits * (length - network_bits) / network_bits + network_key_bits;
   }
-  const int32_t rounding = length < 8 ? room * length % 64 : 0;
-  return room * length / 64 + (rounding != 0);
+  const int32_t share = network_key_bits * length;
+  const bool rounds_up = length < rounded_up && share % network_bits != 0;
+  return share / network_bits + rounds_up;
 }
 
 uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix) {
   const uint32_t tag = tm_prefix_tag(prefix->flags_tag);
-  return tag != 0 ? tag : ++tags_so_far;
+  return tag != 0 ? tag : tcamv6_next_tag();
 }
 
 void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {

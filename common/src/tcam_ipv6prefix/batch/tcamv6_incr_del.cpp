@@ -1,4 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
+// tcamv6_incr_del.cpp - taking a prefix out of the structures without moving any other.
+//
+// A node of the trie of uncompressed prefixes carries the weights of all records that named its prefix, anchors
+// included. A deletion takes its record's weight off. While something is left the prefix stays, and only a change
+// between "anchors alone" and "a row of the table" shows. When nothing is left, it goes; how depends on what lies
+// below.
+//
+//   the README's table                  a leaf goes: - 2001:db8:2:3::/64        an inner one: - 2001:db8:2::/48
+//
+//   2001:db8::/32  (0x000/9)            2001:db8::/32                           2001:db8::/32
+//    +-- db8:1::/48                      +-- db8:1::/48                          +-- db8:1::/48
+//    +-- db8:2::/48 (0x00001ff/28)       +-- db8:2::/48                          +-- (rest)
+//    |    +-- db8:2:3::/64               |    +-- (rest)                         +-- db8:2:3::/64  (its key stays)
+//    |    +-- (rest)                     +-- (rest)
+//    +-- (rest)
+//
+// A leaf leaves all three structures: its node of the trie and the chain above it as far as nothing else hangs
+// there, its node of the ancestor tree, and the tail of its path in the compressed trie. The prefix around it keeps
+// its dummy, even when this was its last longer prefix: its compressed address is in the hardware and stays as it
+// is. So a prefix can be a leaf and have a dummy; when it goes itself, the dummy goes along.
+//
+// An inner prefix hands its children to the prefix around it, behind that one's own. Its dummy and the dummy's path
+// go. Its compressed node stays, without tag and owner, as a plain node on the way to the children: their keys begin
+// with its key. The trie node stays too, on the way to longer prefixes, but forgets its data. A later addition of
+// the same prefix finds a plain node there and is a new one.
+//
+// Invariants: no stored prefix but the deleted one changes its code or its address; what another prefix owns in the
+// compressed trie is never released, whatever hangs where (tcamv6_cmpr_path); ::/0 is never removed, its weight goes
+// back to 1.
+//
+// Cost: a few walks down, and for an inner prefix a write for each child that is handed over.
+//
+// Corner cases: in compatible mode a deletion counts down whatever is stored, also the weight that anchors gave;
+// safe updates take from a prefix only its own share. The prefix's node can be shared with the dummy of another:
+// then only the dummy's own path below it is released. Children handed over can be more than a journal's usual
+// allotment: their notes are reserved before anything changes.
 #include "tcamv6_incr_del.h"
 
 #include "tcamv6_cmpr_path.h"
@@ -61,9 +97,9 @@ int32_t take_counters(tm_util_trie_node *node, const tcamv6_update_rules *rules,
 void find_links(deletion *del, const tcamv6_state *state) {
   del->orig_root = tm_trie_node(state->orig_root);
   del->cmpr_root = tm_trie_node(state->cmpr_root);
-  del->orig = tm_ptr<tcamv6_orig_data>(del->trie_node->data);
+  del->orig = tcamv6_orig_data_of(del->trie_node);
   require(del->orig != nullptr, "orig_trie_data is NULL");
-  del->anc_node = tcamv6_anc_node(del->orig->anc_node_idx);
+  del->anc_node = tcamv6_anc_node_of(del->orig);
   require(del->anc_node != nullptr, "anc_node is NULL");
   del->data = tcamv6_anc_data_of(del->anc_node);
   require(del->data != nullptr, "anc_data is NULL");
@@ -74,9 +110,9 @@ void find_links(deletion *del, const tcamv6_state *state) {
 void find_parent(deletion *del) {
   const tm_util_trie_node *enclosing = tm_util_trie_lookup(del->orig_root, del->trie_node->key, del->trie_node->len, 1);
   require(enclosing != nullptr, "bmp_trie_node is NULL");
-  const auto *orig = tm_ptr<tcamv6_orig_data>(enclosing->data);
+  const tcamv6_orig_data *orig = tcamv6_orig_data_of(enclosing);
   require(orig != nullptr, "orig_trie_data is NULL");
-  del->parent = tcamv6_anc_node(orig->anc_node_idx);
+  del->parent = tcamv6_anc_node_of(orig);
   require(del->parent != nullptr, "anc_parent is NULL");
   require(del->parent->data != TM_CHUNK_IDX_NULL, "anc_parent_data is NULL");
 }

@@ -8,7 +8,8 @@
 //                              D  c1 c2
 //
 // c1 and c2 are adopted: X contains them. s and D' stay. X gets a dummy D, whose path extends N to the full length.
-// As written, N can be a node that another prefix owns, or have staying nodes below it; safe updates refuse both.
+// In compatible mode N can be a node that another prefix owns, or have staying nodes below it; safe updates refuse
+// both.
 //
 // An enclosing prefix can have tens of thousands of children, so nothing looks at each of those that stay. The adopted
 // are found in the trie below X's node. That no staying one has a compressed node in the way is seen by counting
@@ -62,11 +63,6 @@ struct new_level {
 
 tm_util_trie_node *cmpr_node_of(const tm_n_ary_node *node) { return tcamv6_cmpr_node(tcamv6_anc_data_of(node)); }
 
-tcamv6_anc_data *data_of_stored(const tm_util_trie_node *node) {
-  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
-  return orig == nullptr ? nullptr : tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
-}
-
 // Walk to the prefix's node and note the stored prefixes on the way.
 int32_t find_trie_node(new_level *level) {
   const tcamv6_prefix *prefix = level->prefix;
@@ -98,12 +94,12 @@ int32_t find_parent(new_level *level) {
     return result;
   }
   const tm_util_trie_node *enclosing = level->enclosing[level->n_enclosing - 1];
-  const auto *orig = tm_ptr<tcamv6_orig_data>(enclosing->data);
+  const tcamv6_orig_data *orig = tcamv6_orig_data_of(enclosing);
   if (orig == nullptr) {
     TM_LOG(info, "%s: Trie node (tag %d) does not point to anc_node", leveler, static_cast<int>(enclosing->tag));
     return TM_EFAULT;
   }
-  level->parent = tcamv6_anc_node(orig->anc_node_idx);
+  level->parent = tcamv6_anc_node_of(orig);
   if (level->parent == nullptr) {
     zel_fatal("\n%s: anc_parent is NULL", leveler);
   }
@@ -161,7 +157,7 @@ void sort_adopted(new_level *level) {
     if (level->adopted[i - 1].order != level->adopted[i].order) {
       continue;
     }
-    // Numbers that met their limit: the chain itself tells.
+    // Two children have one number, which happens at the limits of its type: read the order off the chain instead.
     size_t n = 0;
     for (tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
          child = tcamv6_anc_next(child)) {
@@ -175,8 +171,7 @@ void sort_adopted(new_level *level) {
 
 // Note the child that a trie node below the prefix holds.
 int32_t adopt(new_level *level, const tm_util_trie_node *node) {
-  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
-  tm_n_ary_node *child = orig == nullptr ? nullptr : tcamv6_anc_node(orig->anc_node_idx);
+  tm_n_ary_node *child = tcamv6_anc_node_of(node);
   const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
   if (data == nullptr) {
     TM_LOG(info, "%s: anc_node has NULL data", leveler);
@@ -218,7 +213,7 @@ int32_t collect_adopted(new_level *level) {
 // ---- where its key goes
 
 tm_util_trie_node *cmpr_root_of(const new_level *level) {
-  const tcamv6_anc_data *root_data = data_of_stored(tm_trie_node(level->state->orig_root));
+  const tcamv6_anc_data *root_data = tcamv6_data_of_stored(tm_trie_node(level->state->orig_root));
   return root_data == nullptr ? nullptr : tcamv6_cmpr_node(root_data);
 }
 
@@ -264,7 +259,7 @@ uint32_t owners_above(const tm_util_trie_node *cmpr_root, const tm_util_trie_nod
 uint32_t enclosing_above(const new_level *level, const tm_util_trie_node *node) {
   uint32_t count = 0;
   for (size_t i = 0; i < level->n_enclosing; ++i) {
-    const tcamv6_anc_data *data = data_of_stored(level->enclosing[i]);
+    const tcamv6_anc_data *data = tcamv6_data_of_stored(level->enclosing[i]);
     count += data != nullptr && tm_util_trie_is_ancestor(tcamv6_cmpr_node(data), node, 1) == TM_OK;
   }
   return count;
@@ -397,13 +392,13 @@ void link_level(const new_level *level) {
   }
 
   tm_util_trie_node *node = level->trie_node;
-  level->orig->anc_node_idx = tm_idx(level->anc_node);
+  tcamv6_lead_to(level->orig, level->anc_node);
   tm_edit(&node->data, tm_idx(level->orig));
   tm_edit(&node->tag, tcamv6_new_tag(level->prefix));
   tcamv6_add_counters(node, level->prefix);
   data->dummy = tm_idx(level->dummy);
   data->orig = tm_idx(node);
-  data->tag_word = tm_prefix_with_tag(data->tag_word, node->tag);
+  tcamv6_anc_set_tag(data, node->tag);
   data->bits = static_cast<uint16_t>(data->bits | (level->parent_data->bits & TCAMV6_ANC_USE_PCMPR));
 }
 

@@ -46,8 +46,7 @@ tcamv6_outcome adopt(tcamv6_newcomer *newcomer) {
   }
   bool whole = true;
   for_each_shortest_below(newcomer->trie_node, [&](const tm_util_trie_node *stored) {
-    const auto *orig = tm_ptr<tcamv6_orig_data>(stored->data);
-    tm_n_ary_node *node = orig == nullptr ? nullptr : tcamv6_anc_node(orig->anc_node_idx);
+    tm_n_ary_node *node = tcamv6_anc_node_of(stored);
     whole = whole && tcamv6_anc_data_of(node) != nullptr;
     newcomer->adopted[newcomer->n_adopted++] = node;
   });
@@ -96,8 +95,7 @@ tcamv6_outcome tcamv6_newcomer_find(tcamv6_state *state, const tcamv6_prefix *pr
   if (newcomer->n_enclosing == 0) {
     return report_broken("no prefix encloses the new one");
   }
-  const auto *orig = tm_ptr<tcamv6_orig_data>(newcomer->enclosing[newcomer->n_enclosing - 1]->data);
-  newcomer->parent = orig == nullptr ? nullptr : tcamv6_anc_node(orig->anc_node_idx);
+  newcomer->parent = tcamv6_anc_node_of(newcomer->enclosing[newcomer->n_enclosing - 1]);
   const tcamv6_anc_data *data = tcamv6_anc_data_of(newcomer->parent);
   if (data == nullptr || data->cmpr_node == TM_CHUNK_IDX_NULL) {
     return report_broken("the enclosing prefix has no code");
@@ -134,7 +132,7 @@ tcamv6_outcome tcamv6_newcomer_link(tcamv6_newcomer *newcomer) {
   if (stored == nullptr || (newcomer->n_adopted != 0 && give_dummy(newcomer->node) != tcamv6_outcome::placed)) {
     return tcamv6_outcome::no_memory;
   }
-  orig->anc_node_idx = tm_idx(newcomer->node);
+  tcamv6_lead_to(orig, newcomer->node);
   tm_edit(&stored->data, tm_idx(orig));
   tm_edit(&stored->tag, tcamv6_new_tag(prefix));
   tcamv6_add_counters(stored, prefix);

@@ -23,12 +23,6 @@ struct tcamv6_place_wish {
 
 enum : int32_t { tcamv6_any_depth = -1 };
 
-// The data of a stored prefix, and its code's node: null for a prefix that is between two codes.
-inline tcamv6_anc_data *tcamv6_data_of_stored(const tm_util_trie_node *node) {
-  const auto *orig = tm_ptr<tcamv6_orig_data>(node->data);
-  return orig == nullptr ? nullptr : tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
-}
-
 // Find a place for a prefix that nothing of its own holds in place: beside its neighbours, else the nearest free one.
 // Returns false when no free place meets the wish.
 bool tcamv6_place_leaf(const tcamv6_spot *spot, const tcamv6_place_wish *wish, tcamv6_code *found);

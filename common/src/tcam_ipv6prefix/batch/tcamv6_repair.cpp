@@ -91,8 +91,7 @@ tcamv6_outcome lay_out(tcamv6_recoding *recoding, tcamv6_code top) {
 // Lay the smallest subtree around the newcomer, which is linked, out anew. Its topmost prefix keeps its code.
 tcamv6_outcome relay(const tcamv6_newcomer *newcomer) {
   for (int32_t i = newcomer->n_enclosing; i-- > 0;) {
-    const auto *orig = tm_ptr<tcamv6_orig_data>(newcomer->enclosing[i]->data);
-    tm_n_ary_node *prefix = tcamv6_anc_node(orig->anc_node_idx);
+    tm_n_ary_node *prefix = tcamv6_anc_node_of(newcomer->enclosing[i]);
     const tcamv6_code top = code_of(prefix);
     tcamv6_recoding recoding = tcamv6_recoding_of(newcomer->state);
     tcamv6_outcome outcome = tcamv6_outcome_of(list_subtree(&recoding, prefix));

@@ -30,8 +30,11 @@
 // n) where the tight code is taken.
 #include "tcamv6_cmpr_tree.h"
 
+#include <assert.h>
+
 #include "tcamv6_code_tree.h"
 #include "tcamv6_leftovers.h"
+#include "tcamv6_siblings.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
 #include "tm_pcmpr_trie_internal.h"
@@ -72,21 +75,23 @@ int32_t list_nodes(tm_n_ary_node *root, node_list *list) {
   return TM_OK;
 }
 
-// Tell the nodes of prefixes below a node of the path-compressed trie to their ancestor-tree nodes. A node's children
+// Enter the nodes of prefixes below a node of the path-compressed trie at their ancestor-tree nodes. A node's children
 // come in descending order of their addresses, so that both trees are walked in step.
-//   next   the first one not told yet
-// Returns the first one that is not told then.
-tm_n_ary_node *tell_pcmpr_nodes(const tm_util_trie_node *node, tm_n_ary_node *next) {
+//   next   the first one without its node
+// Returns the first one that is without it then.
+tm_n_ary_node *enter_pcmpr_nodes(const tm_util_trie_node *node, tm_n_ary_node *next) {
   for (uint32_t turn = 0; turn < 2; ++turn) {
     tm_util_trie_node *child = tm_trie_child(node, 1 - turn);
     if (child == nullptr || next == nullptr) {
       continue;
     }
     if (child->tag == 0) {
-      next = tell_pcmpr_nodes(child, next);
+      next = enter_pcmpr_nodes(child, next);
     } else {
-      tcamv6_anc_data_of(next)->aux = tm_idx(child);
-      tell_pcmpr_nodes(child, tcamv6_anc_first_child(next));
+      tcamv6_anc_data *data = tcamv6_anc_data_of(next);
+      assert(tcamv6_anc_tag(data) == (child->tag & TM_PREFIX_TAG_MASK));  // both walks meet the same prefix
+      tcamv6_anc_set_pcmpr_node(data, child);
+      enter_pcmpr_nodes(child, tcamv6_anc_first_child(next));
       next = tcamv6_anc_next(next);
     }
   }
@@ -115,7 +120,7 @@ int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
   }
   state->anc_root = anc_root;
   state->pcmpr_root = tm_idx(pcmpr_root);
-  tcamv6_tell_pcmpr_nodes(state);
+  tcamv6_enter_pcmpr_nodes(state);
   state->trees_built = 1;
   return TM_OK;
 }
@@ -143,7 +148,7 @@ int32_t place_dummy(const tcamv6_anc_data *owner, tcamv6_anc_data *dummy, tm_uti
 
 // A longer prefix hangs at the end of its path in the path-compressed trie, one bit per edge.
 int32_t place_prefix(const tcamv6_anc_data *child, tm_util_trie_node *owner_node, const char *function) {
-  const tm_util_trie_node *pcmpr_node = tm_trie_node(child->aux);
+  const tm_util_trie_node *pcmpr_node = tcamv6_anc_pcmpr_node(child);
   int32_t result = TM_EINVAL;
   if (pcmpr_node != nullptr) {
     TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, pcmpr_node->len,
@@ -221,17 +226,19 @@ int32_t compress(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie
 
 }  // namespace
 
-void tcamv6_tell_pcmpr_nodes(const tcamv6_state *state) {
+void tcamv6_enter_pcmpr_nodes(const tcamv6_state *state) {
   const tm_util_trie_node *pcmpr_root = tm_trie_node(state->pcmpr_root);
   if (pcmpr_root != nullptr) {
-    tell_pcmpr_nodes(pcmpr_root, tcamv6_anc_first_child(tcamv6_anc_node(state->anc_root)));
+    enter_pcmpr_nodes(pcmpr_root, tcamv6_anc_first_child(tcamv6_anc_node(state->anc_root)));
   }
 }
 
 void tcamv6_forget_pcmpr_nodes(const tm_n_ary_node *node) {
-  uint64_t place = 0;
+  int32_t place = 0;
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    tcamv6_anc_data_of(child)->aux = place++ << 32;
+    tcamv6_anc_data *data = tcamv6_anc_data_of(child);
+    tcamv6_anc_set_pcmpr_node(data, nullptr);
+    tcamv6_set_sibling_order(data, place++);
   }
 }
 

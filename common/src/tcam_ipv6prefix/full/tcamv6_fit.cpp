@@ -313,7 +313,7 @@ int32_t tcamv6_fit(tcamv6_state *state, tm_util_trie_node **cmpr_rootp) {
   tm_util_trie_free(*cmpr_rootp, 1, TM_V6_ORIG_DATA);
   *cmpr_rootp = nullptr;
   forget_compressed_nodes(root);
-  tcamv6_tell_pcmpr_nodes(state);
+  tcamv6_enter_pcmpr_nodes(state);
   fitting fit = {state, 0, 0, 0};
   int32_t result = place_all(&fit, root);
   if (result == TM_OK) {

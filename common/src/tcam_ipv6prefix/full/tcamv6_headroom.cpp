@@ -159,7 +159,7 @@ int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_an
 }  // namespace
 
 tcamv6_child_room tcamv6_measure_child(const tcamv6_anc_data *child) {
-  const tm_util_trie_node *node = tm_trie_node(child->aux);
+  const tm_util_trie_node *node = tcamv6_anc_pcmpr_node(child);
   if (node == nullptr) {
     return {TM_EINVAL, 0, child->cost, 0};
   }

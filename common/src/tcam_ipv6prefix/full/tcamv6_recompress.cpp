@@ -45,7 +45,7 @@ struct layout_links {
   tm_chunk_idx anc_root;
   tm_chunk_idx cmpr_root;
   int32_t trees_built;
-  uint32_t tags_so_far;
+  uint32_t tags_handed_out;
 };
 
 struct recompression {
@@ -91,7 +91,7 @@ int32_t save_table(recompression *run) {
 // Tags come anew, as a full compression gives them: none is 0 in the 20 bits that compressed nodes keep of it.
 void set_old_aside(recompression *run) {
   tcamv6_state *state = run->state;
-  run->old = {state->anc_root, state->cmpr_root, state->trees_built, tags_so_far};
+  run->old = {state->anc_root, state->cmpr_root, state->trees_built, tcamv6_tags_handed_out()};
   state->anc_root = TM_CHUNK_IDX_NULL;
   state->cmpr_root = TM_CHUNK_IDX_NULL;
   state->trees_built = 0;
@@ -121,13 +121,13 @@ void put_old_back(recompression *run) {
   state->anc_root = run->old.anc_root;
   state->cmpr_root = run->old.cmpr_root;
   state->trees_built = run->old.trees_built;
-  tags_so_far = run->old.tags_so_far;
+  tcamv6_take_back_tags(run->old.tags_handed_out);
 }
 
 // ---- what moved
 
 tcamv6_anc_data *anc_data_behind(tm_chunk_idx orig_data) {
-  return tcamv6_anc_data_of(tcamv6_anc_node(tm_ptr<tcamv6_orig_data>(orig_data)->anc_node_idx));
+  return tcamv6_anc_data_of(tcamv6_anc_node_of(tm_ptr<tcamv6_orig_data>(orig_data)));
 }
 
 struct code {
@@ -165,7 +165,7 @@ int32_t note_move(const stored_prefix *prefix) {
   move.length = static_cast<uint8_t>(prefix->node->len);
   move.old_length = from.length;
   move.new_length = to.length;
-  move.reference = static_cast<uint32_t>(before->aux);
+  move.reference = tcamv6_anc_handle(before);
   return tcamv6_moves_add(&move);
 }
 
@@ -198,7 +198,7 @@ void keep_new(recompression *run) {
   for (uint32_t i = 0; i < run->count; ++i) {
     const stored_prefix *prefix = &run->prefixes[i];
     tcamv6_anc_data *data = anc_data_behind(prefix->node->data);
-    data->aux = (data->aux & ~uint64_t{UINT32_MAX}) | static_cast<uint32_t>(anc_data_behind(prefix->data)->aux);
+    tcamv6_anc_set_handle(data, tcamv6_anc_handle(anc_data_behind(prefix->data)));
   }
   for (uint32_t i = 0; i < run->count; ++i) {
     tm_chunk_free(TM_V6_ORIG_DATA, tm_ptr<void>(run->prefixes[i].data));

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr uint64_t handle_mask = 0xFFFFFFFF;
-
 int32_t find_data(const tcamv6_state *state, const tcamv6_prefix *prefix, const char *function,
                   tcamv6_anc_data **data) {
   const tm_util_trie_node *node = tcamv6_find_stored(state, prefix);
@@ -33,7 +31,7 @@ int32_t tcamv6_prefix_handle_attach(tcamv6_state *state, const tcamv6_prefix *pr
     tcamv6_anc_data *data = nullptr;
     result = find_data(state, prefix, function, &data);
     if (result == TM_OK) {
-      data->aux = (data->aux & ~handle_mask) | app_handle;
+      tcamv6_anc_set_handle(data, app_handle);
       tcamv6_read_index_set_handle(state, prefix->address, prefix->length, app_handle);
     }
   }
@@ -52,7 +50,7 @@ int32_t tcamv6_prefix_handle_query(tcamv6_state *state, const tcamv6_prefix *pre
     tcamv6_anc_data *data = nullptr;
     result = find_data(state, prefix, function, &data);
     if (result == TM_OK) {
-      *handle_p = static_cast<uint32_t>(data->aux & handle_mask);
+      *handle_p = tcamv6_anc_handle(data);
     }
   }
   TM_LOG(trace, "%s: Complete %d", function, result);

@@ -1,4 +1,36 @@
 // SPDX-License-Identifier: Apache-2.0
+// tcamv6_lookup.cpp - what is the code of this prefix, and which prefix does this address meet?
+//
+// Both questions end at a stored prefix's node of the trie of uncompressed prefixes, and from there the answer is
+// one chain away (tcamv6_anc_tree.h): its code is the key of its compressed node, its compressed address the key of
+// its dummy's node, or of its own when it has no dummy. On the README's table:
+//
+//   tcamv6_lookup_prefix   2001:db8:2::/48         that node, if it holds a prefix     0x00001ff/28, 0x00001fffffffffff
+//   tcamv6_lookup_address  2001:db8:2:3::77        the deepest stored prefix above it:
+//
+//        ::/0 --- 2001:db8::/32 --- 2001:db8:2::/48 --- 2001:db8:2:3::/64 --- (no node)
+//                                                       the answer            the walk ends here
+//
+// An address walks down its bits and keeps the last node that holds a prefix: the longest match, which is what a
+// packet meets. Anchors are stored prefixes too: an address can be answered with one that the caller never sent.
+//
+// That walk touches one node for each bit, up to 128, and then five records. A table that is asked a lot gets a read
+// index beside the tries (tcamv6_read_index.h): arrays in which the prefix is found in a few steps, and a place for
+// the answer, filled when it is first asked for. So a lookup takes one of three ways, the cheapest that is open:
+//
+//   index, answer kept     ->  copied out: the two exported functions do this themselves
+//   index, no answer yet   ->  the node's number from the index, the answer from the tries, and kept
+//   no index               ->  the walk
+//
+// Invariants: all three give the same bytes (builds with assertions ask the tries each time); any change of the
+// table drops the index before it begins; a kept answer counts only while its generation is the index's.
+//
+// Cost: with a kept answer some hundred instructions; by the walk a step for each bit. Building the index costs one
+// walk of the table and its memory, which is why only tables that are asked a lot have one. Without memory the walk
+// serves. Lookups count themselves in the instance for that, so they write to it.
+//
+// Corner cases: with the trace word on every lookup takes the long way, as it has lines to print; a caller's records
+// may overlap, so an answer is gathered aside and only then written; a prefix that is not stored is an error, -22.
 #include "tcamv6_lookup.h"
 
 #include <assert.h>

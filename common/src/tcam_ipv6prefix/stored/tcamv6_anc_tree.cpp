@@ -33,18 +33,12 @@
 #include "tcamv6_anc_tree.h"
 
 #include "tcamv6_siblings.h"
-#include "tcamv6_state.h"
+#include "tcamv6_state_internal.h"
 #include "tm_debug.h"
-
-extern "C" {
-uint32_t tags_so_far = 0;
-}
 
 namespace {
 
 constexpr const char *builder = "tcamv6_gen_anc_tree";
-
-tcamv6_orig_data *orig_data_of(const tm_util_trie_node *node) { return tm_ptr<tcamv6_orig_data>(node->data); }
 
 int32_t new_node(bool is_dummy, tm_n_ary_node **node) {
   const int32_t result = tcamv6_anc_tree_node_new(is_dummy, node);
@@ -64,7 +58,7 @@ int32_t make_prefix_node(tm_util_trie_node *trie_node, tm_n_ary_node **out) {
     if (result == TM_OK) {
       TM_LOG(trace, "%s: Parent %p Dummy %p", builder, static_cast<void *>(node), static_cast<void *>(dummy));
       tcamv6_anc_data *dummy_data = tcamv6_anc_data_of(dummy);
-      dummy_data->tag_word = tm_prefix_with_tag(dummy_data->tag_word, trie_node->tag);
+      tcamv6_anc_set_tag(dummy_data, trie_node->tag);
     }
   }
   tcamv6_orig_data *orig = nullptr;
@@ -80,12 +74,12 @@ int32_t make_prefix_node(tm_util_trie_node *trie_node, tm_n_ary_node **out) {
     tcamv6_abandon_anc_node(dummy);
     return result;
   }
-  orig->anc_node_idx = tm_idx(node);
+  tcamv6_lead_to(orig, node);
   trie_node->data = tm_idx(orig);
   tcamv6_anc_data *data = tcamv6_anc_data_of(node);
   data->dummy = tm_idx(dummy);
   data->orig = tm_idx(trie_node);
-  data->tag_word = tm_prefix_with_tag(data->tag_word, trie_node->tag);
+  tcamv6_anc_set_tag(data, trie_node->tag);
   if (dummy != nullptr) {
     tcamv6_push_child(node, dummy);
   }
@@ -104,7 +98,7 @@ int32_t make_up_root(tm_util_trie_node *trie_node, tm_chunk_idx *parentp) {
   *parentp = tm_idx(node);
   tcamv6_anc_data *data = tcamv6_anc_data_of(node);
   data->orig = tm_idx(trie_node);
-  data->tag_word = tm_prefix_with_tag(data->tag_word, ++tags_so_far);
+  tcamv6_anc_set_tag(data, tcamv6_next_tag());
   return TM_OK;
 }
 
@@ -120,12 +114,12 @@ void link_node(tm_n_ary_node *node, tm_chunk_idx *parentp) {
 
 // Height of a prefix above the tallest of the prefixes below it, 8 bits wide.
 int32_t set_height(const tm_util_trie_node *trie_node, int32_t below) {
-  const tcamv6_orig_data *orig = orig_data_of(trie_node);
+  const tcamv6_orig_data *orig = tcamv6_orig_data_of(trie_node);
   if (orig == nullptr) {
     TM_LOG(info, "%s: Null trie_data", builder);
     return TM_EINVAL;
   }
-  const tm_n_ary_node *node = tcamv6_anc_node(orig->anc_node_idx);
+  const tm_n_ary_node *node = tcamv6_anc_node_of(orig);
   if (node == nullptr) {
     TM_LOG(info, "%s: Null dbg_anc_node", builder);
     return TM_EINVAL;
@@ -216,14 +210,14 @@ int32_t tcamv6_gen_anc_tree(tm_util_trie_node *node, tm_chunk_idx *parentp) {
 }
 
 int32_t tcamv6_anc_data_of_prefix(const tm_util_trie_node *trie_node, const char *function, tcamv6_anc_data **data) {
-  const tcamv6_orig_data *orig = orig_data_of(trie_node);
+  const tcamv6_orig_data *orig = tcamv6_orig_data_of(trie_node);
   if (orig == nullptr) {
     zel_fatal("\n%s: trie_data is NULL", function);
   }
   if (orig->anc_node_idx == TM_CHUNK_IDX_NULL) {
     zel_fatal("\n%s: trie_data->anc_node_idx is TM_CHUNK_IDX_NULL", function);
   }
-  *data = tcamv6_anc_data_of(tcamv6_anc_node(orig->anc_node_idx));
+  *data = tcamv6_anc_data_of(tcamv6_anc_node_of(orig));
   if (*data == nullptr) {
     TM_LOG(info, "%s: Error - Original prefix points to NULL anc_data", function);
     return TM_EFAULT;

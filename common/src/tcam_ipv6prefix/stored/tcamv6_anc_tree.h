@@ -7,7 +7,8 @@
 //
 // Everything about a prefix is found along one chain of handles:
 //   trie node -> tcamv6_orig_data -> tm_n_ary_node -> tcamv6_anc_data -> compressed node
-// This file has the only functions that walk it.
+// This file has the only functions that walk it. The interface fixes the offsets of the 48 bytes of tcamv6_anc_data
+// and where the host's handle is in them; what had to go into the words between is behind functions.
 #ifndef TCAMV6_ANC_TREE_H
 #define TCAMV6_ANC_TREE_H
 
@@ -18,11 +19,9 @@
 
 struct tcamv6_anc_data {
   uint32_t tag_word;       // bits 12-31: the tag of the prefix; bits 0-11 are kept
-  uint32_t before_low;     // the sibling before it, see tcamv6_siblings.h
+  uint32_t before_low;     // the sibling before it: read and written by tcamv6_siblings.cpp alone
   tm_chunk_idx dummy;      // the dummy child's node, none when there is none
-  uint64_t aux;            // low 32 bits: the host's handle of the prefix; high 32: its place among its siblings.
-                           // During a full compression, until the final pass: the prefix's node in the
-                           // path-compressed trie
+  uint64_t aux;            // see tcamv6_anc_handle, tcamv6_anc_pcmpr_node and tcamv6_sibling_order below
   tm_chunk_idx orig;       // node of the trie of uncompressed prefixes; none for a dummy
   tm_chunk_idx cmpr_node;  // node of the compressed trie
   uint8_t cost;            // code bits that the subtree needs
@@ -58,6 +57,40 @@ inline tm_n_ary_node *tcamv6_anc_node(tm_chunk_idx idx) { return tm_ptr<tm_n_ary
 // The data of a node; null for a null node.
 inline tcamv6_anc_data *tcamv6_anc_data_of(const tm_n_ary_node *node) {
   return node == nullptr ? nullptr : tm_ptr<tcamv6_anc_data>(node->data);
+}
+
+// The steps of the chain from a node of the trie of uncompressed prefixes. Each answers null when the one before it is
+// null or leads nowhere, as below a node that holds no prefix.
+inline tcamv6_orig_data *tcamv6_orig_data_of(const tm_util_trie_node *trie_node) {
+  return trie_node == nullptr ? nullptr : tm_ptr<tcamv6_orig_data>(trie_node->data);
+}
+inline tm_n_ary_node *tcamv6_anc_node_of(const tcamv6_orig_data *orig) {
+  return orig == nullptr ? nullptr : tcamv6_anc_node(orig->anc_node_idx);
+}
+inline tm_n_ary_node *tcamv6_anc_node_of(const tm_util_trie_node *trie_node) {
+  return tcamv6_anc_node_of(tcamv6_orig_data_of(trie_node));
+}
+inline tcamv6_anc_data *tcamv6_data_of_stored(const tm_util_trie_node *trie_node) {
+  return tcamv6_anc_data_of(tcamv6_anc_node_of(trie_node));
+}
+
+// Make orig data lead to a node of the ancestor tree.
+inline void tcamv6_lead_to(tcamv6_orig_data *orig, const tm_n_ary_node *node) { orig->anc_node_idx = tm_idx(node); }
+
+// `aux` holds two things, one after the other. While a table is compressed in full, the prefix's node in the
+// path-compressed trie; from the final pass on, the host's handle (low half) and the sibling number
+// (tcamv6_siblings.h).
+inline const tm_util_trie_node *tcamv6_anc_pcmpr_node(const tcamv6_anc_data *data) { return tm_trie_node(data->aux); }
+inline void tcamv6_anc_set_pcmpr_node(tcamv6_anc_data *data, const tm_util_trie_node *node) {
+  data->aux = tm_idx(node);
+}
+inline uint32_t tcamv6_anc_handle(const tcamv6_anc_data *data) { return static_cast<uint32_t>(data->aux); }
+inline void tcamv6_anc_set_handle(tcamv6_anc_data *data, uint32_t handle) {
+  data->aux = (data->aux & ~uint64_t{UINT32_MAX}) | handle;
+}
+
+inline void tcamv6_anc_set_tag(tcamv6_anc_data *data, uint32_t tag) {
+  data->tag_word = tm_prefix_with_tag(data->tag_word, tag);
 }
 
 inline tm_n_ary_node *tcamv6_anc_first_child(const tm_n_ary_node *node) { return tcamv6_anc_node(node->child); }

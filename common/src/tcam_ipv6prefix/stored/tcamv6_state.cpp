@@ -13,6 +13,10 @@
 #include "tm_n_ary_tree.h"
 #include "tm_trie.h"
 
+extern "C" {
+uint32_t tags_so_far = 0;
+}
+
 gbl_state_block *gbl_state = nullptr;
 
 namespace {
@@ -29,6 +33,10 @@ bool lies_in_global_block(const tcamv6_state *state) {
 }
 
 }  // namespace
+
+uint32_t tcamv6_next_tag() { return ++tags_so_far; }
+uint32_t tcamv6_tags_handed_out() { return tags_so_far; }
+void tcamv6_take_back_tags(uint32_t handed_out) { tags_so_far = handed_out; }
 
 int32_t tcamv6_init(tcamv6_state *state, const tcamv6_conf *conf, int32_t *was_reset) {
   constexpr const char *function = "tcamv6_init";

@@ -52,7 +52,7 @@ TM_ASSERT_OFFSET(tcamv6_state, n_insert, 1024076);
 enum {
   TCAMV6_MARK_KEPT = 1,        /* a reset kept the record: its links lead to released elements */
   TCAMV6_MARK_FAILED = 2,      /* the last full compression failed: the instance holds nothing */
-  TCAMV6_MARK_LOOSE_LEVELS = 4 /* new levels were added as written since: codes may not nest as prefixes do */
+  TCAMV6_MARK_LOOSE_LEVELS = 4 /* new levels were added in compatible mode: codes may not nest as prefixes do */
 };
 
 /** Configuration of one instance. */
@@ -65,7 +65,8 @@ typedef struct tcamv6_conf {
 TM_ASSERT_SIZE(tcamv6_conf, 16);
 TM_ASSERT_OFFSET(tcamv6_conf, state, 8);
 
-/** The last tag handed out to a prefix that came without one, or to a made-up root; process-wide. */
+/** The last tag handed out to a prefix that came without one, or to a made-up root; process-wide. Written by
+ *  tcamv6_state.cpp alone. */
 extern TM_API uint32_t tags_so_far;
 
 /** Initialise one instance from its configuration. An instance that has completed a full compression is left

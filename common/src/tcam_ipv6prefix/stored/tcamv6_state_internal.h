@@ -25,6 +25,12 @@ inline bool tcamv6_state_unusable(const tcamv6_state *state) {
   return state == nullptr || (state->marks & TCAMV6_MARK_KEPT) != 0;
 }
 
+// Tags for prefixes that came without one: the next; how many have been handed out; and taking back those after a
+// count, when everything that got one is taken back too.
+uint32_t tcamv6_next_tag(void);
+uint32_t tcamv6_tags_handed_out(void);
+void tcamv6_take_back_tags(uint32_t handed_out);
+
 // Release the four structures, the extra operations and the read index to pools and heap, leaving the links as they
 // are.
 void tcamv6_release_contents(tcamv6_state *state);
