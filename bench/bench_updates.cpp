@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Additions and deletions on a loaded table, one by one and in batches, as written and safe; beside them the same
+// Additions and deletions on a loaded table, one by one and in batches, compatible and safe; beside them the same
 // changes in a bare bit trie. Times are per prefix of the batch; the prefixes are real ones that the table lacks.
 #include "bench_clock.h"
 #include "bit_trie.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Batches that would cost the square of their length if anything in them looked at what is there already: each at 1,000
-// and at 16,000 records, as written and safe. Times are per record of the batch. What a record costs at 16,000 is held
+// and at 16,000 records, compatible and safe. Times are per record of the batch. What a record costs at 16,000 is held
 // against what it costs at 1,000.
 //
 //   new_levels      n prefixes, each of which comes between a stored prefix and its enclosing one

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A table and operations on it from bytes: batches as written and safe, refused memory, resets, queries, dumps. The
-// first byte says whether memory may be refused, and whether a lookup may be one of many. Unless memory is refused,
+// A table and operations on it from bytes: batches in compatible mode and safe, refused memory, resets, queries, dumps.
+// The first byte says whether memory may be refused, and whether a lookup may be one of many. Unless memory is refused,
 // everything is done twice, on other instances, and must give the same bytes and leave the same contents. Every step of
 // the first time is checked; the second has only to be the same.
 #include "checked_library.h"

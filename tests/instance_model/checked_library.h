@@ -52,7 +52,7 @@ class checked_library {
   struct table {
     bool compressed = false;
     bool exact = true;    // only changed with safe updates on
-    bool counted = true;  // no batch failed as written
+    bool counted = true;  // no batch failed in compatible mode
     stored_set set;
     std::map<v6tool::ip_prefix, uint32_t> handles;
   };
@@ -66,7 +66,8 @@ class checked_library {
   bool thorough_ = true;
   bool safe_ = false;
   bool memory_may_fail_ = false;
-  bool paths_left_ = false;  // by a failed addition as written: the next request gives them back, itself refused or not
+  bool paths_left_ =
+      false;  // by a failed addition in compatible mode: the next request gives them back, itself refused or not
 };
 
 }  // namespace instance_model

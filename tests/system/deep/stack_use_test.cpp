@@ -116,7 +116,7 @@ TEST(stack_use, the_deepest_release_stays_below_the_documented_bound) {
   EXPECT_EQ(allocated(), 0u);
 }
 
-// As written, a failed batch is undone by a batch of its own, one level deeper for each undo that fails too.
+// In compatible mode, a failed batch is undone by a batch of its own, one level deeper for each undo that fails too.
 TEST(stack_use, an_undone_batch_stays_below_the_documented_bound) {
   ASSERT_EQ(start(), 0u);
   tcamv6_debug_flags = {};

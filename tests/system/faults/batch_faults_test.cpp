@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Batches of every case, as written and safe, each of their allocations refused once; then their undo and rollback.
+// Batches of every case, compatible and safe, each of their allocations refused once; then their undo and rollback.
 #include "fault_sweep.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What batches promise as written: an accepted one stores exactly what the counting says and moves nothing else; the
-// prefixes of the table stay apart from what was deleted.
+// What batches promise in compatible mode: an accepted one stores exactly what the counting says and moves nothing
+// else; the prefixes of the table stay apart from what was deleted.
 #include <gtest/gtest.h>
 
 #include "updated_table_fixture.h"
@@ -11,7 +11,7 @@ using namespace updated_table;
 
 class IncrementalUpdates : public updated_table_test {
  protected:
-  // One batch as written; false when it was refused.
+  // One batch in compatible mode; false when it was refused.
   bool apply(const change_list &batch) {
     const std::vector<stored_row> before = rows;
     const uint32_t expected = counting(table).apply(batch, false);

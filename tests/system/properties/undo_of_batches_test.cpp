@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the undo of a refused batch restores as written, by replaying it backwards, and what it does not.
+// What the undo of a refused batch restores in compatible mode, by replaying it backwards, and what it does not.
 #include <gtest/gtest.h>
 
 #include "updated_table_fixture.h"

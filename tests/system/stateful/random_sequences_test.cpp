@@ -166,7 +166,7 @@ TEST(random_sequences, instances_agree_with_the_model_while_pools_run_out) {
 
 TEST(random_sequences, structures_are_sound_with_safe_updates_off) {
   uint64_t asked_in_vain = 77;
-  EXPECT_TRUE(hold("updates as written", 100, 160, 32768, false, &asked_in_vain));
+  EXPECT_TRUE(hold("updates in compatible mode", 100, 160, 32768, false, &asked_in_vain));
   EXPECT_EQ(asked_in_vain, 0u);
 }
 

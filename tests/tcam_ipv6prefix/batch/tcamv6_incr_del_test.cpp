@@ -221,7 +221,7 @@ TEST_F(tcamv6_incr_del_test, shared_node_stays_when_the_longer_prefix_goes) {
   EXPECT_EQ(code(shorter), key);
   EXPECT_EQ(dummy_code(shorter), dummy);
   EXPECT_EQ(cmpr_node(shorter)->owners, 1u);
-  EXPECT_EQ(cmpr_node(shorter)->tag, 0u) << "the tag is cleared as written";
+  EXPECT_EQ(cmpr_node(shorter)->tag, 0u) << "the tag is cleared in compatible mode";
   ASSERT_EQ(run(std::string("-") + shorter).result, 0);
   EXPECT_EQ(cmpr_at(key), nullptr);
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the undo of a refused batch restores as written, and what it does not: each case is one that a host can meet.
+// What the undo of a refused batch restores in compatible mode, and what it does not: each case is one that a host can
+// meet.
 #include "incr_fixture.h"
 
 using ::testing::ElementsAre;

@@ -77,7 +77,7 @@ TEST_F(tcamv6_safe_test, level_on_a_node_that_another_prefix_owns_is_refused) {
                                    "disruption may occur."));
   EXPECT_EQ(image_of(state), before);
   zel_v6comp_set_safe_updates(0);
-  EXPECT_EQ(run("+2001:db8:8000::/36").result, 0) << "as written it is accepted, on the longer one's key";
+  EXPECT_EQ(run("+2001:db8:8000::/36").result, 0) << "in compatible mode it is accepted, on the longer one's key";
   EXPECT_EQ(code("2001:db8:8000::/36"), code("2001:db8:8800::/44"));
 }
 
@@ -94,7 +94,7 @@ TEST_F(tcamv6_safe_test, level_on_its_enclosing_prefixs_own_key_is_refused) {
   EXPECT_EQ(image_of(state), before);
   zel_v6comp_set_safe_updates(0);
   ASSERT_EQ(run("+2001:db8:4000::/34").result, 0);
-  EXPECT_EQ(code("2001:db8:4000::/34"), code("2001:db8::/32")) << "as written both get one key";
+  EXPECT_EQ(code("2001:db8:4000::/34"), code("2001:db8::/32")) << "in compatible mode both get one key";
 }
 
 TEST_F(tcamv6_safe_test, level_in_a_right_place_is_the_same_on_and_off) {
@@ -179,8 +179,8 @@ TEST_F(tcamv6_safe_test, statistics_of_the_end_point_show_a_commit_but_not_yet_a
   EXPECT_EQ(nodes.allocated, had - 1);
 }
 
-TEST_F(tcamv6_safe_test, undo_that_would_be_refused_as_written_restores_all) {
-  // /44 leaves, its place is taken by the /36: as written it cannot come back to where it was.
+TEST_F(tcamv6_safe_test, undo_that_would_be_refused_in_compatible_mode_restores_all) {
+  // /44 leaves, its place is taken by the /36: in compatible mode it cannot come back to where it was.
   compress("2001:db8::/32 2001:db8:8800::/44 2001:db8:8800::/45");
   const std::vector<table_row_text> before = table_of(state);
   EXPECT_EQ(run("-2001:db8:8800::/44 +2001:db8:8000::/36 -::/0*9").result, -22);
@@ -199,7 +199,7 @@ TEST_F(tcamv6_safe_test, delete_of_a_prefix_that_is_not_stored_takes_no_anchor) 
   EXPECT_EQ(weight("2001:db8::/32"), 1u);
 }
 
-TEST_F(tcamv6_safe_test, as_written_delete_of_a_prefix_that_is_not_stored_removes_another) {
+TEST_F(tcamv6_safe_test, compatible_delete_of_a_prefix_that_is_not_stored_removes_another) {
   zel_v6comp_set_safe_updates(0);
   ASSERT_EQ(request("+2001:db8::/32"), 0u);
   EXPECT_EQ(request("-2001:db8:1::/48"), 0u);
@@ -259,7 +259,7 @@ TEST_F(tcamv6_safe_test, share_of_the_default_prefix_begins_with_the_librarys_ow
   EXPECT_EQ(weight("::/0"), 1u);
 }
 
-TEST_F(tcamv6_safe_test, record_of_weight_0_counts_as_an_anchor_and_is_as_written) {
+TEST_F(tcamv6_safe_test, record_of_weight_0_counts_as_an_anchor_and_is_treated_as_in_compatible_mode) {
   ASSERT_EQ(request("+2001:db8:1::/48*3"), 0u);
   only({error});
   EXPECT_EQ(request("-2001:db8::/32*0"), 0u);

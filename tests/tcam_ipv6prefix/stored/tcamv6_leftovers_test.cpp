@@ -32,7 +32,7 @@ class tcamv6_leftovers_test : public incr_test {
     return sum;
   }
 
-  // The instance's bytes without the counts that a failed addition moves as written.
+  // The instance's bytes without the counts that a failed addition moves in compatible mode.
   std::vector<uint8_t> image_with(uint32_t n_prefs, uint32_t tags) {
     const uint32_t kept[] = {state->n_prefs, tags_so_far};
     state->n_prefs = n_prefs;

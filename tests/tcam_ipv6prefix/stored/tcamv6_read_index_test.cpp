@@ -87,7 +87,7 @@ TEST_F(tcamv6_read_index_test, every_kind_of_change_drops_it_and_shows_at_once) 
   }
 }
 
-TEST_F(tcamv6_read_index_test, random_batches_as_written_and_safe) {
+TEST_F(tcamv6_read_index_test, random_batches_compatible_and_safe) {
   for (const bool is_safe : {false, true}) {
     tcamv6_switch_safe_updates(is_safe);
     silence();
