@@ -14,23 +14,21 @@
 // An address walks down its bits and keeps the last node that holds a prefix: the longest match, which is what a
 // packet meets. Anchors are stored prefixes too: an address can be answered with one that the caller never sent.
 //
-// That walk touches one node for each bit, up to 128, and then five records. A table that is asked a lot gets a read
-// index beside the tries (tcamv6_read_index.h): arrays in which the prefix is found in a few steps, and a place for
-// the answer, filled when it is first asked for. So a lookup takes one of three ways, the cheapest that is open:
+// That walk touches one node for each bit, up to 128, and then five records. A host that asks a lot can have a read
+// index built beside the tries (tcamv6_lookup_index.h): arrays in which the prefix is found in a few steps, with each
+// prefix's answer beside it. So a lookup takes one of two ways:
 //
-//   index, answer kept     ->  copied out: the two exported functions do this themselves
-//   index, no answer yet   ->  the node's number from the index, the answer from the tries, and kept
-//   no index               ->  the walk
+//   index is live   ->  the number of the prefix, and its answer copied out
+//   otherwise       ->  the walk; also for what the index does not hold, since that has a line to print
 //
-// Invariants: all three give the same bytes (builds with assertions ask the tries each time); any change of the
-// table drops the index before it begins; a kept answer counts only while its generation is the index's.
+// Invariants: both give the same bytes (builds with assertions ask the tries each time); any change of the table drops
+// the index before it begins. A lookup builds, counts and allocates nothing: with an index, many threads may look up
+// at once while nobody changes the table.
 //
-// Cost: with a kept answer some hundred instructions; by the walk a step for each bit. Building the index costs one
-// walk of the table and its memory, which is why only tables that are asked a lot have one. Without memory the walk
-// serves. Lookups count themselves in the instance for that, so they write to it.
+// Cost: with an index some hundred instructions; by the walk a step for each bit.
 //
 // Corner cases: with the trace word on every lookup takes the long way, as it has lines to print; a caller's records
-// may overlap, so an answer is gathered aside and only then written; a prefix that is not stored is an error, -22.
+// may overlap, and answers are written field by field; a prefix that is not stored is an error, -22.
 #include "tcamv6_lookup.h"
 
 #include <assert.h>
@@ -108,7 +106,7 @@ int32_t look_up_address(const tcamv6_state *state, const uint8_t *address, const
   return answer_from_tries(find_covering(state, address), function, &out);
 }
 
-// Lookups that the index does not answer. Not inline: what they need of the stack the others do not pay for.
+// Lookups that the index does not answer. Not inline, so that the others need little stack.
 __attribute__((noinline)) int32_t any_lookup_prefix(tcamv6_state *state, const tcamv6_prefix *prefix,
                                                     tcamv6_cmpr_pref *cmpr_pref, tcamv6_cmpr_addr *cmpr_addr) {
   constexpr const char *function = "tcamv6_lookup_prefix";
