@@ -55,9 +55,6 @@ void add_output_options(CLI::App &sub, output_options &options);
 // The rules of the options for a table that goes into one request.
 build_rules request_rules(const input_options &options);
 
-// The rules of the options for a table that goes into one request.
-build_rules request_rules(const input_options &options);
-
 // Read the table that the options name, for one request; its faults and warnings go to standard error.
 prefix_table read_command_table(const input_options &options);
 

@@ -25,8 +25,9 @@ void read(byte_input &input, table_builder &table) {
       continue;
     }
     const std::string_view prefix = take_word(rest);
-    const bool codes = is_code(take_word(rest)) && is_code(take_word(rest)) && rest.empty();
-    if (codes && !line.cut) {
+    const std::string_view code = take_word(rest);
+    const std::string_view address = take_word(rest);
+    if (is_code(code) && is_code(address) && rest.empty() && !line.cut) {
       table.listed(line.number, {prefix, "", ""});
     } else {
       table.bad(line.number, printable(line.text) + ": expected prefix, compressed prefix and compressed address");

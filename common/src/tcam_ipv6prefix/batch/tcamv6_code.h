@@ -11,7 +11,13 @@ struct tcamv6_code {
   int32_t len;    // 0..64
 };
 
-inline uint64_t tcamv6_code_mask(int32_t len) { return len == 0 ? 0 : ~uint64_t{0} << (64 - len); }
+// Its first len bits set; no bit below 1, all from 64 on.
+inline uint64_t tcamv6_code_mask(int32_t len) {
+  if (len <= 0) {
+    return 0;
+  }
+  return len >= 64 ? ~uint64_t{0} : ~uint64_t{0} << (64 - len);
+}
 
 // The first len bits of a code, or the code continued with zeros to that length.
 inline tcamv6_code tcamv6_code_cut(tcamv6_code code, int32_t len) { return {code.bits & tcamv6_code_mask(len), len}; }

@@ -83,7 +83,7 @@ bool rewrite(const tcamv6_state *state, const named_prefix *name) {
 // Slots before the first one without a reference.
 uint32_t count_names(const tcamv6_state *state) {
   uint32_t n = 0;
-  while (n < state->extra_op_count && state->extra_ops[n].reference != 0) {
+  while (state->extra_ops != nullptr && n < state->extra_op_count && state->extra_ops[n].reference != 0) {
     ++n;
   }
   return n;

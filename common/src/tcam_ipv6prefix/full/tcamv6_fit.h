@@ -9,7 +9,7 @@
 // Set the cost of every node to the fewest bits that its children and its address can do with, by counting codes. The
 // costing pass joins two minima at a time, by a heap that does not always give the two smallest, and can so count a bit
 // too many on its way up. Returns the bits that the table needs.
-int32_t tcamv6_fit_costs(tm_n_ary_node *anc_root);
+int32_t tcamv6_fit_costs(tm_n_ary_node *node);
 
 // Lay a table out whose costing pass has succeeded and whose limits or final pass have failed with -14 or a negative
 // limit: in place of them.

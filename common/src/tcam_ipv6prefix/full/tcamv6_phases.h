@@ -19,6 +19,6 @@ struct tcamv6_phases {
 // Returns 0; -75 the tight code is too long; -12; and without `fits` -14 or a negative limit. What was built before a
 // failure stays, the compressed nodes hanging from the ancestor tree. The path-compressed trie is the caller's to
 // release.
-int32_t tcamv6_run_phases(tcamv6_phases *layout);
+int32_t tcamv6_run_phases(tcamv6_phases *run);
 
 #endif

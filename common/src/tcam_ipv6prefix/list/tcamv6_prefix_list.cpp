@@ -110,7 +110,9 @@ uint32_t count_records(const record_source *source) {
 // Copy the caller's records, and go on with the copy: others may write to the original. Returns false when the copy
 // does not make a list of the length that was counted.
 bool take_copy(record_source *source, void *room, uint32_t count) {
-  memcpy(room, source->records, source->n * sizeof(tcamv6_prefix));
+  if (source->n != 0) {
+    memcpy(room, source->records, source->n * sizeof(tcamv6_prefix));
+  }
   __asm__ volatile("" : : "r"(room) : "memory");  // nothing is read from the original after this
   source->records = static_cast<const uint8_t *>(room);
   return count_records(source) == count;
