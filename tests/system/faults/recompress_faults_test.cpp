@@ -25,7 +25,7 @@ const std::vector<std::string> table = {"+2001::/16", "+2001:db8::/32", "+2001:d
 const std::vector<std::string> first_batch = {"+2001:db9::/32", "+2001:dba::/32", "+2400:1::/40"};
 const std::vector<std::string> second_batch = {"-2001:db8::/48", "+2a00:1080::/32"};
 
-class RoomFaults : public testing::TestWithParam<fault_kind> {
+class RecompressFaults : public testing::TestWithParam<fault_kind> {
  protected:
   void SetUp() override {
     ASSERT_EQ(start(), 0u);
@@ -58,7 +58,7 @@ class RoomFaults : public testing::TestWithParam<fault_kind> {
 
 }  // namespace
 
-TEST_P(RoomFaults, ARefusedFitAnswers12AndTheNextRequestSucceeds) {
+TEST_P(RecompressFaults, ARefusedFitAnswers12AndTheNextRequestSucceeds) {
   const std::vector<change> hole = all_but_one_host();
   answer got;
   const uint64_t n =
@@ -73,7 +73,7 @@ TEST_P(RoomFaults, ARefusedFitAnswers12AndTheNextRequestSucceeds) {
   EXPECT_GT(n, GetParam().name == "heap" ? 8u : 60u);
 }
 
-TEST_P(RoomFaults, ARefusedRecompressionLeavesEveryElementAndTheMovesAsTheyWere) {
+TEST_P(RecompressFaults, ARefusedRecompressionLeavesEveryElementAndTheMovesAsTheyWere) {
   std::string before;
   std::string before_table;
   uint64_t held = 0;
@@ -104,4 +104,4 @@ TEST_P(RoomFaults, ARefusedRecompressionLeavesEveryElementAndTheMovesAsTheyWere)
   EXPECT_GT(n, GetParam().name == "heap" ? 4u : 7u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, RoomFaults, testing::ValuesIn(fault_sweep::all_kinds()), fault_sweep::kind_name);
+INSTANTIATE_TEST_SUITE_P(Kinds, RecompressFaults, testing::ValuesIn(fault_sweep::all_kinds()), fault_sweep::kind_name);
