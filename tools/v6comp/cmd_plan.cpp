@@ -16,6 +16,7 @@
 #include "plan_simulation.h"
 #include "prefix_text.h"
 #include "progress_note.h"
+#include "table_loader.h"
 #include "text_words.h"
 #include "tool_options.h"
 #include "weight_check.h"
@@ -118,8 +119,12 @@ pool_needs larger_needs(const pool_needs &a, const pool_needs &b) {
   return needs;
 }
 
+pool_needs needs_of_table(const prefix_table &table) {
+  return needs_of_loading(find_stored_prefixes(table), table.rows.size());
+}
+
 std::vector<first_stage_row> compress_rows(const library_instance &instance, const prefix_table &table) {
-  const request_outcome outcome = instance.request(request_rows(table));
+  const request_outcome outcome = load_table(instance, table);
   if (outcome.status != 0) {
     tool_failure failure = explain_full_refusal(instance, table, outcome.status);
     failure.lines.front() = table.name + ": " + failure.lines.front();
@@ -138,8 +143,7 @@ void write_result(const plan_options &options, std::string data, const std::stri
 }
 
 exit_code plan_tables(const plan_options &options, const prefix_table &old_table, const prefix_table &new_table) {
-  start_library(options.live.common, larger_needs(find_pool_needs(find_stored_prefixes(old_table)),
-                                                  find_pool_needs(find_stored_prefixes(new_table))));
+  start_library(options.live.common, larger_needs(needs_of_table(old_table), needs_of_table(new_table)));
   const library_instance instance(options.live.common);
   const std::vector<first_stage_row> old_rows = compress_rows(instance, old_table);
   instance.reset();
@@ -304,10 +308,11 @@ bool is_history(std::string_view content) {
 
 // In any format, whichever the old table has: --input is about that one.
 bool read_new_table(const plan_options &options, std::string_view content, prefix_table &table, read_report &report) {
-  return read_table(open_memory(content), {nullptr, request_rules(options.live.common)}, table, report);
+  return read_table(open_memory(content), {nullptr, library_rules(options.live.common)}, table, report);
 }
 
 exit_code run_plan(const plan_options &options) {
+  check_live_options(options.live);
   check_output_file(options.output.file, {options.live.common.table, options.next});
   const prefix_table table = read_command_table(options.live.common);
   const std::string name = options.next == "-" ? "<stdin>" : options.next;

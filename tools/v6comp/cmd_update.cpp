@@ -68,6 +68,7 @@ update_run run_history(const prefix_table &table, const update_history &history,
   update_run run = {{table.name,
                      history.name,
                      live.policy_name(),
+                     options.live.common.room,
                      options.live.as_written,
                      live.size(),
                      live.compress_ms(),
@@ -103,6 +104,7 @@ void say_held_deletes(const update_figures &figures) {
 }
 
 exit_code run_update(const update_options &options) {
+  check_live_options(options.live);
   check_output_file(options.output.file, {options.live.common.table, options.history});
   const prefix_table table = read_command_table(options.live.common);
   const update_history history = read_command_history(options.history, table);
@@ -148,7 +150,8 @@ void add_update_command(CLI::App &app, command &chosen) {
       sub,
       "Lines of a history: +prefix/length [weight], -prefix/length [weight], --- after each batch.\n"
       "changed: prefixes in the table before and after whose compressed prefix or address is another.\n"
-      "Policies:\n" +
+      "moved: prefixes that the batch moved to other codes, to make room for what it adds.\n"
+      "In room mode a batch is one request. Policies of compatible mode:\n" +
           policy_help() +
           "A delete of more weight than a prefix has is refused, and its batch left out, whatever --on-refusal is.\n"
           "A batch that is refused and then taken over by a recompression counts as done.\n"

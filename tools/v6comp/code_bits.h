@@ -9,9 +9,10 @@
 
 namespace v6tool {
 
-// What the library computes before it adds room for updates: the table fits if this is at most 64. The library says
-// it in a message only. `stored` holds all prefixes that it stores, anchors and /0 included.
-uint32_t required_code_bits(const prefix_forest &stored);
+// `stored` holds all prefixes that the library stores, anchors and /0 included. In room mode this is the least that any
+// code takes, and the table fits if it is at most 64. In compatible mode it is what the library computes before it adds
+// room for updates, and says in a message only; in rare tables that is more.
+uint32_t required_code_bits(const prefix_forest &stored, bool room);
 
 }  // namespace v6tool
 

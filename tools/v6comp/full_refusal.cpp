@@ -36,7 +36,7 @@ tool_failure explain_memory(const stored_prefixes &stored) {
 }
 
 // The prefixes that break the limit, and what can be done.
-void append_part(std::vector<std::string> &lines, const refused_part &part) {
+void append_part(std::vector<std::string> &lines, const refused_part &part, bool fits_with_room) {
   lines.push_back(part.smallest
                       ? fmt::format("it breaks on these {} prefixes, which fit as soon as one of them is left out:",
                                     part.rows.size())
@@ -49,8 +49,9 @@ void append_part(std::vector<std::string> &lines, const refused_part &part) {
     lines.push_back(line);
   }
   lines.emplace_back(
-      "no option helps: leave some of them out, or split the table, for example over two instances; other prefixes may "
-      "break the same limit");
+      fits_with_room ? "--room on, the default, takes the table as it is"
+                     : "no option helps: leave some of them out, or split the table, for example over two instances; "
+                       "other prefixes may break the same limit");
 }
 
 }  // namespace
@@ -63,7 +64,7 @@ tool_failure explain_full_refusal(const library_instance &instance, const prefix
   if (status == -TM_EINVAL) {
     return {exit_undone, {"the library refused the request (status 22); --debug-level 7 shows what it says"}};
   }
-  const uint32_t bits = required_code_bits(stored.forest);
+  const uint32_t bits = required_code_bits(stored.forest, zel_v6comp_room() != 0);
   tool_failure failure = {exit_no, {}};
   if (status == -TM_EOVERFLOW) {
     failure.lines.push_back(
@@ -75,7 +76,8 @@ tool_failure explain_full_refusal(const library_instance &instance, const prefix
                     "room that later updates need between them (status {})",
                     bits, +TCAMV6_MAX_CMPR_LEN, status));
   }
-  append_part(failure.lines, find_refused_part(instance, table, status));
+  const bool fits_with_room = zel_v6comp_room() == 0 && required_code_bits(stored.forest, true) <= TCAMV6_MAX_CMPR_LEN;
+  append_part(failure.lines, find_refused_part(instance, table, status), fits_with_room);
   return failure;
 }
 

@@ -40,6 +40,7 @@ void start_library(const common_options &options, const pool_needs &needs) {
                                     "--pool-elements may help",
                                     status)}};
   }
+  zel_v6comp_set_room(options.room ? 1 : 0);
   // Only now: starting the library resets its debug words. Left to itself it prints errors, which for a tool that
   // explains its failures, and for tables that are merely tight, is only noise.
   if (options.debug_level) {
@@ -109,6 +110,15 @@ void library_instance::reset() const {
   if (zel_v6comp_reset_instance(processor_, instance_) != 0) {
     throw tool_failure{exit_undone, {"the library cannot reset the instance"}};
   }
+}
+
+std::span<const zel_v6comp_move> library_instance::moves() const {
+  const zel_v6comp_move *moves = nullptr;
+  uint32_t n = 0;
+  if (zel_v6comp_moves(processor_, instance_, &moves, &n) != 0) {
+    throw tool_failure{exit_undone, {"the library does not tell what it moved"}};
+  }
+  return {moves, n};
 }
 
 std::optional<translation> library_instance::translate(const ip_prefix &prefix) const {

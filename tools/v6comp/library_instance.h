@@ -60,6 +60,9 @@ class library_instance {
   // Of the processor and number that the options name.
   explicit library_instance(const common_options &options);
 
+  // What the last accepted request moved.
+  std::span<const zel_v6comp_move> moves() const;
+
   // The first request after the start or a reset is a full compression, every other one a batch.
   request_outcome request(std::span<const request_row> rows) const;
 

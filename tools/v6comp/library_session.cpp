@@ -5,15 +5,16 @@
 #include "pool_counters.h"
 #include "prefix_text.h"
 #include "progress_note.h"
+#include "table_loader.h"
 
 namespace v6tool {
 
 library_session::library_session(const prefix_table &table, const common_options &options) {
   const progress_note note("compressing", options.quiet);
   stored_ = find_stored_prefixes(table);
-  start_library(options, find_pool_needs(stored_));
+  start_library(options, needs_of_loading(stored_, table.rows.size()));
   instance_.emplace(options);
-  result_ = instance_->request(request_rows(table));
+  result_ = load_table(*instance_, table);
   if (result_.status != 0) {
     throw explain_full_refusal(*instance_, table, result_.status);
   }

@@ -19,13 +19,28 @@ void add_live_options(CLI::App &sub, live_options &options) {
       {{"recompress", refusal_action::recompress}, {"stop", refusal_action::stop}, {"skip", refusal_action::skip}},
       "when a batch is refused: compress the whole table anew, stop, or leave the batch out");
   add_named_option(
-      sub, "--policy", {policy_names(), default_policy().name, "no such policy"},
+      sub, "--policy", {policy_names(), std::string(default_policy().name) + " in compatible mode", "no such policy"},
       [](const std::string &name) { return find_policy(name) != nullptr; },
       [&options](const std::string &name) { options.policy = find_policy(name); },
-      "in which requests a batch is sent, see below");
-  add_flag(sub, "--as-written", options.as_written, "turn safe updates off");
-  add_choice<bool>(sub, "--room", options.room, {{"on", true}, {"off", false}},
-                   "room mode: a batch is one request, and prefixes in the way of additions are moved");
+      "with --room off: in which requests a batch is sent, see below");
+  add_flag(sub, "--as-written", options.as_written, "with --room off: turn safe updates off");
+  add_number_option(
+      sub,
+      {"--move-limit", "Library", "most stored prefixes that a batch may move in room mode; if not given, any number"},
+      options.move_limit);
+}
+
+void check_live_options(const live_options &options) {
+  const auto refuse = [](const char *why) { throw tool_failure{exit_bad_input, {why}}; };
+  if (options.common.room && options.policy != nullptr) {
+    refuse("--policy needs --room off: in room mode a batch is one request, whatever its order");
+  }
+  if (options.common.room && options.as_written) {
+    refuse("--as-written needs --room off: room mode implies safe updates");
+  }
+  if (!options.common.room && options.move_limit) {
+    refuse("--move-limit needs --room on: compatible mode moves nothing");
+  }
 }
 
 update_history read_command_history(const std::string &path, const prefix_table &table) {

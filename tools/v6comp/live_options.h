@@ -14,6 +14,9 @@ namespace v6tool {
 void add_history_argument(CLI::App &sub, std::string &history);
 void add_live_options(CLI::App &sub, live_options &options);
 
+// Throw what cannot be asked for together.
+void check_live_options(const live_options &options);
+
 // Read a history of the table; its faults go to standard error.
 update_history read_command_history(const std::string &path, const prefix_table &table);
 

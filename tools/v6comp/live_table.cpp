@@ -7,6 +7,7 @@
 
 #include "full_refusal.h"
 #include "prefix_text.h"
+#include "table_loader.h"
 
 namespace v6tool {
 
@@ -25,42 +26,6 @@ pool_needs needs_of_history(const prefix_table &table, const update_history &his
     need.most *= 2;
   }
   return needs;
-}
-
-std::string kind_of(uint32_t status, bool no_path) {
-  if (no_path) {
-    return "no_room";
-  }
-  switch (status) {
-    case -TM_ENOSPC:
-      return "no_room";
-    case -TM_ENOENT:
-      return "new_level";
-    case -TM_EINVAL:
-      return "too_much_deleted";
-    case -TM_ENOMEM:
-      return "pools";
-    default:
-      return "inconsistent";
-  }
-}
-
-std::string words_of(const refusal &r) {
-  const std::string who = (r.is_anchor ? "the anchor " : "") + (r.prefix ? format_prefix(*r.prefix) : "a prefix");
-  if (r.kind == "no_room") {
-    const std::string where = who + " finds no room inside " + format_prefix(r.enclosing);
-    return r.enclosing_bits ? fmt::format("{}, whose compressed prefix has {} of {} bits and {} prefixes below it",
-                                          where, *r.enclosing_bits, +TCAMV6_MAX_CMPR_LEN, r.siblings)
-                            : where;
-  }
-  if (r.kind == "new_level") {
-    return fmt::format("{} would come between {} and prefixes inside it, and no key is left that covers these alone",
-                       who, format_prefix(r.enclosing));
-  }
-  if (r.kind == "pools") {
-    return "a pool ran out at " + who;
-  }
-  return fmt::format("status {} at {}", r.status, who);
 }
 
 void set_weight(std::map<ip_prefix, uint64_t> &owned, const ip_prefix &prefix, uint64_t weight) {
@@ -108,6 +73,14 @@ std::vector<held_delete> find_held(const std::map<ip_prefix, uint64_t> &owned, c
   return held;
 }
 
+// Is a prefix both added and deleted? Such a request keeps its order in room mode.
+bool has_opposites(std::span<const request_row> rows) {
+  std::map<ip_prefix, bool> adds;
+  return std::any_of(rows.begin(), rows.end(), [&](const request_row &row) {
+    return adds.try_emplace(row.prefix, row.add).first->second != row.add;
+  });
+}
+
 uint64_t count_changes(const std::vector<std::pair<ip_prefix, std::optional<translation>>> &before,
                        const std::vector<std::pair<ip_prefix, std::optional<translation>>> &after) {
   uint64_t changes = 0;
@@ -126,14 +99,13 @@ uint64_t count_changes(const std::vector<std::pair<ip_prefix, std::optional<tran
 live_table::live_table(const prefix_table &table, const update_history &history, const live_options &options)
     : options_(options), counts_(!options.as_written) {
   if (options_.policy == nullptr) {
-    options_.policy = options.room ? find_policy("plain") : &default_policy();
+    options_.policy = options.common.room ? find_policy("plain") : &default_policy();
   }
   for (const table_row &row : table.rows) {
     owned_[row.prefix] += row.weight;
   }
   start_library(options.common, needs_of_history(table, history));
   zel_v6comp_set_safe_updates(options.as_written ? 0 : 1);
-  zel_v6comp_set_room(options.room ? 1 : 0);
   instance_.emplace(options.common);
   compress_ms_ = compress();
   forms_ = current_forms();
@@ -150,12 +122,15 @@ prefix_table live_table::table() const {
 
 double live_table::compress() {
   const prefix_table now = table();
-  if (now.rows.size() > TCAMV6_MAX_PREFIXES) {
+  if (now.rows.size() > TCAMV6_MAX_PREFIXES && !options_.common.room) {
     throw tool_failure{exit_no,
-                       {fmt::format("the table has grown to {} prefixes, at most {} fit into one request",
+                       {fmt::format("the table has grown to {} prefixes, at most {} fit into one request (--room on "
+                                    "takes more)",
                                     now.rows.size(), +TCAMV6_MAX_PREFIXES)}};
   }
-  const request_outcome outcome = instance_->request(request_rows(now));
+  limit_moves(false);
+  const request_outcome outcome = load_table(*instance_, now);
+  limit_moves(true);
   if (outcome.status != 0) {
     throw explain_full_refusal(*instance_, now, outcome.status);
   }
@@ -209,6 +184,11 @@ batch_report live_table::apply(const history_batch &batch) {
   return report;
 }
 
+// A table goes in whatever has to move.
+void live_table::limit_moves(bool in_batches) const {
+  zel_v6comp_set_move_limit(in_batches ? options_.move_limit.value_or(UINT32_MAX) : UINT32_MAX);
+}
+
 // A refused request ends the sequence, except where refusals are skipped: there it is left out.
 bool live_table::send(const request_rows_list &requests, batch_report &report) {
   bool all = true;
@@ -238,6 +218,7 @@ bool live_table::send_request(const std::vector<request_row> &rows, batch_report
     seen = watch.seen();
   }
   if (status == 0) {
+    report.moved += instance_->moves().size();
     take_over(rows, report);
     return true;
   }
@@ -274,6 +255,7 @@ std::vector<working_record> live_table::working_list(const std::vector<request_r
       records.push_back(record_of(row));
     }
   }
+  const bool outside_in = options_.common.room && !has_opposites(rows);
   tcamv6_prefix *list = nullptr;
   uint32_t n = 0;
   const auto n_records = static_cast<uint32_t>(records.size());
@@ -282,12 +264,15 @@ std::vector<working_record> live_table::working_list(const std::vector<request_r
   }
   std::vector<working_record> result;
   result.reserve(n);
+  std::vector<working_record> additions;  // of room mode, which takes them last and outside in
   for (const tcamv6_prefix *r = list; r != list + n; ++r) {
-    result.push_back({{masked(key_from_bytes(r->address), r->length), r->length},
-                      r->weight,
-                      r->anchor_ref,
-                      (r->flags_tag & TM_PREFIX_FLAG_ADD) != 0});
+    const bool is_add = (r->flags_tag & TM_PREFIX_FLAG_ADD) != 0;
+    (is_add && outside_in ? additions : result)
+        .push_back({{masked(key_from_bytes(r->address), r->length), r->length}, r->weight, r->anchor_ref, is_add});
   }
+  std::stable_sort(additions.begin(), additions.end(),
+                   [](const auto &a, const auto &b) { return a.prefix.length < b.prefix.length; });
+  result.insert(result.end(), additions.begin(), additions.end());
   zel_free_named(list);
   return result;
 }
@@ -316,6 +301,55 @@ std::string live_table::explain_excess(const std::vector<request_row> &rows) con
   return "more is deleted than was added";
 }
 
+std::string live_table::kind_of(uint32_t status, bool no_path) const {
+  if (options_.common.room && status == -TM_ENOSPC) {
+    return "move_limit";
+  }
+  if (no_path && !options_.common.room) {
+    return "no_room";
+  }
+  switch (status) {
+    case -TM_ENOSPC:
+      return "no_room";
+    case -TM_ENOENT:
+      return "new_level";
+    case -TM_EINVAL:
+      return "too_much_deleted";
+    case -TM_EOVERFLOW:
+      return "too_many_bits";
+    case -TM_ENOMEM:
+      return "pools";
+    default:
+      return "inconsistent";
+  }
+}
+
+std::string live_table::words_of(const refusal &r) const {
+  const std::string who = (r.is_anchor ? "the anchor " : "") + (r.prefix ? format_prefix(*r.prefix) : "a prefix");
+  if (r.kind == "no_room") {
+    const std::string where = who + " finds no room inside " + format_prefix(r.enclosing);
+    return r.enclosing_bits ? fmt::format("{}, whose compressed prefix has {} of {} bits and {} prefixes below it",
+                                          where, *r.enclosing_bits, +TCAMV6_MAX_CMPR_LEN, r.siblings)
+                            : where;
+  }
+  if (r.kind == "new_level") {
+    return fmt::format("{} would come between {} and prefixes inside it, and no key is left that covers these alone",
+                       who, format_prefix(r.enclosing));
+  }
+  if (r.kind == "too_many_bits") {
+    return fmt::format("the table would need compressed prefixes of more than {} bits with {}", +TCAMV6_MAX_CMPR_LEN,
+                       who);
+  }
+  if (r.kind == "move_limit") {
+    return fmt::format("for {} more stored prefixes would have to move than the limit of {} allows", who,
+                       options_.move_limit.value_or(UINT32_MAX));
+  }
+  if (r.kind == "pools") {
+    return "a pool ran out at " + who;
+  }
+  return fmt::format("status {} at {}", r.status, who);
+}
+
 refusal live_table::explain(uint32_t status, const std::vector<request_row> &rows, const watched_batch &seen) const {
   refusal r;
   r.status = status;
@@ -326,7 +360,7 @@ refusal live_table::explain(uint32_t status, const std::vector<request_row> &row
     r.reason = explain_excess(rows);
     return r;
   }
-  if (seen.last) {
+  if (seen.last && !options_.common.room) {
     stored_counts counts = counts_;  // becomes what was stored when the record came
     for (const working_record &record : working_list(rows)) {
       if (record.add && record.prefix == *seen.last && !counts.is_stored(record.prefix)) {

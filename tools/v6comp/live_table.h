@@ -28,14 +28,15 @@ struct live_options {
   common_options common;
   const batch_policy *policy = nullptr;  // null: the default one of the mode
   refusal_action on_refusal = refusal_action::recompress;
-  bool as_written = false;  // no safe updates
-  bool room = false;        // room mode
+  bool as_written = false;             // no safe updates
+  std::optional<uint32_t> move_limit;  // stored prefixes that a batch may move
 };
 
 // Why a request was refused, and what had run out.
 struct refusal {
   uint32_t status = 0;
-  std::string kind;    // "no_room", "new_level", "too_much_deleted", "pools", "inconsistent"
+  std::string kind;    // "no_room", "new_level", "too_much_deleted", "pools", "inconsistent", "too_many_bits",
+                       // "move_limit"
   std::string reason;  // in words
   std::optional<ip_prefix> prefix;
   bool is_anchor = false;
@@ -57,6 +58,7 @@ struct batch_report {
   uint64_t present = 0, absent = 0;  // of those: additions of what is there, deletes of what is not
   std::vector<held_delete> held;     // of the deletes of an accepted batch
   uint64_t requests = 0;
+  uint64_t moved = 0;            // stored prefixes that accepted requests moved out of the way, in room mode
   uint64_t refused_changes = 0;  // left out
   uint64_t changed = 0;          // prefixes in the table before and after whose compressed form is another
   bool recompressed = false;
@@ -77,11 +79,14 @@ class live_table {
   size_t size() const { return owned_.size(); }
   const library_instance &instance() const { return *instance_; }
   double compress_ms() const { return compress_ms_; }
-  const char *policy_name() const { return options_.policy->name; }
+  const char *policy_name() const { return options_.common.room ? "room" : options_.policy->name; }
 
  private:
   using forms = std::vector<std::pair<ip_prefix, std::optional<translation>>>;  // sorted by prefix
 
+  void limit_moves(bool in_batches) const;
+  std::string kind_of(uint32_t status, bool no_path) const;
+  std::string words_of(const refusal &r) const;
   bool send(const request_rows_list &requests, batch_report &report);
   bool send_request(const std::vector<request_row> &rows, batch_report &report);
   void take_over(const std::vector<request_row> &rows, batch_report &report);

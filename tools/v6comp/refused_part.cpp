@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "table_loader.h"
+
 namespace v6tool {
 
 namespace {
@@ -53,7 +55,7 @@ class part_finder {
 
   bool is_refused(const std::vector<table_row> &rows) const {
     instance_.reset();
-    return instance_.request(request_rows({"", rows})).status == status_;
+    return load_table(instance_, {"", rows}).status == status_;
   }
 
   const library_instance &instance_;

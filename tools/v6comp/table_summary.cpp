@@ -35,7 +35,7 @@ summary summarize(const library_session &session, const prefix_table &table) {
   s.distinct = stored.n_table;
   s.anchors = stored.n_anchors;
   s.stored = static_cast<uint32_t>(stored.prefixes.size());
-  s.bits_required = required_code_bits(stored.forest);
+  s.bits_required = required_code_bits(stored.forest, zel_v6comp_room() != 0);
   s.pools = session.pools();
   s.compress_ms = session.compress_ms();
   for (uint32_t i = 0; i < s.stored; ++i) {

@@ -31,12 +31,22 @@ std::string check_table_format(const std::string &text) {
              : "no such format; there are auto, " + table_format_names();
 }
 
+build_rules rules_of(const input_options &options) {
+  build_rules rules;
+  rules.clear_host_bits = options.mask;
+  rules.skip_bad = options.skip_bad;
+  return rules;
+}
+
 prefix_table read_with_rules(const input_options &options, const build_rules &rules, bool for_the_library) {
   const progress_note note("reading", options.quiet);
   prefix_table table;
   read_report report;
   if (read_table(options.table, {find_table_format(options.format), rules}, table, report) && for_the_library) {
     check_weights(table, report);
+  }
+  if (report.misfits != 0) {
+    report.notes.emplace_back("--room on, the default, takes tables of any size");
   }
   take_report(report, options.quiet);
   if (options.verbose) {
@@ -70,6 +80,9 @@ void add_common_options(CLI::App &sub, common_options &options) {
   add_number_option(sub, {"--processor", library, "packet processor"}, options.processor, TCAMV6_MAX_PROCESSORS - 1);
   add_number_option(sub, {"--instance", library, "table instance of the processor"}, options.instance,
                     TCAMV6_MAX_INSTANCES - 1);
+  add_choice<bool>(sub, "--room", options.room, {{"on", true}, {"off", false}},
+                   "room mode: no table and no batch is refused that 64 bits suffice for, tables may be larger than a "
+                   "request; off is compatible mode");
   add_number_option(sub,
                     {"--debug-level", library,
                      "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none "
@@ -90,11 +103,11 @@ void add_output_options(CLI::App &sub, output_options &options) {
   add_output_file(sub, options);
 }
 
-build_rules request_rules(const input_options &options) {
-  build_rules rules;
-  rules.max_rows = TCAMV6_MAX_PREFIXES;
-  rules.clear_host_bits = options.mask;
-  rules.skip_bad = options.skip_bad;
+build_rules library_rules(const common_options &options) {
+  build_rules rules = rules_of(options);
+  if (!options.room) {
+    rules.max_rows = TCAMV6_MAX_PREFIXES;
+  }
   return rules;
 }
 
@@ -114,14 +127,13 @@ void take_report(const read_report &report, bool quiet) {
 }
 
 prefix_table read_any_table(const input_options &options) {
-  build_rules rules = request_rules(options);
-  rules.max_rows = SIZE_MAX;
+  build_rules rules = rules_of(options);
   rules.distinct = true;
   return read_with_rules(options, rules, false);
 }
 
-prefix_table read_command_table(const input_options &options) {
-  return read_with_rules(options, request_rules(options), true);
+prefix_table read_command_table(const common_options &options) {
+  return read_with_rules(options, library_rules(options), true);
 }
 
 void write_output(const output_options &options, const std::string &data) { write_output_file(options.file, data); }

@@ -29,6 +29,7 @@ struct common_options : input_options {
   std::string pool_elements = "auto";  // auto, default, or a number
   int32_t processor = 0;
   int32_t instance = 0;
+  bool room = true;                     // room mode
   std::optional<uint32_t> debug_level;  // of the library
 };
 
@@ -52,13 +53,13 @@ void add_common_options(CLI::App &sub, common_options &options);
 void add_output_file(CLI::App &sub, output_options &options);
 void add_output_options(CLI::App &sub, output_options &options);
 
-// The rules of the options for a table that goes into one request.
-build_rules request_rules(const input_options &options);
+// The rules of the options for a table that goes into the library: in compatible mode in one request.
+build_rules library_rules(const common_options &options);
 
-// Read the table that the options name, for one request; its faults and warnings go to standard error.
-prefix_table read_command_table(const input_options &options);
+// Read the table that the options name, for the library; its faults and warnings go to standard error.
+prefix_table read_command_table(const common_options &options);
 
-// The same for no request: any number of prefixes, each once, whatever their weights.
+// The same for no library: any number of prefixes, each once, whatever their weights.
 prefix_table read_any_table(const input_options &options);
 
 // Say the warnings of a report, and throw its faults.

@@ -14,9 +14,10 @@ namespace v6tool {
 namespace {
 
 constexpr column batch_columns[] = {
-    {"batch", 6},           {"adds", 6},     {"deletes", 7},        {"present", 7},   {"absent", 6}, {"changed", 7},
-    {"result", 12},         {"requests", 8}, {"table_prefixes", 8}, {"time_us", 9},   {"right", 5},  {"refusals", 0},
-    {"refused_changes", 0}, {"kind", 0},     {"reason", 40},        {"violation", 0}, {"held", 0}};
+    {"batch", 6},   {"adds", 6},      {"deletes", 7},  {"present", 7},         {"absent", 6},
+    {"changed", 7}, {"result", 12},   {"requests", 8}, {"table_prefixes", 8},  {"time_us", 9},
+    {"right", 5},   {"moved", 5},     {"refusals", 0}, {"refused_changes", 0}, {"kind", 0},
+    {"reason", 40}, {"violation", 0}, {"held", 0}};
 
 constexpr column refusal_columns[] = {{"batch", 6},
                                       {"kind", 10},
@@ -49,6 +50,7 @@ figure_list json_of(const update_figures &f, const update_totals &t) {
   return {{"table", f.table},
           {"history", f.history},
           {"policy", f.policy},
+          {"room", f.room},
           {"safe_updates", !f.as_written},
           {"table_prefixes_before", f.first_prefixes},
           {"table_prefixes_after", f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes},
@@ -67,6 +69,7 @@ figure_list json_of(const update_figures &f, const update_totals &t) {
           {"absent", t.sum.absent},
           {"held", t.held},
           {"refused_changes", t.sum.refused_changes},
+          {"moved", t.sum.moved},
           {"changed_by_batches", t.changed_by_batches},
           {"changed_by_recompressions", t.changed_by_recompressions},
           {"records_by_case", cases},
@@ -93,6 +96,7 @@ std::string text_of(const update_figures &f, const update_totals &t) {
   }
   out += fmt::format("changed             {} by batches, {} by recompressions\n", t.changed_by_batches,
                      t.changed_by_recompressions);
+  out += f.room ? fmt::format("moved               {}\n", t.sum.moved) : "";
   out += "records\n";
   for (size_t i = 0; i < n_record_cases; ++i) {
     out += fmt::format("  {:<18}{}\n", case_name(static_cast<record_case>(i)), t.sum.cases[i]);
@@ -114,6 +118,7 @@ update_totals total_of(const update_figures &figures) {
     t.sum.absent += r.absent;
     t.held += r.held.size();
     t.sum.requests += r.requests;
+    t.sum.moved += r.moved;
     t.sum.refusals += r.refusals;
     t.sum.refused_changes += r.refused_changes;
     t.sum.ms += r.ms;
@@ -155,6 +160,7 @@ std::string update_rows(const update_figures &figures, const output_format &form
                           b.table_prefixes,
                           microseconds(r.ms),
                           b.checked ? cell(b.violation.empty()) : cell(),
+                          r.moved,
                           r.refusals,
                           r.refused_changes,
                           r.refused ? cell(r.refused->kind) : cell(),

@@ -1,1 +1,1 @@
-v6comp compress $input/tight.txt
+v6comp compress --room off $input/tight.txt

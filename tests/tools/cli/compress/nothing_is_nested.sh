@@ -7,4 +7,4 @@ for length in range(20, 90):
     print(ipaddress.IPv6Network((leaves << (128 - length), length)))
 print('fd00::/8')
 PREFIXES
-v6comp compress deep.txt
+v6comp compress --room off deep.txt

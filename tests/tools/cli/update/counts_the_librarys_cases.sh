@@ -10,7 +10,7 @@ compare() {
   printf '%s\n' "$a" "$b" "$c" "$d" > theirs
   diff ours theirs && echo "$(tr '\n' ' ' < ours)"
 }
-compare $histories/host128_vpn.base.txt $histories/host128_vpn.updates.txt
+compare $histories/host128_vpn.base.txt $histories/host128_vpn.updates.txt --room off
 printf '2001:db8:1::/48\n2001:db8:2::/48\n' > table.txt
 printf -- '+2001:db8::/46\n' > history.txt
-compare table.txt history.txt --policy plain
+compare table.txt history.txt --room off --policy plain

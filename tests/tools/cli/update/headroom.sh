@@ -1,1 +1,1 @@
-v6comp update $histories/dc_wikimedia.base.txt $histories/dc_wikimedia.updates.txt --policy plain --headroom
+v6comp update $histories/dc_wikimedia.base.txt $histories/dc_wikimedia.updates.txt --room off --policy plain --headroom
