@@ -35,7 +35,7 @@ static host_prefix unfold(const tm_incr_update_entry *entry) {
 /* The slot of a prefix, or a free one. Null: there is none. */
 static host_slot *find_slot(host_hardware *hardware, const host_prefix *prefix) {
   host_slot *free_slot = NULL;
-  for (uint32_t i = 0; i < TM_INCR_SLOTS; ++i) {
+  for (uint32_t i = 0; i < hardware->n_reached; ++i) {
     host_slot *slot = &hardware->slots[i];
     if (slot->used && host_same_prefix(&slot->prefix, prefix)) {
       return slot;
@@ -43,6 +43,9 @@ static host_slot *find_slot(host_hardware *hardware, const host_prefix *prefix) 
     if (!slot->used && free_slot == NULL) {
       free_slot = slot;
     }
+  }
+  if (free_slot == NULL && hardware->n_reached < TM_INCR_SLOTS) {
+    free_slot = &hardware->slots[hardware->n_reached++];
   }
   return free_slot;
 }
@@ -120,7 +123,7 @@ bool host_program(host_hardware *hardware, const host_wanted *wanted, uint32_t n
 
 const host_slot *host_hardware_match(const host_hardware *hardware, const uint8_t address[16]) {
   const host_slot *best = NULL;
-  for (uint32_t i = 0; i < TM_INCR_SLOTS; ++i) {
+  for (uint32_t i = 0; i < hardware->n_reached; ++i) {
     const host_slot *slot = &hardware->slots[i];
     if (slot->used && (best == NULL || slot->prefix.length > best->prefix.length) &&
         host_covers(&slot->prefix, address)) {
@@ -130,9 +133,18 @@ const host_slot *host_hardware_match(const host_hardware *hardware, const uint8_
   return best;
 }
 
+const host_slot *host_hardware_slot(const host_hardware *hardware, const host_prefix *prefix) {
+  for (uint32_t i = 0; i < hardware->n_reached; ++i) {
+    if (hardware->slots[i].used && host_same_prefix(&hardware->slots[i].prefix, prefix)) {
+      return &hardware->slots[i];
+    }
+  }
+  return NULL;
+}
+
 uint32_t host_count_used(const host_hardware *hardware) {
   uint32_t n = 0;
-  for (uint32_t i = 0; i < TM_INCR_SLOTS; ++i) {
+  for (uint32_t i = 0; i < hardware->n_reached; ++i) {
     n += hardware->slots[i].used ? 1 : 0;
   }
   return n;

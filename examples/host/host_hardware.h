@@ -17,7 +17,8 @@ typedef struct host_slot {
 
 typedef struct host_hardware {
   host_slot slots[TM_INCR_SLOTS];
-  uint32_t writes; /* since the start */
+  uint32_t n_reached; /* slots from here on were never used */
+  uint32_t writes;    /* since the start */
   tm_incr_update_list list;
 } host_hardware;
 
@@ -33,6 +34,9 @@ bool host_program(host_hardware *hardware, const host_wanted *wanted, uint32_t n
 
 /* The slot that answers for an address, null if none does. */
 const host_slot *host_hardware_match(const host_hardware *hardware, const uint8_t address[16]);
+
+/* The slot that holds a prefix, null if none does. */
+const host_slot *host_hardware_slot(const host_hardware *hardware, const host_prefix *prefix);
 
 uint32_t host_count_used(const host_hardware *hardware);
 
