@@ -114,7 +114,8 @@ inline std::uint8_t leading_ones(std::uint32_t n) { return n >= 8 ? 0xff : stati
 /// Are the first `length` bits of both the same?
 inline bool agree(const address &a, const address &b, std::uint32_t length) {
   for (std::uint32_t i = 0; i < 16 && i * 8 < length; ++i) {
-    if (((a.bytes[i] ^ b.bytes[i]) & leading_ones(length - i * 8)) != 0) {
+    const auto differing = static_cast<std::uint32_t>(a.bytes[i] ^ b.bytes[i]);
+    if ((differing & leading_ones(length - i * 8)) != 0) {
       return false;
     }
   }

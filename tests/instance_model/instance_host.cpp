@@ -6,7 +6,6 @@
 
 #include "prefix_text.h"
 #include "tcamv6_leftovers.h"
-#include "tcamv6_moves_internal.h"
 #include "tcamv6_state_internal.h"
 #include "test_host.h"
 #include "tm_journal.h"
@@ -112,7 +111,12 @@ void restore_pool_sizes() {
 }
 
 // What the library keeps of the moves of a place's last request.
-size_t bytes_of_moves(place at) { return tcamv6_moves_of(state_of(at))->room * sizeof(zel_v6comp_move); }
+size_t bytes_of_moves(place at) {
+  const zel_v6comp_move *moves = nullptr;
+  uint32_t n = 0;
+  zel_v6comp_moves(at.processor, at.instance, &moves, &n);
+  return test_host::heap_block_bytes(moves);
+}
 
 answer request(const std::vector<change> &changes, place at) {
   const std::vector<uint8_t> bytes = request_bytes(changes, at);

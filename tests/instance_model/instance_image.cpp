@@ -9,7 +9,6 @@
 #include "containment_check.h"
 #include "prefix_text.h"
 #include "tcamv6_anc_tree.h"
-#include "tcamv6_moves_internal.h"
 #include "tcamv6_read_index.h"
 #include "tcamv6_sparse.h"
 #include "test_host.h"
@@ -263,8 +262,12 @@ void count_elements(const tcamv6_state *state, element_counts &counts) {
 }
 
 // Heap blocks of an instance: those of its read index, and what its last request moved.
-size_t heap_blocks(const tcamv6_state *state) {
-  const size_t moves = tcamv6_moves_of(state)->moves != nullptr;
+size_t heap_blocks(place at) {
+  const tcamv6_state *state = state_of(at);
+  const zel_v6comp_move *list = nullptr;
+  uint32_t n = 0;
+  zel_v6comp_moves(at.processor, at.instance, &list, &n);
+  const size_t moves = list != nullptr ? 1 : 0;
   const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
   if (index == nullptr) {
     return moves;
@@ -356,7 +359,7 @@ std::string lost_memory() {
   size_t blocks = 1;  // the global one
   for (const place &at : all_places) {
     count_elements(state_of(at), counts);
-    blocks += heap_blocks(state_of(at));
+    blocks += heap_blocks(at);
   }
   for (uint32_t type = 1; type < TM_CHUNK_TYPES; ++type) {
     if (gbl_chunk_info[type].allocated != counts[type]) {

@@ -202,6 +202,12 @@ heap_counts heap() {
   return {h.blocks.size(), h.heap_bytes, h.heap_granted, h.heap_refused};
 }
 
+size_t heap_block_bytes(const void *block) {
+  const host_state &h = host();
+  const auto found = h.blocks.find(const_cast<void *>(block));
+  return found == h.blocks.end() ? 0 : found->second;
+}
+
 uint32_t last_heap_tag() { return host().heap_tag; }
 
 void fail_heap_allocation(uint64_t k) { host().heap_refusal.left = k; }

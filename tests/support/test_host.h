@@ -47,6 +47,7 @@ struct heap_counts {
   uint64_t refused;
 };
 heap_counts heap();
+size_t heap_block_bytes(const void *block);  // of a block that is out; 0 for null and any other
 uint32_t last_heap_tag();
 void fail_heap_allocation(uint64_t k);  // refuse the k-th from now only (1 = the next); 0 = refuse none
 void fail_all_heap_allocations(bool on);

@@ -18,7 +18,7 @@ using namespace v6tool;
 using random_tables::random_source;
 using random_tables::random_table;
 
-uint32_t bits_of(const std::vector<ip_prefix> &prefixes) { return required_code_bits(prefix_forest(prefixes)); }
+uint32_t bits_of(const std::vector<ip_prefix> &prefixes) { return required_code_bits(prefix_forest(prefixes), false); }
 
 ip_prefix short_prefix(uint64_t bits, uint8_t length) { return {{length == 0 ? 0 : bits << (64 - length), 0}, length}; }
 
@@ -89,7 +89,8 @@ TEST_P(CodeBitsOfTables, AreWhatTheLibraryReportsAndNeverLessThanTheTightestCode
   for (int round = 0; round < 60; ++round) {
     const prefix_table table = random_table(random, GetParam(), 1 + random() % 150);
     const prefix_forest forest = find_stored_prefixes(table).forest;
-    const uint32_t bits = required_code_bits(forest);
+    const uint32_t bits = required_code_bits(forest, false);
+    EXPECT_LE(required_code_bits(forest, true), bits);
     ASSERT_GE(bits, tightest_bits(forest));
     if (library_table::compress(table) == 0) {
       ++compressed;

@@ -46,7 +46,7 @@ uint32_t bits_needed(const counting &table) {
   for (const auto &[prefix, counters] : table.stored()) {
     prefixes.push_back(prefix);
   }
-  return v6tool::required_code_bits(v6tool::prefix_forest(prefixes));
+  return v6tool::required_code_bits(v6tool::prefix_forest(prefixes), true);
 }
 
 class RoomMode : public updated_table_test {
