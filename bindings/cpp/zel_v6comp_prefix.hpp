@@ -109,7 +109,7 @@ struct address {
 static_assert(sizeof(address) == 16);
 
 namespace detail {
-inline std::uint8_t leading_ones(std::uint32_t n) { return n >= 8 ? 0xff : static_cast<std::uint8_t>(0xff00u >> n); }
+inline std::uint8_t leading_ones(std::uint32_t n) { return static_cast<std::uint8_t>(n >= 8 ? 0xffu : 0xff00u >> n); }
 
 /// Are the first `length` bits of both the same?
 inline bool agree(const address &a, const address &b, std::uint32_t length) {
