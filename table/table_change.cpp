@@ -125,7 +125,7 @@ bool make_row_room(table_change_run *run, uint32_t more) {
   if (run->row_room - run->n_rows >= more) {
     return true;
   }
-  table_row_change *rows;
+  table_row_change *rows = nullptr;
   if (!allocate(&rows, size_t{run->n_rows} + more)) {
     return false;
   }
@@ -221,7 +221,7 @@ void table_settle_wishes(table_change_run *run) {
 }
 
 int32_t table_wish_the_rest_away(table_change_run *run) {
-  table_wish *all;
+  table_wish *all = nullptr;
   if (!allocate(&all, size_t{run->n_wishes} + run->table->n_rows)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
