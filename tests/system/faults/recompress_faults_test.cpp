@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A full compression that needs Fit, and compressing anew in place, each of their allocations refused once.
-#include "fault_sweep.h"
+#include "room_mode_faults.h"
 #include "tcamv6_handle.h"
 
 namespace {
@@ -25,18 +25,8 @@ const std::vector<std::string> table = {"+2001::/16", "+2001:db8::/32", "+2001:d
 const std::vector<std::string> first_batch = {"+2001:db9::/32", "+2001:dba::/32", "+2400:1::/40"};
 const std::vector<std::string> second_batch = {"-2001:db8::/48", "+2a00:1080::/32"};
 
-class RecompressFaults : public testing::TestWithParam<fault_kind> {
+class RecompressFaults : public room_mode_faults {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(start(), 0u);
-    tcamv6_debug_flags = {};
-    zel_v6comp_set_room(1);
-  }
-  void TearDown() override {
-    zel_v6comp_set_room(0);
-    fault_sweep::expect_nothing_lost_after_reset();
-  }
-
   static void attach(const std::string &text, uint32_t handle) {
     const change c = read_change(text);
     tcamv6_prefix prefix = {};

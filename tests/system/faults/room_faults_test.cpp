@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <random>
 
-#include "fault_sweep.h"
+#include "room_mode_faults.h"
 #include "tm_journal.h"
 
 namespace {
@@ -24,18 +24,8 @@ std::vector<std::string> random_nest(std::mt19937 *random, size_t n, unsigned wi
   return records;
 }
 
-class RoomFaults : public testing::TestWithParam<fault_kind> {
+class RoomFaults : public room_mode_faults {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(start(), 0u);
-    tcamv6_debug_flags = {};
-    zel_v6comp_set_room(1);
-  }
-  void TearDown() override {
-    zel_v6comp_set_room(0);
-    fault_sweep::expect_nothing_lost_after_reset();
-  }
-
   void prepare() {
     zel_v6comp_reset_instance(0, 0);
     tags_so_far = 0;
