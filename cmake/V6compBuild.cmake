@@ -86,6 +86,7 @@ endfunction()
 # well, for the archive of internal parts, so that programs that use it are not compiled anew when they are linked.
 set(V6COMP_LINK_ACROSS "")
 set(V6COMP_LINK_APART "")
+set(V6COMP_LINK_WHOLE "")
 function(v6comp_optimise_across)
   if(V6COMP_INSTRUMENTED OR NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     return()
@@ -98,5 +99,7 @@ function(v6comp_optimise_across)
   set(V6COMP_LINK_ACROSS
     $<$<CONFIG:Release>:-flto> $<$<CONFIG:Release>:-flto-partition=one> $<$<CONFIG:Release>:-fno-strict-aliasing>
     ${V6COMP_HARDENING} PARENT_SCOPE)
+  set(V6COMP_LINK_WHOLE
+    $<$<CONFIG:Release>:-O3> $<$<CONFIG:Release>:-flinker-output=nolto-rel> PARENT_SCOPE)
   set(V6COMP_LINK_APART $<$<CONFIG:Release>:-fno-lto> PARENT_SCOPE)
 endfunction()

@@ -21,6 +21,9 @@ libs=$("$pkg_config" --libs zel_v6comp)
 "$cxx" -std=c++20 -Wall -Wextra -Werror $cflags "$here/cxx_host.cpp" -o "$work/cxx_host" $libs
 # shellcheck disable=SC2086
 "$cxx" -std=c++20 -Wall -Wextra -Werror $cflags "$here/cxx_table_host.cpp" -o "$work/cxx_table_host" $libs
+# shellcheck disable=SC2046,SC2086
+"$cc" -std=c11 -static $cflags "$here/c_host.c" -o "$work/static_host" $("$pkg_config" --static --libs zel_v6comp)
 LD_LIBRARY_PATH=$libdir "$work/c_host"
+"$work/static_host"
 LD_LIBRARY_PATH=$libdir "$work/cxx_host"
 LD_LIBRARY_PATH=$libdir "$work/cxx_table_host"
