@@ -15,6 +15,8 @@
 // is committed when it is first used, so that a generous bound costs address space only.
 #include "table_pools.h"
 
+#include "zel_v6comp_table.h"
+
 namespace {
 
 constexpr uint64_t slack = 4096;
@@ -47,4 +49,11 @@ table_pool_sizes table_size_pools(uint32_t n_prefixes) {
   sizes.elements[TM_V6_PCMPR_DATA] = with_reserve(4 * distinct);
   sizes.elements[TM_V6_TRIE_NODE] = with_reserve(most_nodes(n, 128) + 4 * distinct + codes);
   return sizes;
+}
+
+void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL_V6COMP_TABLE_POOLS]) {
+  const table_pool_sizes sizes = table_size_pools(prefixes);
+  for (uint32_t i = 0; elements != nullptr && i < ZEL_V6COMP_TABLE_POOLS; ++i) {
+    elements[i] = sizes.elements[TM_V6_ANC_TREE + i];
+  }
 }

@@ -18,6 +18,8 @@ const char *zel_v6comp_table_text(int32_t status) {
       return "too few or too many records";
     case ZEL_V6COMP_TABLE_E_SIZE:
       return "struct_size is not that of the record";
+    case ZEL_V6COMP_TABLE_E_ROW:
+      return "a row contradicts itself or stands there twice";
     case ZEL_V6COMP_TABLE_E_NO_TABLE:
       return "not an open table";
     case ZEL_V6COMP_TABLE_E_GRID:

@@ -53,6 +53,7 @@ enum zel_v6comp_table_status {
   ZEL_V6COMP_TABLE_E_OPERATION = -13, /* a change is neither an addition nor a removal */
   ZEL_V6COMP_TABLE_E_COUNT = -14,     /* more than ZEL_V6COMP_TABLE_MAX_RECORDS records */
   ZEL_V6COMP_TABLE_E_SIZE = -15,      /* struct_size is not that of a record of this or an earlier version */
+  ZEL_V6COMP_TABLE_E_ROW = -16,       /* a row contradicts itself, or stands there twice (zel_v6comp_plan.h) */
 
   /* not now, or not here */
   ZEL_V6COMP_TABLE_E_NO_TABLE = -20, /* the handle is not that of an open table */
@@ -317,6 +318,13 @@ TM_API int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_
  *  @return OK, E_NO_TABLE, E_BUSY, E_FOREIGN, E_MEMORY (lookups go on by the tries)
  *  Cost: O(rows), about 0.2 microseconds and 0.1 to 0.6 kilobytes of heap a row; 0 when it is there already. */
 TM_API int32_t zel_v6comp_table_index(zel_v6comp_table *table);
+
+/** The elements that the library's pools need for tables of so many prefixes, whatever these are: what the first open
+ *  makes of expected_prefixes. For hosts that start the library themselves.
+ *  @param prefixes  of all tables together
+ *  @param elements  out: a number for each pool, in the order of zel_v6comp_table_figures; null is ignored
+ *  Cost: none. */
+TM_API void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL_V6COMP_TABLE_POOLS]);
 
 /** A status in words, never null; any other number is "unknown status". Does not allocate. */
 TM_API const char *zel_v6comp_table_text(int32_t status);

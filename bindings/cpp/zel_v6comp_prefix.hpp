@@ -31,6 +31,7 @@ enum class status : std::int32_t {
   operation = ZEL_V6COMP_TABLE_E_OPERATION,
   count = ZEL_V6COMP_TABLE_E_COUNT,
   size = ZEL_V6COMP_TABLE_E_SIZE,
+  row = ZEL_V6COMP_TABLE_E_ROW,
   no_table = ZEL_V6COMP_TABLE_E_NO_TABLE,
   grid = ZEL_V6COMP_TABLE_E_GRID,
   taken = ZEL_V6COMP_TABLE_E_TAKEN,

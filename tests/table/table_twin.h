@@ -13,6 +13,11 @@
 
 namespace table_test {
 
+using table_model::prefix;
+using table_model::prefix_of;
+using table_model::text_of;
+using table_model::two_stage_hardware;
+
 prefix parse(const std::string &text);
 
 struct wish {

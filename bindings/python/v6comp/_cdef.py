@@ -10,6 +10,7 @@ enum zel_v6comp_table_status {
   ZEL_V6COMP_TABLE_E_OPERATION = -13,
   ZEL_V6COMP_TABLE_E_COUNT = -14,
   ZEL_V6COMP_TABLE_E_SIZE = -15,
+  ZEL_V6COMP_TABLE_E_ROW = -16,
   ZEL_V6COMP_TABLE_E_NO_TABLE = -20,
   ZEL_V6COMP_TABLE_E_GRID = -21,
   ZEL_V6COMP_TABLE_E_TAKEN = -22,
@@ -134,5 +135,6 @@ int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_table_pl
 int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t *addresses, size_t n, uint64_t *keys, uint8_t *covered);
 int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_figures *figures);
 int32_t zel_v6comp_table_index(zel_v6comp_table *table);
+void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL_V6COMP_TABLE_POOLS]);
 const char *zel_v6comp_table_text(int32_t status);
 """

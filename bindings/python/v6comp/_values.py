@@ -20,6 +20,7 @@ class Status(enum.IntEnum):
     OPERATION = -13
     COUNT = -14
     SIZE = -15
+    ROW = -16
     NO_TABLE = -20
     GRID = -21
     TAKEN = -22

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace table_test {
+namespace table_model {
 
 namespace {
 
@@ -164,6 +164,7 @@ two_stage_hardware::change_of_table two_stage_hardware::summary(std::span<const 
 
 std::string two_stage_hardware::follow(std::span<const zel_v6comp_table_write> writes) {
   const change_of_table change = summary(writes);
+  std::string first;
   for (size_t i = 0; i < writes.size(); ++i) {
     const prefix p = prefix_of(writes[i]);
     const bool is_there = keys_.contains(p);
@@ -177,11 +178,12 @@ std::string two_stage_hardware::follow(std::span<const zel_v6comp_table_write> w
     put(writes[i]);
     const std::string fault =
         fits ? fault_after(writes[i], change) : "kind " + std::to_string(kind) + " does not fit " + text_of(p);
-    if (!fault.empty()) {
-      return fault + ", after write " + std::to_string(i) + " of " + std::to_string(writes.size());
+    faults_ += fault.empty() ? 0 : 1;
+    if (first.empty() && !fault.empty()) {
+      first = fault + ", after write " + std::to_string(i) + " of " + std::to_string(writes.size());
     }
   }
-  return "";
+  return first;
 }
 
 void two_stage_hardware::follow_blindly(std::span<const zel_v6comp_table_write> writes) {
@@ -209,4 +211,4 @@ std::string two_stage_hardware::difference(const std::vector<zel_v6comp_table_ro
   return "";
 }
 
-}  // namespace table_test
+}  // namespace table_model

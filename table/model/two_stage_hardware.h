@@ -14,7 +14,7 @@
 #include "tm_key.h"
 #include "zel_v6comp_table.h"
 
-namespace table_test {
+namespace table_model {
 
 struct prefix {
   tm_key_number address = 0;
@@ -36,8 +36,11 @@ prefix prefix_of(const zel_v6comp_table_row &row);
 //   to go around it are gone: so the longest match is the old or the new table's.
 class two_stage_hardware {
  public:
-  // Follow the writes of one change. Returns what was wrong first, or "".
+  // Follow the writes of one change to their end. Returns what was wrong first, or "".
   std::string follow(std::span<const zel_v6comp_table_write> writes);
+
+  // Writes since the start after which something was wrong.
+  uint64_t faults() const { return faults_; }
 
   // The same for writes that are not safe one by one: only where they lead to.
   void follow_blindly(std::span<const zel_v6comp_table_write> writes);
@@ -63,12 +66,13 @@ class two_stage_hardware {
   std::string fault_below(const code &c, const prefix &q, const change_of_table &change) const;
   bool matches(const prefix &rule, uint64_t key) const;
 
+  uint64_t faults_ = 0;
   std::map<prefix, uint64_t> keys_;
   std::map<uint64_t, std::set<prefix>> by_key_;
   std::map<prefix, std::set<code>> codes_;
   std::map<code, std::set<prefix>> by_code_;
 };
 
-}  // namespace table_test
+}  // namespace table_model
 
 #endif
