@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Three fixed workloads whose instructions are counted under callgrind (bench/instruction_guard.py). Only what runs
+// Fixed workloads whose instructions are counted under callgrind (bench/instruction_guard.py). Only what runs
 // inside v6comp_measured() counts; everything else is preparation.
-//   bench_instructions TABLE full|updates|lookups
+//   bench_instructions TABLE full|updates|room_updates|lookups
 // Prints the number of prefixes, changes or lookups that the workload is about.
 #include <algorithm>
 #include <array>
@@ -45,7 +45,7 @@ size_t run_full(const prefix_list &table) {
 }
 
 // Each change is a batch of its own. Refusals are part of the workload: they are the same in every run.
-size_t run_updates(const prefix_list &table) {
+size_t run_updates(const prefix_list &table, v6bench::update_mode mode) {
   const prefix_list mixed = v6bench::shuffled(table);
   prefix_list stored(mixed.begin() + n_changes, mixed.end());
   std::sort(stored.begin(), stored.end());
@@ -56,7 +56,7 @@ size_t run_updates(const prefix_list &table) {
     }
   }
   v6bench::start_library();
-  zel_v6comp_set_safe_updates(1);
+  v6bench::use(mode);
   v6bench::load(request(stored));
   const uint64_t refused = measure([&] {
     uint64_t n = 0;
@@ -109,11 +109,13 @@ int main(int argc, char **argv) {
   if (workload == "full") {
     items = run_full(v6bench::whole_table());
   } else if (workload == "updates") {
-    items = run_updates(v6bench::whole_table());
+    items = run_updates(v6bench::whole_table(), v6bench::update_mode::safe);
+  } else if (workload == "room_updates") {
+    items = run_updates(v6bench::whole_table(), v6bench::update_mode::room);
   } else if (workload == "lookups") {
     items = run_lookups(v6bench::whole_table());
   } else {
-    std::fprintf(stderr, "usage: %s TABLE full|updates|lookups\n", argv[0]);
+    std::fprintf(stderr, "usage: %s TABLE full|updates|room_updates|lookups\n", argv[0]);
     return 2;
   }
   std::printf("%zu\n", items);

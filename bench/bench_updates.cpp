@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Additions and deletions on a loaded table, one by one and in batches, compatible and safe; beside them the same
-// changes in a bare bit trie. Times are per prefix of the batch; the prefixes are real ones that the table lacks.
+// Additions and deletions on a loaded table, one by one and in batches, compatible, safe and in room mode; beside them
+// the same changes in a bare bit trie. Times are per prefix of the batch; the prefixes are real ones that the table
+// lacks.
 #include "bench_clock.h"
 #include "bit_trie.h"
 #include "library_use.h"
@@ -29,14 +30,14 @@ uint64_t run_all(const std::vector<request> &batches) {
 size_t changes_per_round(size_t n, size_t batch) { return std::max(batch, std::min<size_t>(200, n / 5)); }
 
 // Rounds of additions and of the deletions that undo them; `what` is on the clock.
-void update(benchmark::State &state, change what, bool safe) {
+void update(benchmark::State &state, change what, update_mode mode) {
   const auto n = static_cast<size_t>(state.range(0));
   const auto batch = static_cast<size_t>(state.range(1));
   start_library();
-  zel_v6comp_set_safe_updates(safe ? 1 : 0);
+  use(mode);
   const update_set &set = find_updates(n, changes_per_round(n, batch), batch);
   if (set.changes.empty()) {
-    zel_v6comp_set_safe_updates(0);
+    use(update_mode::compatible);
     state.SkipWithError("no batch of this size is accepted");
     return;
   }
@@ -59,7 +60,7 @@ void update(benchmark::State &state, change what, bool safe) {
     }
     refused += refused_now;
   }
-  zel_v6comp_set_safe_updates(0);
+  use(update_mode::compatible);
   count_items(state, set.changes.size());
   state.counters["refused"] = static_cast<double>(refused);
   state.counters["table"] = static_cast<double>(set.table.size());
@@ -117,10 +118,12 @@ void batch_sizes(benchmark::internal::Benchmark *b) {
   }
 }
 
-BENCHMARK_CAPTURE(update, add, change::add, false)->Apply(batch_sizes);
-BENCHMARK_CAPTURE(update, add_safe, change::add, true)->Apply(batch_sizes);
-BENCHMARK_CAPTURE(update, delete, change::remove, false)->Apply(batch_sizes);
-BENCHMARK_CAPTURE(update, delete_safe, change::remove, true)->Apply(batch_sizes);
+BENCHMARK_CAPTURE(update, add, change::add, update_mode::compatible)->Apply(batch_sizes);
+BENCHMARK_CAPTURE(update, add_safe, change::add, update_mode::safe)->Apply(batch_sizes);
+BENCHMARK_CAPTURE(update, add_room, change::add, update_mode::room)->Apply(batch_sizes);
+BENCHMARK_CAPTURE(update, delete, change::remove, update_mode::compatible)->Apply(batch_sizes);
+BENCHMARK_CAPTURE(update, delete_safe, change::remove, update_mode::safe)->Apply(batch_sizes);
+BENCHMARK_CAPTURE(update, delete_room, change::remove, update_mode::room)->Apply(batch_sizes);
 BENCHMARK_CAPTURE(bit_trie_update, add, change::add)->Apply(single_sizes);
 BENCHMARK_CAPTURE(bit_trie_update, delete, change::remove)->Apply(single_sizes);
 

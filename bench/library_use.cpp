@@ -62,6 +62,11 @@ request::request(const std::vector<tcamv6_prefix> &records)
   std::memcpy(bytes_.data() + sizeof(head), records.data(), records.size() * sizeof(tcamv6_prefix));
 }
 
+void use(update_mode mode) {
+  zel_v6comp_set_room(mode == update_mode::room ? 1 : 0);
+  zel_v6comp_set_safe_updates(mode == update_mode::compatible ? 0 : 1);
+}
+
 void start_library() {
   if (!started) {
     initialise();

@@ -30,6 +30,10 @@ class request {
   std::vector<uint8_t> bytes_;
 };
 
+// How batches are applied; a full compression, too, in room mode.
+enum class update_mode { compatible, safe, room };
+void use(update_mode mode);
+
 // Start the library with pools that hold any table measured here; later calls do nothing.
 void start_library();
 

@@ -102,8 +102,8 @@ update_set search(size_t n, size_t most, size_t batch) {
 }  // namespace
 
 const update_set &find_updates(size_t n, size_t most, size_t batch) {
-  static std::map<std::tuple<size_t, size_t, size_t, uint32_t>, update_set> found;
-  const auto key = std::make_tuple(n, most, batch, zel_v6comp_safe_updates());
+  static std::map<std::tuple<size_t, size_t, size_t, uint32_t, uint32_t>, update_set> found;
+  const auto key = std::make_tuple(n, most, batch, zel_v6comp_safe_updates(), zel_v6comp_room());
   auto at = found.find(key);
   if (at == found.end()) {
     at = found.emplace(key, search(n, most, batch)).first;

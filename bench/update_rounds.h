@@ -8,7 +8,8 @@
 namespace v6bench {
 
 // A table and `most` prefixes or fewer that the library adds to it and removes from it in batches of `batch`
-// prefixes, round after round, without a refusal. Which ones these are depends on whether safe updates are on.
+// prefixes, round after round, without a refusal. Which ones these are depends on the mode of
+// batches.
 struct update_set {
   prefix_list table;
   prefix_list changes;
