@@ -29,6 +29,20 @@ tm_util_trie_node *grow_child(tm_util_trie_node *node, uint32_t bit, tm_trie_gro
   return child;
 }
 
+tm_util_trie_node *insert_from(tm_util_trie_node *node, int32_t depth, const uint8_t *key, int32_t len,
+                               tm_trie_grown *grown) {
+  *grown = {};
+  for (int32_t i = depth; i < len; ++i) {
+    const uint32_t bit = tm_key_bit(key, i);
+    tm_util_trie_node *child = tm_trie_child(node, bit);
+    node = child != nullptr ? child : grow_child(node, bit, grown);
+    if (node == nullptr) {
+      return nullptr;
+    }
+  }
+  return node;
+}
+
 void free_node(tm_util_trie_node *node, int32_t free_data, uint32_t data_type) {
   if (free_data == 1 && node->data != TM_CHUNK_IDX_NULL) {
     tm_chunk_free(data_type, tm_chunk_idx2ptr(data_type, node->data));
@@ -96,17 +110,12 @@ void tm_util_trie_node_initialize(tm_util_trie_node *node, const tm_util_trie_no
 }
 
 tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len, tm_trie_grown *grown) {
-  tm_util_trie_node *node = root;
-  *grown = {};
-  for (int32_t i = 0; i < len; ++i) {
-    const uint32_t bit = tm_key_bit(key, i);
-    tm_util_trie_node *child = tm_trie_child(node, bit);
-    node = child != nullptr ? child : grow_child(node, bit, grown);
-    if (node == nullptr) {
-      return nullptr;
-    }
-  }
-  return node;
+  return insert_from(root, 0, key, len, grown);
+}
+
+tm_util_trie_node *tm_trie_insert_below(tm_util_trie_node *node, const uint8_t *key, int32_t len,
+                                        tm_trie_grown *grown) {
+  return insert_from(node, node->len, key, len, grown);
 }
 
 tm_util_trie_node *tm_util_trie_insert(tm_util_trie_node *root, const uint8_t *key, int32_t len) {

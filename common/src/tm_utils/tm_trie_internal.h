@@ -36,6 +36,9 @@ typedef struct tm_trie_grown {
 // tm_util_trie_insert, telling what it made.
 tm_util_trie_node *tm_trie_insert_path(tm_util_trie_node *root, const uint8_t *key, int32_t len, tm_trie_grown *grown);
 
+// The same from a node that lies on the key's path: the way down to it is saved.
+tm_util_trie_node *tm_trie_insert_below(tm_util_trie_node *node, const uint8_t *key, int32_t len, tm_trie_grown *grown);
+
 // Grow a chain of n levels (1 or more) from a node that lacks a child: the right one if that alone is missing, then
 // left ones. Returns its end; null when no element is left.
 tm_util_trie_node *tm_trie_grow_chain(tm_util_trie_node *node, int32_t n, tm_trie_grown *grown);

@@ -80,16 +80,24 @@ tcamv6_outcome give_dummy(tm_n_ary_node *node) {
 }  // namespace
 
 tcamv6_outcome tcamv6_newcomer_find(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_newcomer *newcomer) {
-  *newcomer = {};
   newcomer->state = state;
   newcomer->prefix = prefix;
   newcomer->most = static_cast<int32_t>(state->max_cmpr_len);
-  const tm_util_trie_node *node = tm_trie_node(state->orig_root);
+  newcomer->n_enclosing = 0;  // what it counts need not be cleared, and is a kilobyte
+  newcomer->from = {};
+  newcomer->parent = nullptr;
+  newcomer->adopted = nullptr;
+  newcomer->n_adopted = 0;
+  newcomer->node = nullptr;
+  tm_util_trie_node *node = tm_trie_node(state->orig_root);
   while (node != nullptr && node->len < prefix->length) {
     if (node->tag != 0) {
       newcomer->enclosing[newcomer->n_enclosing++] = node;
+      newcomer->from = tcamv6_departure_begin(node);
     }
-    node = tm_trie_child(node, tm_key_bit(prefix->address, node->len));
+    const uint32_t bit = tm_key_bit(prefix->address, node->len);
+    tcamv6_departure_step(&newcomer->from, node, bit);
+    node = tm_trie_child(node, bit);
   }
   newcomer->trie_node = node;
   if (newcomer->n_enclosing == 0) {
@@ -115,8 +123,7 @@ tcamv6_outcome tcamv6_newcomer_bring_dummy(const tcamv6_newcomer *newcomer) {
   if (outcome != tcamv6_outcome::placed || code.len == newcomer->most) {
     return outcome;
   }
-  return tcamv6_outcome_of(
-      tcamv6_put_address(newcomer->state, newcomer->parent, tcamv6_code_cut(code, newcomer->most)));
+  return tcamv6_outcome_of(tcamv6_put_address(newcomer->parent, tcamv6_code_cut(code, newcomer->most)));
 }
 
 tcamv6_outcome tcamv6_newcomer_link(tcamv6_newcomer *newcomer) {
@@ -126,9 +133,9 @@ tcamv6_outcome tcamv6_newcomer_link(tcamv6_newcomer *newcomer) {
   }
   auto *orig = static_cast<tcamv6_orig_data *>(tm_chunk_malloc(TM_V6_ORIG_DATA));
   tm_trie_grown grown;
-  tm_util_trie_node *stored = orig == nullptr ? nullptr
-                                              : tm_trie_insert_path(tm_trie_node(newcomer->state->orig_root),
-                                                                    prefix->address, prefix->length, &grown);
+  tm_util_trie_node *around = newcomer->enclosing[newcomer->n_enclosing - 1];
+  tm_util_trie_node *stored =
+      orig == nullptr ? nullptr : tm_trie_insert_below(around, prefix->address, prefix->length, &grown);
   if (stored == nullptr || (newcomer->n_adopted != 0 && give_dummy(newcomer->node) != tcamv6_outcome::placed)) {
     return tcamv6_outcome::no_memory;
   }
@@ -148,13 +155,14 @@ tcamv6_outcome tcamv6_newcomer_settle(tcamv6_newcomer *newcomer, tcamv6_code cod
   if (outcome != tcamv6_outcome::placed) {
     return outcome;
   }
-  int32_t result = tcamv6_put_code(newcomer->state, newcomer->node, code);
+  tm_util_trie_node *above = tcamv6_cmpr_node(tcamv6_anc_data_of(newcomer->parent));
+  int32_t result = tcamv6_put_code(newcomer->node, code, above);
   if (result == TM_OK && newcomer->n_adopted != 0) {
     tcamv6_code address;
     if (!tcamv6_free_address(tm_trie_node(newcomer->state->cmpr_root), code, newcomer->most, &address)) {
       return tcamv6_outcome::no_room;
     }
-    result = tcamv6_put_address(newcomer->state, newcomer->node, address);
+    result = tcamv6_put_address(newcomer->node, address);
   }
   return tcamv6_outcome_of(result);
 }

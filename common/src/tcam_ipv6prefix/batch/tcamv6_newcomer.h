@@ -10,9 +10,10 @@
 struct tcamv6_newcomer {
   tcamv6_state *state;
   const tcamv6_prefix *prefix;
-  int32_t most;                                                 // bits of a compressed address
-  const tm_util_trie_node *enclosing[TCAMV6_MAX_PREF_LEN + 1];  // the stored prefixes around it, /0 first
+  int32_t most;                                           // bits of a compressed address
+  tm_util_trie_node *enclosing[TCAMV6_MAX_PREF_LEN + 1];  // the stored prefixes around it, /0 first
   int32_t n_enclosing;
+  tcamv6_departure from;               // where it leaves the others below the last of these
   tm_n_ary_node *parent;               // of the last of these
   const tm_util_trie_node *trie_node;  // its own node, where longer prefixes lie below it; else null
   tm_n_ary_node **adopted;             // children of the parent that it contains, by their addresses
@@ -36,7 +37,7 @@ tcamv6_outcome tcamv6_newcomer_settle(tcamv6_newcomer *newcomer, tcamv6_code cod
 // The spot that it needs.
 inline tcamv6_spot tcamv6_spot_of(const tcamv6_newcomer *newcomer) {
   return {newcomer->most, newcomer->enclosing[newcomer->n_enclosing - 1], newcomer->prefix->address,
-          newcomer->prefix->length};
+          newcomer->prefix->length, newcomer->from};
 }
 
 #endif

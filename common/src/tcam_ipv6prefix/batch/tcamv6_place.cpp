@@ -44,6 +44,9 @@ constexpr int32_t share_of_side = 6;
 constexpr int32_t least_share_bits = 2;
 constexpr int32_t most_share_bits = 6;
 
+int32_t larger(int32_t a, int32_t b) { return a > b ? a : b; }
+int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
+
 // ---- the nearest free code
 
 struct free_search {
@@ -116,33 +119,12 @@ uint32_t sample(group *of, const tm_util_trie_node *node, uint32_t most) {
   return 1;
 }
 
-// Where a prefix leaves the others.
-struct departure {
-  const tm_util_trie_node *group;  // child of the deepest node on its way that others leave at; null when there is none
-  int32_t at;                      // depth of that node
-  int32_t above;                   // depth of the node before it that others leave at; the parent's when there is none
-  int32_t group_ends;              // depth at which the group branches, or its only prefix ends
-};
-
-departure find_departure(const tcamv6_spot *spot) {
-  departure found = {nullptr, spot->parent->len, spot->parent->len, spot->length};
-  const tm_util_trie_node *node = spot->parent;
-  while (node != nullptr && node->len < spot->length) {
-    const uint32_t bit = tm_key_bit(spot->key, node->len);
-    const tm_util_trie_node *other = tm_trie_child(node, 1 - bit);
-    if (other != nullptr) {
-      found.above = found.group == nullptr ? found.above : found.at;
-      found.group = other;
-      found.at = node->len;
-    }
-    node = tm_trie_child(node, bit);
+// The node from which a group's prefixes branch, or that of its only prefix.
+const tm_util_trie_node *end_of_path(const tm_util_trie_node *node) {
+  while (node->tag == 0 && (tm_trie_child(node, 0) == nullptr) != (tm_trie_child(node, 1) == nullptr)) {
+    node = tm_trie_child(node, tm_trie_child(node, 0) == nullptr);
   }
-  const tm_util_trie_node *end = found.group;
-  while (end != nullptr && end->tag == 0 && (tm_trie_child(end, 0) == nullptr) != (tm_trie_child(end, 1) == nullptr)) {
-    end = tm_trie_child(end, tm_trie_child(end, 0) == nullptr);
-  }
-  found.group_ends = end == nullptr ? spot->length : end->len;
-  return found;
+  return node;
 }
 
 // ---- the run of free sides
@@ -173,31 +155,54 @@ const tm_util_trie_node *side_of(const tm_util_trie_node *node, tcamv6_code path
   return tm_trie_child(node, 1 - tcamv6_code_bit(path_to, node->len));
 }
 
-tcamv6_code side_code(const tm_util_trie_node *node, tcamv6_code path_to) {
-  return tcamv6_code_child(tcamv6_code_of(node), 1 - tcamv6_code_bit(path_to, node->len));
+// The side that leaves the way to a code at a depth.
+tcamv6_code side_at(tcamv6_code path_to, int32_t depth) {
+  return tcamv6_code_child(tcamv6_code_cut(path_to, depth), 1 - tcamv6_code_bit(path_to, depth));
 }
 
-bool find_beside(const tm_util_trie_node *parent_node, const departure *from, const group *near,
-                 const tcamv6_place_wish *wish, tcamv6_code *slot) {
-  code_path path;
-  find_path(parent_node, near->common, &path);
-  int32_t high = -1;
-  int32_t low = -1;
-  for (int32_t i = path.n; i-- > 0;) {
-    const tcamv6_code side = side_code(path.nodes[i], near->common);
-    const bool deep = wish->deepest != tcamv6_any_depth && side.len > wish->deepest;
-    if (!deep && is_free(side_of(path.nodes[i], near->common)) && !avoids(wish->avoid, side)) {
-      low = i;
-      high = high < 0 ? i : high;
-    } else if (high >= 0) {
-      break;
+// Depths, from the first to the last, at which the sides of the way to a code are free.
+struct free_run {
+  int32_t first;
+  int32_t last;
+};
+
+// Find the run that is nearest to a code. A path that leads nowhere ends it: to see that it does would take a look at
+// every side's node.
+bool find_run(const tm_util_trie_node *from, tcamv6_code to, const tcamv6_place_wish *wish, free_run *run) {
+  const int32_t end = wish->deepest == tcamv6_any_depth ? to.len : smaller(to.len, wish->deepest);
+  *run = {-1, -1};
+  bool goes_on = false;
+  const tm_util_trie_node *node = from;
+  while (node != nullptr && node->len < end) {
+    const uint32_t bit = tcamv6_code_bit(to, node->len);
+    const bool is_empty = (bit != 0 ? node->left : node->right) == TM_CHUNK_IDX_NULL;
+    if (is_empty && !avoids(wish->avoid, side_at(to, node->len))) {
+      *run = {goes_on ? run->first : int32_t{node->len}, node->len};
+      goes_on = true;
+    } else {
+      goes_on = false;
     }
+    node = tm_trie_child(node, bit);
   }
-  if (high < 0) {
+  return run->last >= 0;
+}
+
+bool find_beside(const tcamv6_spot *spot, const tm_util_trie_node *parent_node, const tcamv6_place_wish *wish,
+                 tcamv6_code *slot) {
+  const tcamv6_departure *from = &spot->from;
+  if (from->group == nullptr) {
     return false;
   }
-  const int32_t chosen = low + in_proportion(high - low, from->at - from->above, from->group_ends - from->above);
-  *slot = side_code(path.nodes[chosen], near->common);
+  const tm_util_trie_node *group_end = end_of_path(from->group);
+  group near = {tcamv6_code_of(parent_node), {}, true};
+  sample(&near, group_end, most_samples);
+  free_run run;
+  if (near.is_empty || !find_run(parent_node, near.common, wish, &run)) {
+    return false;
+  }
+  const int32_t depth =
+      run.first + in_proportion(run.last - run.first, from->at - from->above, group_end->len - from->above);
+  *slot = side_at(near.common, depth);
   return true;
 }
 
@@ -209,9 +214,6 @@ int32_t local_depth(const tcamv6_spot *spot, int32_t parent_len) {
   const int32_t span = end - spot->parent->len;
   return parent_len + ((spot->most - parent_len) * (spot->length - spot->parent->len) + span - 1) / span;
 }
-
-int32_t larger(int32_t a, int32_t b) { return a > b ? a : b; }
-int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
 
 int32_t bits_into(const tcamv6_spot *spot, int32_t slot_len) {
   return smaller(most_share_bits, larger(least_share_bits, (spot->most - slot_len) / share_of_side));
@@ -244,13 +246,10 @@ bool holds_at_most(const tm_util_trie_node *node, size_t *n) {
 
 // Place of a level between two depths on the way to a code.
 int32_t level_depth(const tcamv6_spot *spot, const tm_util_trie_node *trie_node, int32_t top, int32_t lowest) {
-  const departure from = find_departure(spot);
-  const tm_util_trie_node *end = trie_node;
-  while (end->tag == 0 && (tm_trie_child(end, 0) == nullptr) != (tm_trie_child(end, 1) == nullptr)) {
-    end = tm_trie_child(end, tm_trie_child(end, 0) == nullptr);
-  }
-  const int32_t depth = top + in_proportion(lowest - top, spot->length - from.at, end->len - from.at);
-  const bool left_before = spot->length > from.at + 1;
+  const int32_t left_at = spot->from.at;
+  const int32_t end = end_of_path(trie_node)->len;
+  const int32_t depth = top + in_proportion(lowest - top, spot->length - left_at, end - left_at);
+  const bool left_before = spot->length > left_at + 1;
   return depth == top && lowest - top > 1 && left_before ? top + 1 : depth;
 }
 
@@ -265,14 +264,8 @@ bool tcamv6_free_below(const tm_util_trie_node *top, int32_t most, const tcamv6_
 
 bool tcamv6_place_leaf(const tcamv6_spot *spot, const tcamv6_place_wish *wish, tcamv6_code *found) {
   const tm_util_trie_node *parent_node = tcamv6_cmpr_node(tcamv6_data_of_stored(spot->parent));
-  const departure from = find_departure(spot);
   tcamv6_code slot;
-  group near = {tcamv6_code_of(parent_node), {}, true};
-  if (from.group != nullptr) {
-    sample(&near, from.group, most_samples);
-  }
-  const bool beside = !near.is_empty && find_beside(parent_node, &from, &near, wish, &slot);
-  if (!beside && !tcamv6_free_below(parent_node, spot->most, wish->avoid, &slot)) {
+  if (!find_beside(spot, parent_node, wish, &slot) && !tcamv6_free_below(parent_node, spot->most, wish->avoid, &slot)) {
     return false;
   }
   if (wish->deepest != tcamv6_any_depth && slot.len > wish->deepest) {

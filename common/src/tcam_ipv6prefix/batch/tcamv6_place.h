@@ -5,6 +5,7 @@
 
 #include "tcamv6_anc_tree.h"
 #include "tcamv6_code.h"
+#include "tcamv6_departure.h"
 #include "tcamv6_state.h"
 
 // A prefix that needs a place, and the stored prefix around it. It may be stored itself, and be looking for another.
@@ -13,6 +14,7 @@ struct tcamv6_spot {
   const tm_util_trie_node *parent;  // of the trie of uncompressed prefixes; its code is placed
   const uint8_t *key;
   int32_t length;
+  tcamv6_departure from;  // below the parent
 };
 
 // What a place has to meet beyond being free.

@@ -77,7 +77,7 @@ int32_t drop_dummy(const tcamv6_recoded *leaf) {
   return result;
 }
 
-int32_t take(const tcamv6_state *state, tcamv6_anc_data *data, tcamv6_code code, uint32_t tag) {
+int32_t take(tcamv6_anc_data *data, tcamv6_code code, tm_util_trie_node *above, uint32_t tag) {
   const int32_t reserved = tm_journal_reserve_record(recoder);
   if (reserved != TM_OK) {
     return reserved;
@@ -85,7 +85,7 @@ int32_t take(const tcamv6_state *state, tcamv6_anc_data *data, tcamv6_code code,
   uint8_t key[TM_KEY_BYTES];
   tcamv6_code_key(code, key);
   tm_trie_grown grown;
-  tm_util_trie_node *node = tm_trie_insert_path(cmpr_root(state), key, code.len, &grown);
+  tm_util_trie_node *node = tm_trie_insert_below(above, key, code.len, &grown);
   if (node == nullptr) {
     return TM_ENOMEM;
   }
@@ -204,9 +204,9 @@ int32_t tcamv6_recoding_put(const tcamv6_recoding *recoding) {
   int32_t result = TM_OK;
   for (uint32_t i = 0; result == TM_OK && i < recoding->count; ++i) {
     const tcamv6_recoded *recoded = &recoding->list[i];
-    result = tcamv6_put_code(recoding->state, recoded->node, recoded->new_code);
+    result = tcamv6_put_code(recoded->node, recoded->new_code, cmpr_root(recoding->state));
     if (result == TM_OK) {
-      result = tcamv6_put_address(recoding->state, recoded->node, recoded->new_address);
+      result = tcamv6_put_address(recoded->node, recoded->new_address);
     }
     if (result == TM_OK && has_changed(recoded)) {
       result = note_move(recoded);
@@ -215,13 +215,14 @@ int32_t tcamv6_recoding_put(const tcamv6_recoding *recoding) {
   return result;
 }
 
-int32_t tcamv6_put_code(const tcamv6_state *state, const tm_n_ary_node *node, tcamv6_code code) {
-  return take(state, tcamv6_anc_data_of(node), code, TCAMV6_TAG_PREFIX_PATH);
+int32_t tcamv6_put_code(const tm_n_ary_node *node, tcamv6_code code, tm_util_trie_node *above) {
+  return take(tcamv6_anc_data_of(node), code, above, TCAMV6_TAG_PREFIX_PATH);
 }
 
-int32_t tcamv6_put_address(const tcamv6_state *state, const tm_n_ary_node *node, tcamv6_code address) {
-  tcamv6_anc_data *dummy = dummy_of(tcamv6_anc_data_of(node));
-  return dummy == nullptr ? int32_t{TM_OK} : take(state, dummy, address, TCAMV6_TAG_DUMMY_PATH);
+int32_t tcamv6_put_address(const tm_n_ary_node *node, tcamv6_code address) {
+  const tcamv6_anc_data *data = tcamv6_anc_data_of(node);
+  tcamv6_anc_data *dummy = dummy_of(data);
+  return dummy == nullptr ? int32_t{TM_OK} : take(dummy, address, tcamv6_cmpr_node(data), TCAMV6_TAG_DUMMY_PATH);
 }
 
 uint32_t tcamv6_entries_at(const tm_n_ary_node *node) {

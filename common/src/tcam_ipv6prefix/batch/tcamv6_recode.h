@@ -46,9 +46,10 @@ void tcamv6_recoding_shift(tcamv6_recoding *recoding, tcamv6_code to);
 int32_t tcamv6_recoding_lift(const tcamv6_recoding *recoding);
 int32_t tcamv6_recoding_put(const tcamv6_recoding *recoding);
 
-// Give a prefix a code, its dummy an address: they have none. Returns 0 or -12.
-int32_t tcamv6_put_code(const tcamv6_state *state, const tm_n_ary_node *node, tcamv6_code code);
-int32_t tcamv6_put_address(const tcamv6_state *state, const tm_n_ary_node *node, tcamv6_code address);
+// Give a prefix a code, its dummy an address below that: they have none. Returns 0 or -12.
+//   above   a compressed node above the code or at it; the nearer, the shorter the walk
+int32_t tcamv6_put_code(const tm_n_ary_node *node, tcamv6_code code, tm_util_trie_node *above);
+int32_t tcamv6_put_address(const tm_n_ary_node *node, tcamv6_code address);
 
 // Stored entries, anchors aside, at and below a prefix.
 uint32_t tcamv6_entries_at(const tm_n_ary_node *node);

@@ -278,7 +278,8 @@ bool find_destination(const tcamv6_newcomer *newcomer, const tcamv6_recoding *ch
   const tcamv6_recoded *top = &child->list[0];
   const tm_util_trie_node *stored = stored_of(top->node);
   const bool is_leaf = child->count == 1;
-  const tcamv6_spot spot = {newcomer->most, parent, stored->key, stored->len};
+  const tcamv6_departure from = tcamv6_departure_of(parent, stored->key, stored->len);
+  const tcamv6_spot spot = {newcomer->most, parent, stored->key, stored->len, from};
   const tcamv6_place_wish wish = {is_leaf ? tcamv6_any_depth : top->old_code.len, avoid};
   found->is_whole = tcamv6_place_leaf(&spot, &wish, &found->block);
   if (found->is_whole) {
