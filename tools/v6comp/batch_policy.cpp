@@ -77,10 +77,10 @@ request_rows_list deletes_first(std::span<const request_row> batch) { return in_
 request_rows_list shortest_first(std::span<const request_row> batch) { return in_parts(batch, append_shortest_first); }
 
 constexpr batch_policy policies[] = {
-    {"plain", "a batch is one request", in_one, nullptr},
-    {"deletes-first", "two requests: the deletes, then the additions", deletes_first, nullptr},
-    {"split", "one request; if it is refused, as shortest-first", in_one, shortest_first},
-    {"shortest-first", "the deletes, then a request per length, anchors ahead", shortest_first, nullptr},
+    {"plain", in_one, nullptr},
+    {"deletes-first", deletes_first, nullptr},
+    {"split", in_one, shortest_first},
+    {"shortest-first", shortest_first, nullptr},
 };
 
 }  // namespace
@@ -100,14 +100,6 @@ std::string policy_names() {
     names += p.name;
   }
   return names;
-}
-
-std::string policy_help() {
-  std::string help;
-  for (const batch_policy &p : policies) {
-    help += std::string("  ") + p.name + ": " + p.help + '\n';
-  }
-  return help;
 }
 
 std::vector<request_row> rows_of_batch(const history_batch &batch) {

@@ -20,7 +20,6 @@ using request_rows_list = std::vector<std::vector<request_row>>;
 
 struct batch_policy {
   const char *name;
-  const char *help;
   request_rows_list (*first)(std::span<const request_row> batch);
   request_rows_list (*on_refusal)(std::span<const request_row> batch);  // null: no second try
 };
@@ -28,7 +27,6 @@ struct batch_policy {
 const batch_policy *find_policy(const std::string &name);  // null: none of that name
 const batch_policy &default_policy();
 std::string policy_names();  // "plain|deletes-first|..."
-std::string policy_help();
 
 std::vector<request_row> rows_of_batch(const history_batch &batch);
 

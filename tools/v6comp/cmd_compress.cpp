@@ -47,17 +47,12 @@ exit_code run_compress(const compress_options &options) {
 
 }  // namespace
 
-void add_compress_command(CLI::App &app, command &chosen) {
+void add_compress_command(command_line &line) {
   const auto options = std::make_shared<compress_options>();
-  CLI::App &sub = add_command(app, "compress", "Print the compressed prefix and address of each prefix of a table",
-                              chosen, [options] { return run_compress(*options); });
-  add_common_options(sub, options->common);
-  add_output_options(sub, options->output);
-  add_flag(sub, "-s,--summary", options->summary, "print figures of the whole table instead");
-  add_footer(
-      sub,
-      "Rows come in the order of the table. A compressed prefix is written 0xHEX/LENGTH, a compressed address as 64\n"
-      "bits. Exit: 0 done, 1 the table does not fit, 2 usage or bad input, 3 it could not be done.");
+  command_options command(line, "compress", [options] { return run_compress(*options); });
+  add_common_options(command, options->common);
+  command.flag("--summary", options->summary);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

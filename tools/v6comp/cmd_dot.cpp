@@ -175,19 +175,13 @@ exit_code run_dot(const dot_options &options) {
 
 }  // namespace
 
-void add_dot_command(CLI::App &app, command &chosen) {
+void add_dot_command(command_line &line) {
   const auto options = std::make_shared<dot_options>();
-  CLI::App &sub = add_command(app, "dot", "Draw a small table, as text for Graphviz", chosen,
-                              [options] { return run_dot(*options); });
-  add_common_options(sub, options->common);
-  add_named_option(sub, "-w,--what", options->what, {"original", "ancestor", "compressed"},
-                   "original trie, ancestor (containment) tree, or compressed trie");
-  add_output_file(sub, options->output);
-  add_footer(
-      sub,
-      "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are branches, an\n"
-      "ellipse is the compressed address of what a prefix keeps for itself. Try: v6comp dot t.txt | dot -Tsvg\n"
-      "Exit: 0 done, 1 the table does not fit, 2 usage or bad input, 3 it could not be done.");
+  command_options command(line, "dot", [options] { return run_dot(*options); });
+  add_common_options(command, options->common);
+  command.check_choices("--what", {"original", "ancestor", "compressed"});
+  command.text("--what", options->what);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

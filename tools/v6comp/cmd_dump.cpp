@@ -43,16 +43,11 @@ exit_code run_dump(const dump_options &options) {
 
 }  // namespace
 
-void add_dump_command(CLI::App &app, command &chosen) {
+void add_dump_command(command_line &line) {
   const auto options = std::make_shared<dump_options>();
-  CLI::App &sub = add_command(app, "dump", "Print the compressed table as the library walks it", chosen,
-                              [options] { return run_dump(*options); });
-  add_common_options(sub, options->common);
-  add_output_options(sub, options->output);
-  add_footer(
-      sub,
-      "One row per distinct prefix, ::/0 included and anchors left out; every prefix after all that lie inside it.\n"
-      "Exit: 0 done, 1 the table does not fit or a row is missing, 2 usage or bad input, 3 it could not be done.");
+  command_options command(line, "dump", [options] { return run_dump(*options); });
+  add_common_options(command, options->common);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -148,20 +148,12 @@ exit_code run_lookup(const lookup_options &options) {
 
 }  // namespace
 
-void add_lookup_command(CLI::App &app, command &chosen) {
+void add_lookup_command(command_line &line) {
   const auto options = std::make_shared<lookup_options>();
-  CLI::App &sub = add_command(app, "lookup", "Look up prefixes and addresses in a compressed table", chosen,
-                              [options] { return run_lookup(*options); });
-  add_common_options(sub, options->common);
-  add_arguments(sub, "QUERY", options->queries,
-                "prefixes and addresses; if none are given, one a line of standard input");
-  add_output_options(sub, options->output);
-  add_footer(
-      sub,
-      "A row holds the question, the prefix of the table that answers it, its compressed prefix, the compressed\n"
-      "address, and what the library has stored there: a prefix of the table, an anchor (a longer prefix cut to\n"
-      "/32, /48, /64 or /96) or its default ::/0.\n"
-      "Exit: 0 all found, 1 some not found or the table does not fit, 2 usage or bad input, 3 it could not be done.");
+  command_options command(line, "lookup", [options] { return run_lookup(*options); });
+  add_common_options(command, options->common);
+  command.texts("QUERY", options->queries);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -337,25 +337,15 @@ exit_code run_plan(const plan_options &options) {
 
 }  // namespace
 
-void add_plan_command(CLI::App &app, command &chosen) {
+void add_plan_command(command_line &line) {
   const auto options = std::make_shared<plan_options>();
-  CLI::App &sub = add_command(app, "plan", "Print the hardware writes from one table to another", chosen,
-                              [options] { return run_plan(*options); });
-  add_common_options(sub, options->live.common);
-  add_required_argument(sub, "NEW", options->next,
-                        "the new table, or a history of the first one; - for standard input");
-  add_live_options(sub, options->live);
-  add_number_option(sub, "--slots", options->slots, {1, uint32_t{1} << 24}, "N",
-                    "slots of the hardware; if not given, as many as any plan can use");
-  add_flag(sub, "--simulate", options->simulate, "drive the plan through a model TCAM and watch every answer");
-  add_output_options(sub, options->output);
-  add_footer(
-      sub,
-      "Each step is one write, in the order in which a driver follows them. Given two tables, both are compressed in\n"
-      "full, and the hardware begins with the old one, longest prefixes first. Given a history, each batch is planned\n"
-      "on what the batch before left; the options on refusals are those of `v6comp update`.\n"
-      "A third answer is an address that, between two writes, gets neither its old nor its new result.\n"
-      "Exit: 0 done, 1 no plan, a third answer or a batch refused, 2 usage or bad input, 3 it could not be done.");
+  command_options command(line, "plan", [options] { return run_plan(*options); });
+  add_common_options(command, options->live.common);
+  command.text("NEW", options->next);
+  add_live_options(command, options->live);
+  command.number("--slots", options->slots);
+  command.flag("--simulate", options->simulate);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

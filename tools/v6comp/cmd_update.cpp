@@ -133,31 +133,17 @@ exit_code run_update(const update_options &options) {
 
 }  // namespace
 
-void add_update_command(CLI::App &app, command &chosen) {
+void add_update_command(command_line &line) {
   const auto options = std::make_shared<update_options>();
-  CLI::App &sub = add_command(app, "update", "Apply batches of changes to a table", chosen,
-                              [options] { return run_update(*options); });
-  add_common_options(sub, options->live.common);
-  add_history_argument(sub, options->history);
-  add_live_options(sub, options->live);
-  add_choice<check_time>(sub, "--verify", options->verify,
-                         {{"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}},
-                         "when to prove the table right: after every batch, at the end, or never");
-  add_flag(sub, "-s,--summary", options->summary, "print figures of the whole history instead");
-  add_flag(sub, "--headroom", options->headroom, "print what ran out at each refusal instead, and where");
-  add_output_options(sub, options->output);
-  add_footer(
-      sub,
-      "Lines of a history: +prefix/length [weight], -prefix/length [weight], --- after each batch.\n"
-      "changed: prefixes in the table before and after whose compressed prefix or address is another.\n"
-      "moved: prefixes that the batch moved to other codes, to make room for what it adds.\n"
-      "In room mode a batch is one request. Policies of compatible mode:\n" +
-          policy_help() +
-          "A delete of more weight than a prefix has is refused, and its batch left out, whatever --on-refusal is.\n"
-          "A batch that is refused and then taken over by a recompression counts as done.\n"
-          "Exit: 0 all done and right, 1 changes were left out, the table does not fit, or a check failed, 2 usage or "
-          "bad\n"
-          "input, 3 it could not be done.");
+  command_options command(line, "update", [options] { return run_update(*options); });
+  add_common_options(command, options->live.common);
+  command.text("HISTORY", options->history);
+  add_live_options(command, options->live);
+  command.choice("--verify", options->verify,
+                 {{"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}});
+  command.flag("--summary", options->summary);
+  command.flag("--headroom", options->headroom);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -84,22 +84,13 @@ exit_code run_verify(const verify_options &options) {
 
 }  // namespace
 
-void add_verify_command(CLI::App &app, command &chosen) {
+void add_verify_command(command_line &line) {
   const auto options = std::make_shared<verify_options>();
-  CLI::App &sub = add_command(app, "verify", "Compress a table and prove the result right", chosen,
-                              [options] { return run_verify(*options); });
-  add_common_options(sub, options->common);
-  add_output_file(sub, options->output);
-  add_number_option(sub, "--random-probes", options->random_probes,
-                    "random addresses inside stored prefixes to look up");
-  add_number_option(sub, "--seed", options->seed, "of the random addresses");
-  add_footer(
-      sub,
-      "For all stored prefixes P and Q the compressed prefix of Q must cover the compressed address of P exactly\n"
-      "when Q contains P; all compressed prefixes must differ; the rows for the hardware must be those of the table;\n"
-      "and the first, the last and the two neighbouring addresses of every prefix must find their longest match.\n"
-      "Exit: 0 right, 1 wrong (with a counterexample) or the table does not fit, 2 usage or bad input, 3 it could not "
-      "be done.");
+  command_options command(line, "verify", [options] { return run_verify(*options); });
+  add_common_options(command, options->common);
+  command.number("--random-probes", options->random_probes);
+  command.number("--seed", options->seed);
+  add_output_options(command, options->output);
 }
 
 }  // namespace v6tool

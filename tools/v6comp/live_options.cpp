@@ -9,25 +9,14 @@
 
 namespace v6tool {
 
-void add_history_argument(CLI::App &sub, std::string &history) {
-  add_required_argument(sub, "HISTORY", history, "file of batches of changes, - for standard input");
-}
-
-void add_live_options(CLI::App &sub, live_options &options) {
-  add_choice<refusal_action>(
-      sub, "--on-refusal", options.on_refusal,
-      {{"recompress", refusal_action::recompress}, {"stop", refusal_action::stop}, {"skip", refusal_action::skip}},
-      "when a batch is refused: compress the whole table anew, stop, or leave the batch out");
-  add_named_option(
-      sub, "--policy", {policy_names(), std::string(default_policy().name) + " in compatible mode", "no such policy"},
-      [](const std::string &name) { return find_policy(name) != nullptr; },
-      [&options](const std::string &name) { options.policy = find_policy(name); },
-      "with --room off: in which requests a batch is sent, see below");
-  add_flag(sub, "--as-written", options.as_written, "with --room off: turn safe updates off");
-  add_number_option(
-      sub,
-      {"--move-limit", "Library", "most stored prefixes that a batch may move in room mode; if not given, any number"},
-      options.move_limit);
+void add_live_options(command_options &command, live_options &options) {
+  command.choice(
+      "--on-refusal", options.on_refusal,
+      {{"recompress", refusal_action::recompress}, {"stop", refusal_action::stop}, {"skip", refusal_action::skip}});
+  command.check_choices("--policy", split_names(policy_names(), '|'));
+  command.each("--policy", [&options](const std::string &name) { options.policy = find_policy(name); });
+  command.flag("--as-written", options.as_written);
+  command.number("--move-limit", options.move_limit);
 }
 
 void check_live_options(const live_options &options) {

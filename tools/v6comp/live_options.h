@@ -11,8 +11,8 @@
 
 namespace v6tool {
 
-void add_history_argument(CLI::App &sub, std::string &history);
-void add_live_options(CLI::App &sub, live_options &options);
+// Where the values of the set `live` go.
+void add_live_options(command_options &command, live_options &options);
 
 // Throw what cannot be asked for together.
 void check_live_options(const live_options &options);

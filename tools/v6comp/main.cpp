@@ -7,15 +7,16 @@
 #include <string>
 
 #include "output_file.h"
+#include "terminal.h"
 #include "tool_options.h"
 #include "zel_v6comp.h"
 
 namespace {
 
-using v6tool::command;
+using v6tool::command_work;
 using v6tool::exit_code;
 
-exit_code run(const command &work) {
+exit_code run(const command_work &work) {
   try {
     return work();
   } catch (const v6tool::tool_failure &failure) {
@@ -36,22 +37,22 @@ exit_code answer_parser(const v6tool::parsed_line &line) {
   return line.code;
 }
 
-void add_commands(CLI::App &app, command &chosen) {
-  v6tool::add_list_command(app, chosen);
-  v6tool::add_compress_command(app, chosen);
-  v6tool::add_lookup_command(app, chosen);
-  v6tool::add_verify_command(app, chosen);
-  v6tool::add_dump_command(app, chosen);
-  v6tool::add_dot_command(app, chosen);
-  v6tool::add_update_command(app, chosen);
-  v6tool::add_plan_command(app, chosen);
+void add_commands(v6tool::command_line &line) {
+  v6tool::add_list_command(line);
+  v6tool::add_compress_command(line);
+  v6tool::add_lookup_command(line);
+  v6tool::add_verify_command(line);
+  v6tool::add_dump_command(line);
+  v6tool::add_dot_command(line);
+  v6tool::add_update_command(line);
+  v6tool::add_plan_command(line);
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  const v6tool::parsed_line line = v6tool::parse_command_line(
-      argc, argv, "Compress IPv6 prefix tables for narrow TCAMs, look prefixes up, prove the result right",
-      std::string("v6comp ") + zel_v6comp_version(), add_commands);
-  return run(line.chosen ? line.chosen : [&line] { return answer_parser(line); });
+  v6tool::command_line line(std::string("v6comp ") + zel_v6comp_version());
+  add_commands(line);
+  const v6tool::parsed_line parsed = line.parse(argc, argv, v6tool::help_width());
+  return run(parsed.chosen ? parsed.chosen : [&parsed] { return answer_parser(parsed); });
 }

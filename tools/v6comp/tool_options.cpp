@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool_options.h"
 
-#include <charconv>
 #include <cstdio>
 
 #include "output_file.h"
@@ -14,22 +13,6 @@
 namespace v6tool {
 
 namespace {
-
-std::string check_pool_elements(const std::string &text) {
-  uint32_t count = 0;
-  const char *end = text.data() + text.size();
-  if (text == "auto" || text == "default") {
-    return "";
-  }
-  const auto [at, error] = std::from_chars(text.data(), end, count);
-  return at == end && error == std::errc() && count > 0 ? "" : "expected auto, default or a count from 1 to 4294967295";
-}
-
-std::string check_table_format(const std::string &text) {
-  return text == "auto" || find_table_format(text) != nullptr
-             ? ""
-             : "no such format; there are auto, " + table_format_names();
-}
 
 build_rules rules_of(const input_options &options) {
   build_rules rules;
@@ -57,50 +40,35 @@ prefix_table read_with_rules(const input_options &options, const build_rules &ru
 
 }  // namespace
 
-void add_input_options(CLI::App &sub, input_options &options) {
-  const std::string input = "Input";
-  add_required_argument(sub, "TABLE", options.table, "table of prefixes or routes, - for standard input");
-  add_text_option(sub, {"--input", input, "format of the table, see `v6comp list`; auto sees it in the first bytes"},
-                  options.format, "FORMAT", check_table_format);
-  add_flag(sub, {"--mask", input, "clear bits set beyond a prefix's length, which are a fault otherwise"},
-           options.mask);
-  add_number_option(sub, {"--skip-bad", input, "bad lines that are left out and counted"}, options.skip_bad);
-  add_flag(sub, {"-v,--verbose", input, "say which format the table was in, and how much of it was read"},
-           options.verbose);
-  add_flag(sub, "-q,--quiet", options.quiet, "no warnings, no progress");
+void add_input_options(command_options &command, input_options &options) {
+  std::vector<std::string> formats = {"auto"};
+  for (const table_format *format : table_formats()) {
+    formats.emplace_back(format->name);
+  }
+  command.check_choices("--input", formats);
+  command.text("TABLE", options.table);
+  command.text("--input", options.format);
+  command.flag("--mask", options.mask);
+  command.number("--skip-bad", options.skip_bad);
+  command.flag("--verbose", options.verbose);
+  command.flag("--quiet", options.quiet);
 }
 
-void add_common_options(CLI::App &sub, common_options &options) {
-  add_input_options(sub, options);
-  const std::string library = "Library";
-  add_text_option(sub,
-                  {"--pool-elements", library,
-                   "elements of each pool: auto (enough for this table), default (the library's own), or a count"},
-                  options.pool_elements, "auto|default|N", check_pool_elements);
-  add_number_option(sub, {"--processor", library, "packet processor"}, options.processor, TCAMV6_MAX_PROCESSORS - 1);
-  add_number_option(sub, {"--instance", library, "table instance of the processor"}, options.instance,
-                    TCAMV6_MAX_INSTANCES - 1);
-  add_choice<bool>(sub, "--room", options.room, {{"on", true}, {"off", false}},
-                   "room mode: no table and no batch is refused that 64 bits suffice for, tables may be larger than a "
-                   "request; off is compatible mode");
-  add_number_option(sub,
-                    {"--debug-level", library,
-                     "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none "
-                     "but those that the ZEL_V6COMP_DBG_* variables turn on"},
-                    options.debug_level);
+void add_common_options(command_options &command, common_options &options) {
+  add_input_options(command, options);
+  command.text("--pool-elements", options.pool_elements);
+  command.check_most("--processor", TCAMV6_MAX_PROCESSORS - 1);
+  command.check_most("--instance", TCAMV6_MAX_INSTANCES - 1);
+  command.number("--processor", options.processor);
+  command.number("--instance", options.instance);
+  command.choice("--room", options.room, {{"on", true}, {"off", false}});
+  command.number("--debug-level", options.debug_level);
 }
 
-void add_output_file(CLI::App &sub, output_options &options) {
-  add_text_option(sub, "-o,--output", options.file, "FILE",
-                  "write to FILE, - for standard output; it appears when all of it is written");
-}
-
-void add_output_options(CLI::App &sub, output_options &options) {
-  add_named_option(
-      sub, "-f,--format", {format_names(), "text", "no such format"},
-      [](const std::string &name) { return find_format(name) != nullptr; },
-      [&options](const std::string &name) { options.format = find_format(name); }, "text, json, ndjson or csv");
-  add_output_file(sub, options);
+void add_output_options(command_options &command, output_options &options) {
+  command.check_choices("--format", split_names(format_names(), '|'));
+  command.each("--format", [&options](const std::string &name) { options.format = find_format(name); });
+  command.text("--output", options.file);
 }
 
 build_rules library_rules(const common_options &options) {

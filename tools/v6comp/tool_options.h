@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "option_parser.h"
+#include "command_line.h"
 #include "output_format.h"
 #include "table_reader.h"
 #include "tool_failure.h"
@@ -38,20 +38,20 @@ struct output_options {
   std::string file;  // "" = standard output
 };
 
-// Each adds its subcommand to the parser, which stores the work in `chosen` when that subcommand is given.
-void add_list_command(CLI::App &app, command &chosen);
-void add_compress_command(CLI::App &app, command &chosen);
-void add_lookup_command(CLI::App &app, command &chosen);
-void add_verify_command(CLI::App &app, command &chosen);
-void add_dump_command(CLI::App &app, command &chosen);
-void add_dot_command(CLI::App &app, command &chosen);
-void add_update_command(CLI::App &app, command &chosen);
-void add_plan_command(CLI::App &app, command &chosen);
+// Each announces its command.
+void add_list_command(command_line &line);
+void add_compress_command(command_line &line);
+void add_lookup_command(command_line &line);
+void add_verify_command(command_line &line);
+void add_dump_command(command_line &line);
+void add_dot_command(command_line &line);
+void add_update_command(command_line &line);
+void add_plan_command(command_line &line);
 
-void add_input_options(CLI::App &sub, input_options &options);
-void add_common_options(CLI::App &sub, common_options &options);
-void add_output_file(CLI::App &sub, output_options &options);
-void add_output_options(CLI::App &sub, output_options &options);
+// Where the values of the sets `table` and `input`, of these with `library`, and of `output` go; --quiet among them.
+void add_input_options(command_options &command, input_options &options);
+void add_common_options(command_options &command, common_options &options);
+void add_output_options(command_options &command, output_options &options);
 
 // The rules of the options for a table that goes into the library: in compatible mode in one request.
 build_rules library_rules(const common_options &options);

@@ -1,3 +1,3 @@
 for command in compress lookup verify dump dot update plan; do
-  v6comp $command --help | grep -A2 Exit:
+  v6comp $command --help | sed -n '/^Exit:/,$p'
 done

@@ -1,1 +1,0 @@
-v6comp squeeze $input/office.txt

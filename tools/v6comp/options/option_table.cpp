@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "option_table.h"
+
+#include "table_format.h"
+
+namespace v6tool {
+
+namespace {
+
+using enum value_kind;
+
+std::vector<term> table_format_terms() {
+  std::vector<term> terms;
+  for (const table_format *format : table_formats()) {
+    terms.push_back({format->name, format->description});
+  }
+  return terms;
+}
+
+std::vector<term> policy_terms() {
+  return {{"plain", "a batch is one request"},
+          {"deletes-first", "two requests: the deletes, then the additions"},
+          {"split", "one request; if it is refused, as shortest-first"},
+          {"shortest-first", "the deletes, then a request per length, anchors ahead"}};
+}
+
+constexpr command_row tool = {
+    .name = "",
+    .purpose = "Compress IPv6 prefix tables for narrow TCAMs, look prefixes up, prove the result right",
+    .sets = "general",
+    .description =
+        "v6comp takes a whole table of IPv6 prefixes and gives every prefix a compressed prefix and a "
+        "compressed address of at most 64 bits, so that containment survives. It answers questions about "
+        "the table, keeps it up to date, and plans the writes of the hardware.\n\n"
+        "Data goes to standard output, talk to standard error.",
+    .good = "good",
+    .no = "the answer is no: not found, not right, does not fit",
+    .examples =
+        "v6comp compress routes.txt  every prefix with its compressed prefix and address\n"
+        "ip -6 route show table all | v6comp list -  what a router's table holds\n"
+        "v6comp help lookup  all about one command",
+};
+
+constexpr command_row commands[] = {
+    {.name = "list",
+     .purpose = "Print the prefixes of a table in any format, each once",
+     .sets = "table input output general",
+     .description = "Rows are ordered by address, then by length.\n\n"
+                    "Any format may be packed with gzip, bzip2, xz or zstd. Routes of other families than IPv6 unicast "
+                    "are left out, and a destination with several routes counts once. In lists, rows, CSV and JSON a "
+                    "prefix that stands again adds its weight, with a warning.",
+     .good = "done",
+     .examples = "v6comp list -v rib.20260101.bz2  the prefixes of an MRT dump, and what was read",
+     .terms_heading = "Formats of tables, for this and every other command",
+     .terms = table_format_terms},
+    {.name = "compress",
+     .purpose = "Print the compressed prefix and address of each prefix of a table",
+     .sets = "table input library output general",
+     .description = "Rows come in the order of the table. A compressed prefix is written 0xHEX/LENGTH, a compressed "
+                    "address as 64 bits.",
+     .good = "done",
+     .no = "the table does not fit",
+     .examples = "v6comp compress --format csv -o codes.csv routes.txt  a file for other programs\n"
+                 "v6comp compress --summary routes.txt  lengths before and after, pools, bits required"},
+    {.name = "lookup",
+     .purpose = "Look up prefixes and addresses in a compressed table",
+     .sets = "table input library output general",
+     .description = "A row holds the question, the prefix of the table that answers it, its compressed prefix, the "
+                    "compressed address, and what the library has stored there: a prefix of the table, an anchor (a "
+                    "longer prefix cut to /32, /48, /64 or /96) or its default ::/0.",
+     .good = "all found",
+     .no = "some not found, or the table does not fit",
+     .examples = "v6comp lookup routes.txt 2001:db8::1 2001:db8::/32  an address and a prefix\n"
+                 "v6comp lookup routes.txt < questions.txt  one question a line"},
+    {.name = "verify",
+     .purpose = "Compress a table and prove the result right",
+     .sets = "table input library output general",
+     .description = "For all stored prefixes P and Q the compressed prefix of Q must cover the compressed address of P "
+                    "exactly when Q contains P; all compressed prefixes must differ; the rows for the hardware must be "
+                    "those of the table; and the first, the last and the two neighbouring addresses of every prefix "
+                    "must find their longest match.",
+     .good = "right",
+     .no = "wrong (with a counterexample), or the table does not fit",
+     .examples = "v6comp verify routes.txt  prove a table right"},
+    {.name = "dump",
+     .purpose = "Print the compressed table as the library walks it",
+     .sets = "table input library output general",
+     .description = "One row per distinct prefix, ::/0 included and anchors left out; every prefix after all that lie "
+                    "inside it.",
+     .good = "done",
+     .no = "the table does not fit, or a row is missing",
+     .examples = "v6comp dump routes.txt  the rows for the hardware"},
+    {.name = "dot",
+     .purpose = "Draw a small table, as text for Graphviz",
+     .sets = "table input library output general",
+     .description = "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are "
+                    "branches, an ellipse is the compressed address of what a prefix keeps for itself.",
+     .good = "done",
+     .no = "the table does not fit, or is too large for a picture",
+     .examples = "v6comp dot routes.txt | dot -Tsvg > routes.svg  a picture"},
+    {.name = "update",
+     .purpose = "Apply batches of changes to a table",
+     .sets = "table input live library output general",
+     .description =
+         "Lines of a history: +prefix/length [weight], -prefix/length [weight], --- after each batch.\n\n"
+         "changed: prefixes in the table before and after whose compressed prefix or address is another.\n\n"
+         "moved: prefixes that the batch moved to other codes, to make room for what it adds.\n\n"
+         "In room mode a batch is one request. A delete of more weight than a prefix has is refused, and its batch "
+         "left out, whatever --on-refusal is. A batch that is refused and then taken over by a recompression counts "
+         "as done.",
+     .good = "all done and right",
+     .no = "changes were left out, the table does not fit, or a check failed",
+     .examples = "v6comp update --verify every routes.txt changes.txt  prove the table right after every batch\n"
+                 "v6comp update --summary routes.txt changes.txt  figures of the whole history",
+     .terms_heading = "Policies of compatible mode",
+     .terms = policy_terms},
+    {.name = "plan",
+     .purpose = "Print the hardware writes from one table to another",
+     .sets = "table input live library output general",
+     .description =
+         "Each step is one write, in the order in which a driver follows them. Given two tables, both are compressed "
+         "in full, and the hardware begins with the old one, longest prefixes first. Given a history, each batch is "
+         "planned on what the batch before left; the options on refusals are those of `v6comp update`.\n\n"
+         "A third answer is an address that, between two writes, gets neither its old nor its new result.",
+     .good = "done",
+     .no = "no plan, a third answer, or a batch refused",
+     .examples = "v6comp plan --simulate old.txt new.txt  the writes, watched on a model TCAM"},
+    {.name = "help",
+     .purpose = "Print the help of a command",
+     .sets = "general",
+     .description = "Without a command: which commands there are.",
+     .good = "done",
+     .examples = "v6comp help update  the same as v6comp update --help"},
+};
+
+constexpr option_set sets[] = {
+    {"table", "Table"},     {"input", "Input"},   {"live", "Batches"},
+    {"library", "Library"}, {"output", "Output"}, {"general", "General"},
+};
+
+constexpr option_row options[] = {
+    // ---- arguments, in their order on the command line
+    {.of = "@table", .names = "TABLE", .kind = file, .help = "table of prefixes or routes, - for standard input"},
+    {.of = "lookup",
+     .names = "QUERY...",
+     .kind = text,
+     .help = "prefixes and addresses; if none are given, one a line of standard input"},
+    {.of = "update", .names = "HISTORY", .kind = file, .help = "file of batches of changes, - for standard input"},
+    {.of = "plan",
+     .names = "NEW",
+     .kind = file,
+     .help = "the new table, or a history of the first one; - for standard input"},
+    {.of = "help", .names = "[COMMAND]", .kind = text, .help = "a command"},
+
+    // ---- of single commands
+    {.of = "compress", .names = "-s,--summary", .help = "print figures of the whole table instead"},
+    {.of = "verify",
+     .names = "--random-probes",
+     .value = "N",
+     .kind = number,
+     .most = UINT32_MAX,
+     .standard = "10000",
+     .help = "random addresses inside stored prefixes to look up"},
+    {.of = "verify",
+     .names = "--seed",
+     .value = "N",
+     .kind = number,
+     .standard = "1",
+     .help = "of the random addresses"},
+    {.of = "dot",
+     .names = "-w,--what",
+     .kind = choice,
+     .choices = "original|ancestor|compressed",
+     .standard = "ancestor",
+     .help = "original trie, ancestor (containment) tree, or compressed trie"},
+    {.of = "update",
+     .names = "--verify",
+     .kind = choice,
+     .choices = "every|end|off",
+     .standard = "end",
+     .help = "when to prove the table right: after every batch, at the end, or never"},
+    {.of = "update", .names = "-s,--summary", .help = "print figures of the whole history instead"},
+    {.of = "update", .names = "--headroom", .help = "print what ran out at each refusal instead, and where"},
+    {.of = "plan",
+     .names = "--slots",
+     .value = "N",
+     .kind = number,
+     .least = 1,
+     .most = uint64_t{1} << 24,
+     .help = "slots of the hardware; if not given, as many as any plan can use"},
+    {.of = "plan", .names = "--simulate", .help = "drive the plan through a model TCAM and watch every answer"},
+
+    // ---- input
+    {.of = "@input",
+     .names = "--input",
+     .value = "FORMAT",
+     .kind = choice,
+     .choices = "auto|mrt|json|ip-json|frr-json|proc|bgpdump|csv|frr|bird|ip-route|rows|list",
+     .standard = "auto",
+     .help = "format of the table, see `v6comp help list`; auto sees it in the first bytes"},
+    {.of = "@input", .names = "--mask", .help = "clear bits set beyond a prefix's length, which are a fault otherwise"},
+    {.of = "@input",
+     .names = "--skip-bad",
+     .value = "N",
+     .kind = number,
+     .standard = "0",
+     .help = "bad lines that are left out and counted"},
+    {.of = "@input", .names = "-v,--verbose", .help = "say which format the table was in, and how much of it was read"},
+
+    // ---- batches
+    {.of = "@live",
+     .names = "--on-refusal",
+     .kind = choice,
+     .choices = "recompress|stop|skip",
+     .standard = "recompress",
+     .help = "when a batch is refused: compress the whole table anew, stop, or leave the batch out"},
+    {.of = "@live",
+     .names = "--move-limit",
+     .value = "N",
+     .kind = number,
+     .most = UINT32_MAX,
+     .help = "most stored prefixes that a batch may move in room mode; if not given, any number"},
+    {.of = "@live",
+     .names = "--policy",
+     .kind = choice,
+     .choices = "plain|deletes-first|split|shortest-first",
+     .help = "with --room off: in which requests a batch is sent, see below; if not given, shortest-first"},
+    {.of = "@live", .names = "--as-written", .help = "with --room off: turn safe updates off"},
+
+    // ---- library
+    {.of = "@library",
+     .names = "--pool-elements",
+     .value = "N",
+     .kind = number,
+     .choices = "auto|default",
+     .least = 1,
+     .most = UINT32_MAX,
+     .standard = "auto",
+     .help = "elements of each pool: auto (enough for this table), default (the library's own), or a count"},
+    {.of = "@library",
+     .names = "--processor",
+     .value = "N",
+     .kind = number,
+     .most = 3,
+     .standard = "0",
+     .help = "packet processor"},
+    {.of = "@library",
+     .names = "--instance",
+     .value = "N",
+     .kind = number,
+     .most = 1,
+     .standard = "0",
+     .help = "table instance of the processor"},
+    {.of = "@library",
+     .names = "--room",
+     .kind = choice,
+     .choices = "on|off",
+     .standard = "on",
+     .help = "room mode: no table and no batch is refused that 64 bits suffice for, tables may be larger than a "
+             "request; off is compatible mode"},
+    {.of = "@library",
+     .names = "--debug-level",
+     .value = "N",
+     .kind = number,
+     .most = UINT32_MAX,
+     .help = "messages of the library on standard error: 0 none, 3 errors, 7 everything; if not given, none but those "
+             "that the ZEL_V6COMP_DBG_* variables turn on"},
+
+    // ---- output
+    {.of = "@output",
+     .names = "-f,--format",
+     .kind = choice,
+     .choices = "text|json|ndjson|csv",
+     .standard = "text",
+     .help = "how rows are written"},
+    {.of = "@output",
+     .names = "-o,--output",
+     .value = "FILE",
+     .kind = file,
+     .help = "write to FILE, - for standard output; it appears when all of it is written"},
+
+    // ---- everywhere
+    {.of = "@general", .names = "-q,--quiet", .help = "no warnings, no progress"},
+    {.of = "@general", .names = "-h,--help", .help = "print this help"},
+    {.of = "@general", .names = "-V,--version", .help = "print the version"},
+};
+
+}  // namespace
+
+std::span<const command_row> command_rows() { return commands; }
+std::span<const option_set> option_sets() { return sets; }
+std::span<const option_row> option_rows() { return options; }
+const command_row &tool_row() { return tool; }
+
+}  // namespace v6tool
