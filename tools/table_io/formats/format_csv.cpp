@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Comma-separated fields (or semicolons, or tabs) under a line of names: `prefix`, and perhaps `weight`.
-#include <algorithm>
 #include <optional>
-#include <vector>
 
+#include "csv_fields.h"
 #include "formats.h"
 #include "prefix_text.h"
 #include "text_words.h"
@@ -14,47 +13,21 @@ namespace {
 
 constexpr size_t none = SIZE_MAX;
 
-// Fields of one line, quotes undone. Nothing when a quoted field does not end.
-std::optional<std::vector<std::string>> split_fields(std::string_view line, char separator) {
-  std::vector<std::string> fields(1);
-  bool quoted = false;
-  for (size_t i = 0; i < line.size(); ++i) {
-    const char c = line[i];
-    if (c == '"' && quoted && i + 1 < line.size() && line[i + 1] == '"') {
-      fields.back() += c;
-      ++i;
-    } else if (c == '"') {
-      quoted = !quoted;
-    } else if (c == separator && !quoted) {
-      fields.emplace_back();
-    } else {
-      fields.back() += c;
-    }
-  }
-  return quoted ? std::nullopt : std::optional(fields);
-}
-
 struct csv_columns {
   char separator = ',';
   size_t prefix = none;
   size_t weight = none;
 };
 
-bool same_name(std::string_view field, std::string_view name) {
-  field = trimmed(field);
-  return std::equal(field.begin(), field.end(), name.begin(), name.end(),
-                    [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + ('a' - 'A') : a) == b; });
-}
-
 csv_columns find_columns(std::string_view line) {
   csv_columns columns;
   for (const char separator : {',', ';', '\t'}) {
-    const auto fields = split_fields(line, separator);
+    const auto fields = split_csv_fields(line, separator);
     for (size_t i = 0; fields && i < fields->size(); ++i) {
-      if (columns.prefix == none && same_name((*fields)[i], "prefix")) {
+      if (columns.prefix == none && same_letters(trimmed((*fields)[i]), "prefix")) {
         columns.prefix = i;
         columns.separator = separator;
-      } else if (columns.weight == none && same_name((*fields)[i], "weight")) {
+      } else if (columns.weight == none && same_letters(trimmed((*fields)[i]), "weight")) {
         columns.weight = i;
       }
     }
@@ -69,7 +42,7 @@ csv_columns find_columns(std::string_view line) {
 bool recognises(std::string_view head) { return find_columns(first_data_line(head)).prefix != none; }
 
 void read_record(const text_line &line, const csv_columns &columns, table_builder &table) {
-  const auto fields = split_fields(line.text, columns.separator);
+  const auto fields = split_csv_fields(line.text, columns.separator);
   if (!fields || line.cut) {
     table.bad(line.number, line.cut ? "line too long" : "a quoted field does not end on its line");
     return;
