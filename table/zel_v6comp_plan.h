@@ -31,6 +31,81 @@ TM_API int32_t zel_v6comp_table_diff(const zel_v6comp_table_row *old_rows, size_
  *  @param writes  null is allowed */
 TM_API void zel_v6comp_table_free_writes(const zel_v6comp_table_write *writes);
 
+/** A first-match TCAM: which row stands in which slot. Only its address means anything.
+ *
+ * Of the slots that match an address the FIRST one wins, so every row must stand ahead of the shorter ones around it;
+ * rows that do not overlap may stand in any order. The slots know where the rows are, and find room for new ones:
+ *
+ *   zel_v6comp_slots_open(n, &slots)
+ *   zel_v6comp_table_apply(table, ..., &outcome)
+ *   zel_v6comp_slots_follow(slots, outcome.writes, outcome.n_writes, &steps)
+ *   for each write w of the outcome, in their order:
+ *     a code: program stage 2; a key: program the steps of this write (step.write == w) instead
+ */
+typedef struct zel_v6comp_slots zel_v6comp_slots;
+
+enum zel_v6comp_slot_kind {
+  ZEL_V6COMP_SLOT_WRITE = 1, /* prefix and key go into the slot, over what is there */
+  ZEL_V6COMP_SLOT_MOVE = 2,  /* likewise; the same entry stands in `from`, and the next step writes over it there */
+  ZEL_V6COMP_SLOT_CLEAR = 3  /* the slot matches nothing any more */
+};
+
+/** One write to one slot. */
+typedef struct zel_v6comp_slot_step {
+  uint8_t address[16];
+  uint64_t key;   /* WRITE, MOVE: what the slot answers from now on; else 0 */
+  uint32_t slot;  /* the slot to write */
+  uint32_t from;  /* MOVE: where the entry stands until now; else 0 */
+  uint32_t write; /* the index of the table's write that needs the step */
+  uint8_t length;
+  uint8_t kind;  /* ZEL_V6COMP_SLOT_WRITE ... */
+  uint8_t early; /* CLEAR: 1 = before its time, because no slot was free; addresses may miss it for a while */
+  uint8_t reserved;
+} zel_v6comp_slot_step;
+
+/** What following writes takes. Begin with ZEL_V6COMP_SLOT_STEPS_INIT. */
+typedef struct zel_v6comp_slot_steps {
+  size_t struct_size;               /* bytes of this record */
+  const zel_v6comp_slot_step *list; /* in the order to follow. The slots', until the next call that follows writes */
+  size_t n;
+  uint32_t moves;      /* of the steps: MOVE */
+  uint32_t early;      /* of the steps: CLEAR before its time; 0 when there are slots for old and new rows together */
+  uint32_t peak_slots; /* most rows at a time */
+  uint32_t reserved;
+} zel_v6comp_slot_steps;
+
+#define ZEL_V6COMP_SLOT_STEPS_INIT \
+  { sizeof(zel_v6comp_slot_steps), NULL, 0, 0, 0, 0, 0 }
+
+enum { ZEL_V6COMP_MAX_SLOTS = 16777216 };
+
+/** Empty slots.
+ *  @param n      1..ZEL_V6COMP_MAX_SLOTS
+ *  @param slots  out: the handle; null when refused. Give it back with zel_v6comp_slots_close
+ *  @return OK, E_NULL, E_COUNT, E_MEMORY. Cost: about 130 bytes a slot, memory as it is used */
+TM_API int32_t zel_v6comp_slots_open(uint32_t n, zel_v6comp_slots **slots);
+
+/** @param slots  null is allowed */
+TM_API void zel_v6comp_slots_close(zel_v6comp_slots *slots);
+
+/** Find slots for what writes bring, and free those of what they take away: all of the writes, or none.
+ *  @param writes  of a table or of zel_v6comp_table_diff, all since the slots were opened, in their order; those that
+ *                 concern codes need not be among them
+ *  @param steps   out; zeros when refused
+ *  @return OK, E_NULL, E_SIZE, E_COUNT, E_LENGTH, E_HOST_BITS, E_MEMORY
+ *          E_OPERATION  a row comes that is there, or one changes or goes that is not: the writes are not this table's
+ *          E_ROOM       more rows than slots
+ *  Cost: O(log n) for each write and each of its moves; a row inside k others moves at most k of them, nearly always
+ *  none while an eighth of the slots is free. */
+TM_API int32_t zel_v6comp_slots_follow(zel_v6comp_slots *slots, const zel_v6comp_table_write *writes, size_t n,
+                                       zel_v6comp_slot_steps *steps);
+
+/** The slot of a row.
+ *  @param slot  written when the row is there
+ *  @return 1 there, 0 not, E_NULL, E_LENGTH, E_HOST_BITS. Only reads */
+TM_API int32_t zel_v6comp_slots_find(const zel_v6comp_slots *slots, const uint8_t address[16], uint32_t length,
+                                     uint32_t *slot);
+
 TM_API_END
 
 #endif
