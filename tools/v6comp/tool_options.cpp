@@ -65,10 +65,12 @@ void add_common_options(command_options &command, common_options &options) {
   command.number("--debug-level", options.debug_level);
 }
 
+void add_output_file(command_options &command, output_options &options) { command.text("--output", options.file); }
+
 void add_output_options(command_options &command, output_options &options) {
   command.check_choices("--format", split_names(format_names(), '|'));
   command.each("--format", [&options](const std::string &name) { options.format = find_format(name); });
-  command.text("--output", options.file);
+  add_output_file(command, options);
 }
 
 build_rules library_rules(const common_options &options) {

@@ -47,10 +47,12 @@ void add_dump_command(command_line &line);
 void add_dot_command(command_line &line);
 void add_update_command(command_line &line);
 void add_plan_command(command_line &line);
+void add_report_command(command_line &line);
 
 // Where the values of the sets `table` and `input`, of these with `library`, and of `output` go; --quiet among them.
 void add_input_options(command_options &command, input_options &options);
 void add_common_options(command_options &command, common_options &options);
+void add_output_file(command_options &command, output_options &options);
 void add_output_options(command_options &command, output_options &options);
 
 // The rules of the options for a table that goes into the library: in compatible mode in one request.

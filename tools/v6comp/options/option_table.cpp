@@ -125,6 +125,15 @@ constexpr command_row commands[] = {
      .good = "done",
      .no = "no plan, a third answer, or a batch refused",
      .examples = "v6comp plan --simulate old.txt new.txt  the writes, watched on a model TCAM"},
+    {.name = "report",
+     .purpose = "Make a web page about a table and its history",
+     .sets = "table input general",
+     .description = "The page is one file and fetches nothing: lengths before and after, the space of codes, headroom "
+                    "by depth, pools, the batches of the history, and all rows to search in. It shows the table as it "
+                    "is after the history. A batch that is refused is left out, and shown as such.",
+     .good = "done",
+     .no = "the table does not fit, or a batch was refused",
+     .examples = "v6comp report -o report.html routes.txt changes.txt  a page to look at"},
     {.name = "help",
      .purpose = "Print the help of a command",
      .sets = "general",
@@ -150,6 +159,10 @@ constexpr option_row options[] = {
      .names = "NEW",
      .kind = file,
      .help = "the new table, or a history of the first one; - for standard input"},
+    {.of = "report",
+     .names = "[HISTORY]",
+     .kind = file,
+     .help = "file of batches of changes that are applied first, - for standard input"},
     {.of = "help", .names = "[COMMAND]", .kind = text, .help = "a command"},
 
     // ---- of single commands
@@ -273,7 +286,7 @@ constexpr option_row options[] = {
      .choices = "text|json|ndjson|csv",
      .standard = "text",
      .help = "how rows are written"},
-    {.of = "@output",
+    {.of = "@output report",
      .names = "-o,--output",
      .value = "FILE",
      .kind = file,
