@@ -68,11 +68,10 @@ table_form table_read_form(const tm_util_trie_node *node) {
   return {leading_word(code), leading_word(key), static_cast<uint8_t>(code->len)};
 }
 
-uint32_t table_read_word(const tm_util_trie_node *node) { return static_cast<uint32_t>(data_of(node)->aux); }
+uint32_t table_read_word(const tm_util_trie_node *node) { return data_of(node)->handle; }
 
 void table_set_word(const tcamv6_state *state, const tm_util_trie_node *node, uint32_t word) {
-  tcamv6_anc_data *data = data_of(node);
-  data->aux = data->aux >> 32 << 32 | word;
+  data_of(node)->handle = word;
   tcamv6_read_index_set_handle(state, node->key, node->len, word);
 }
 

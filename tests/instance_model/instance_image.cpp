@@ -78,9 +78,9 @@ std::string anc_image(const tm_n_ary_node *root, bool elements) {
   each_anc(root, nullptr, [&](const tm_n_ary_node *node, const tm_n_ary_node *) {
     const tcamv6_anc_data *data = tcamv6_anc_data_of(node);
     text +=
-        formatted("%s -> %s tag %x bits %x cost %u height %u handle %lu dummy %d",
+        formatted("%s -> %s tag %x bits %x cost %u height %u handle %u place %d dummy %d",
                   name_of(tm_trie_node(data->orig)).c_str(), name_of(tcamv6_cmpr_node(data)).c_str(), data->tag_word,
-                  data->bits, data->cost, data->ht, static_cast<unsigned long>(data->aux), data->dummy != 0);
+                  data->bits, data->cost, data->ht, data->handle, data->sibling_order, data->dummy != 0);
     if (elements) {
       text += formatted(" at %p data %p", static_cast<const void *>(node), static_cast<const void *>(data));
     }
@@ -121,7 +121,7 @@ void append_anc(std::string &bytes, const tm_n_ary_node *root) {
   each_anc(root, nullptr, [&](const tm_n_ary_node *node, const tm_n_ary_node *) {
     const tcamv6_anc_data *data = tcamv6_anc_data_of(node);
     append(bytes, node, data, node->child, data->orig, data->cmpr_node, data->tag_word, data->bits, data->cost,
-           data->ht, data->aux, data->dummy);
+           data->ht, data->handle, data->sibling_order, data->dummy);
   });
 }
 

@@ -32,17 +32,26 @@ void *abandoned[TM_CHUNK_TYPES] = {};
 
 void *pool_of(uint32_t type) { return reinterpret_cast<void *>(static_cast<uintptr_t>(chunk_info_base[type].handle)); }
 
-// Can a type be taken or given back? Reports under the caller's name when not.
-bool type_has_pool(uint32_t type, const char *function) {
+bool has_pool(uint32_t type) {
+  return type < TM_CHUNK_TYPES && chunk_info_base != nullptr && chunk_info_base[type].handle != 0;
+}
+
+// What never happens in a sound process stays out of the way of what happens for every node.
+[[gnu::cold, gnu::noinline]] void report_no_pool(uint32_t type, const char *function) {
   if (type >= TM_CHUNK_TYPES) {
     TM_LOG(error, "%s: Unknown chunk type (%d)", function, static_cast<int>(type));
-    return false;
-  }
-  if (chunk_info_base == nullptr || chunk_info_base[type].handle == 0) {
+  } else {
     TM_LOG(error, "%s: uninitialized chunk:(%d)", function, static_cast<int>(type));
-    return false;
   }
-  return true;
+}
+
+// An element that the journal could not note goes back.
+[[gnu::noinline]] void *note_taken(uint32_t type, void *element) {
+  if (tm_journal_take(type, element)) {
+    return element;
+  }
+  chunk_free(pool_of(type), element);
+  return nullptr;
 }
 
 }  // namespace
@@ -78,18 +87,16 @@ uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *table, uin
 }
 
 void *tm_chunk_malloc(uint32_t type) {
-  constexpr const char *function = "tm_chunk_malloc";
-  if (!type_has_pool(type, function)) {
+  if (!has_pool(type)) {
+    report_no_pool(type, "tm_chunk_malloc");
     return nullptr;
   }
   tm_chunk_info *info = &chunk_info_base[type];
   void *element = chunk_malloc(pool_of(type));
-  if (element == nullptr) {
-    ++info->failed;
-    return nullptr;
+  if (tm_journal_is_open && element != nullptr) {
+    element = note_taken(type, element);
   }
-  if (tm_journal_is_open && !tm_journal_take(type, element)) {
-    chunk_free(pool_of(type), element);
+  if (element == nullptr) {
     ++info->failed;
     return nullptr;
   }
@@ -99,8 +106,8 @@ void *tm_chunk_malloc(uint32_t type) {
 }
 
 void tm_chunk_free(uint32_t type, void *element) {
-  constexpr const char *function = "tm_chunk_free";
-  if (!type_has_pool(type, function)) {
+  if (!has_pool(type)) {
+    report_no_pool(type, "tm_chunk_free");
     return;
   }
   if (tm_journal_is_open) {

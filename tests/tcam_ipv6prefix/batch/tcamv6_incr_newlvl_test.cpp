@@ -271,7 +271,7 @@ TEST_F(tcamv6_incr_newlvl_test, adopted_children_with_equal_numbers_keep_the_ord
   ASSERT_EQ(children("2001:db8::/32"),
             (std::vector<std::string>{"2001:db8::/48", "2001:db8:2::/48", "2001:db8:1::/48", "dummy"}));
   for (const char *child : {"2001:db8::/48", "2001:db8:1::/48", "2001:db8:2::/48"}) {
-    tcamv6_set_sibling_order(data(child), INT32_MIN);
+    data(child)->sibling_order = INT32_MIN;
   }
   ASSERT_EQ(run("+2001:db8::/46").result, 0);
   EXPECT_EQ(children("2001:db8::/46"),

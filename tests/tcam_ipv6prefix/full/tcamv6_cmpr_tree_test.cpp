@@ -2,8 +2,11 @@
 // Costing and building the compressed trie.
 #include "tcamv6_cmpr_tree.h"
 
+#include <functional>
+
 #include "tcamv6_fixture.h"
 #include "tcamv6_headroom.h"
+#include "tcamv6_pcmpr_walk.h"
 #include "tm_key.h"
 #include "tm_pcmpr_trie.h"
 
@@ -36,17 +39,6 @@ class tcamv6_cmpr_tree_test : public tcamv6_test {
   }
 
   std::string code_of(const tm_n_ary_node *node) const { return code(cmpr_root, tcamv6_cmpr_node(data_of(node))); }
-
-  // Every prefix below a node, with the data of its parent.
-  template <class Visit>
-  static void for_each_child(const tm_n_ary_node *parent, Visit visit) {
-    for (const tm_n_ary_node *child : children_of(parent)) {
-      if (!tcamv6_anc_is_dummy(data_of(child))) {
-        visit(data_of(parent), data_of(child));
-        for_each_child(child, visit);
-      }
-    }
-  }
 
   void TearDown() override {
     state->cmpr_root = tm_idx(cmpr_root);
@@ -148,32 +140,79 @@ TEST_F(tcamv6_cmpr_tree_test, marked_node_is_coded_by_the_path_compressed_trie_a
   EXPECT_TRUE(was_logged("tcamv6_gen_pcmpr_subtrie: Add extend path of 1 nodes for root idx <ptr> child idx 0x<ptr>"));
 }
 
-TEST_F(tcamv6_cmpr_tree_test, every_prefix_is_told_its_node_in_the_path_compressed_trie_until_the_final_pass) {
+TEST_F(tcamv6_cmpr_tree_test, children_are_visited_with_the_ways_that_getpath_finds) {
   load({"::/0", "8000::/1", "2001:db8::/32", "2001:db8::/33", "2001:db8::/34", "2001:db8:8000::/33", "2001:db8::/128",
         "2001:db8::1/128", "fe80::/10", "fe80::/12", "fe90::/12"});
   ASSERT_EQ(pass(1), 5);
-  size_t told = 0;
-  for_each_child(anc_root, [&](const tcamv6_anc_data *parent, const tcamv6_anc_data *child) {
-    const tm_util_trie_node *parent_orig = tm_trie_node(parent->orig);
-    const tm_util_trie_node *orig = tm_trie_node(child->orig);
-    tm_util_trie_node *root = tm_trie_node(state->pcmpr_root);
-    uint8_t bits[TM_KEY_BYTES] = {};
-    int32_t n = 0;
-    ASSERT_EQ(tm_util_trie_pcmpr_getpath(root, parent_orig->key, parent_orig->len, orig->key, orig->len, bits, &n),
-              TM_OK);
-    const tm_util_trie_node *node = tm_trie_node(child->aux);
-    ASSERT_NE(node, nullptr);
-    EXPECT_EQ(node->tag, orig->tag);
-    EXPECT_EQ(node->len, n);
-    EXPECT_EQ(key_bits(node->key, TM_KEY_BITS), key_bits(bits, TM_KEY_BITS));
-    ++told;
-  });
-  EXPECT_EQ(told, 10u);
-  ASSERT_EQ(tcamv6_opt_tree_for_updates(state, anc_root, 64), TM_OK);
-  ASSERT_EQ(pass(0), 5);
-  for_each_child(anc_root, [&](const tcamv6_anc_data *, const tcamv6_anc_data *child) {
-    EXPECT_EQ(static_cast<uint32_t>(child->aux), 0u) << "the host's handle";
-  });
+  tm_util_trie_node *root = tm_trie_node(state->pcmpr_root);
+  size_t prefixes = 0;
+  size_t dummies = 0;
+  const std::function<void(const tm_n_ary_node *)> check_below = [&](const tm_n_ary_node *parent) {
+    const tm_util_trie_node *parent_orig = tm_trie_node(data_of(parent)->orig);
+    std::vector<tm_n_ary_node *> visited;
+    const auto visit = [&](tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
+      visited.push_back(child);
+      if (tcamv6_anc_is_dummy(data_of(child))) {
+        EXPECT_EQ(place, nullptr);
+        ++dummies;
+        return TM_OK;
+      }
+      const tm_util_trie_node *orig = tm_trie_node(data_of(child)->orig);
+      uint8_t bits[TM_KEY_BYTES] = {};
+      int32_t n = 0;
+      EXPECT_EQ(tm_util_trie_pcmpr_getpath(root, parent_orig->key, parent_orig->len, orig->key, orig->len, bits, &n),
+                TM_OK);
+      EXPECT_NE(place, nullptr);
+      if (place != nullptr) {
+        uint8_t way[TM_KEY_BYTES];
+        tm_key_store(way, place->way);
+        EXPECT_EQ(place->node, tcamv6_pcmpr_node_of(root, data_of(child)));
+        EXPECT_EQ(place->edges, n);
+        EXPECT_EQ(key_bits(way, TM_KEY_BITS), key_bits(bits, TM_KEY_BITS));
+      }
+      ++prefixes;
+      check_below(child);
+      return TM_OK;
+    };
+    EXPECT_EQ(tcamv6_visit_children(tcamv6_pcmpr_node_of(root, data_of(parent)), parent, visit), TM_OK);
+    EXPECT_EQ(visited, children_of(parent)) << "in the order of the chain";
+  };
+  check_below(anc_root);
+  EXPECT_EQ(prefixes, 10u);
+  EXPECT_EQ(dummies, 6u) << "of ::/0, 8000::/1, fe80::/10 and the first three that begin with 2001:db8::";
+}
+
+TEST_F(tcamv6_cmpr_tree_test, visit_goes_on_where_trees_disagree_and_ends_where_it_is_told_to) {
+  load({"::/0", "2001:db8::/32", "fe80::/10"});
+  ASSERT_GE(pass(1), 0);
+  tm_util_trie_node *root = tm_trie_node(state->pcmpr_root);
+  const std::vector<tm_n_ary_node *> children = children_of(anc_root);
+  ASSERT_EQ(children.size(), 3u);
+  std::string places;
+  const auto note = [&](const tm_n_ary_node *, const tcamv6_pcmpr_place *place) {
+    places += place == nullptr ? '-' : '+';
+    return TM_OK;
+  };
+  EXPECT_EQ(tcamv6_visit_children(root, anc_root, note), TM_OK);
+  EXPECT_EQ(places, "++-");
+  places.clear();
+  EXPECT_EQ(tcamv6_visit_children(nullptr, anc_root, note), TM_OK);
+  EXPECT_EQ(places, "---") << "no trie to walk in step with";
+  tcamv6_anc_set_tag(data_of(children[0]), 77 << 12);
+  places.clear();
+  EXPECT_EQ(tcamv6_visit_children(root, anc_root, note), TM_OK);
+  EXPECT_EQ(places, "-+-") << "another prefix";
+  data_of(children[0])->bits |= TCAMV6_ANC_IS_DUMMY;
+  places.clear();
+  EXPECT_EQ(tcamv6_visit_children(root, anc_root, note), TM_OK);
+  EXPECT_EQ(places, "---") << "a dummy is passed over: the next node is that of a prefix that is not there";
+  places.clear();
+  const auto stop = [&](const tm_n_ary_node *child, const tcamv6_pcmpr_place *) {
+    places += '.';
+    return child == children[1] ? TM_EFAULT : TM_OK;
+  };
+  EXPECT_EQ(tcamv6_visit_children(root, anc_root, stop), TM_EFAULT);
+  EXPECT_EQ(places, "..");
 }
 
 TEST_F(tcamv6_cmpr_tree_test, empty_trie_is_minus_14) {

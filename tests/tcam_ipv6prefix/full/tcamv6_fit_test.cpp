@@ -122,10 +122,12 @@ class tcamv6_fit_test : public tcamv6_test {
   }
 
   void expect_marks_gone(const tm_n_ary_node *node) const {
-    uint32_t place = 0;
+    const tm_n_ary_node *before = nullptr;
     for (const tm_n_ary_node *child : children_of(node)) {
       EXPECT_EQ(data_of(child)->bits & TCAMV6_FIT_MARKS, 0);
-      EXPECT_EQ(data_of(child)->aux, uint64_t{place++} << 32) << "the place among siblings, no node of a released trie";
+      EXPECT_EQ(data_of(child)->handle, 0u);
+      EXPECT_TRUE(before == nullptr || data_of(before)->sibling_order < data_of(child)->sibling_order);
+      before = child;
       expect_marks_gone(child);
     }
   }

@@ -36,7 +36,6 @@ class tcamv6_headroom_test : public tcamv6_test {
       node->left = tm_idx(next);
       node = next;
     }
-    node->len = static_cast<uint16_t>(path);
     edges_of(node)->longest = longest;
     return anc_of("::/" + std::to_string(path), cost, node);
   }
@@ -48,17 +47,18 @@ class tcamv6_headroom_test : public tcamv6_test {
     edges_of(pcmpr)->len1 = 128;
     std::memset(edges_of(pcmpr)->path1, 0xFF, 16);
     pcmpr->right = tm_idx(end);
-    end->len = 1;
     return anc_of("ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128", cost, end);
   }
 
-  tm_n_ary_node *anc_of(const std::string &text, uint8_t cost, const tm_util_trie_node *pcmpr_node) {
+  tm_n_ary_node *anc_of(const std::string &text, uint8_t cost, tm_util_trie_node *pcmpr_node) {
     const tcamv6_prefix record = record_of(text);
     tm_util_trie_node *orig = tm_util_trie_insert(trie, record.address, record.length);
     orig->tag = 2;
     tm_n_ary_node *node = new_anc(2, false, cost);
     data_of(node)->orig = tm_idx(orig);
-    data_of(node)->aux = tm_idx(pcmpr_node);
+    if (pcmpr_node != nullptr) {
+      pcmpr_node->tag = 2;
+    }
     return node;
   }
 
@@ -212,9 +212,7 @@ TEST_F(tcamv6_headroom_test, limits_are_handed_down) {
   for (int i = 0; i < 3; ++i) {
     node = tm_trie_child(node, 0);
   }
-  node->len = 3;
   edges_of(node)->longest = 5;
-  tm_trie_node(data_of(below)->aux)->len = 2;  // below that one
   tm_n_ary_node *h = anc_of("::/3", 4, node);
   adopt(root, {h});
   adopt(h, {below});

@@ -183,23 +183,6 @@ TEST_F(tm_pcmpr_trie_test, key_fields_of_generated_nodes_are_zero) {
   }
 }
 
-// What the full compression grafts: the directions from the nearest prefix above.
-TEST_F(tm_pcmpr_trie_test, ways_are_the_directions_that_getpath_tells) {
-  store({"", "00", "0010", "0011", "00111", "1", "101", "1010"});
-  ASSERT_EQ(tm_trie_pcmpr_gen_ways(trie, &root), 0);
-  int32_t count = 0;
-  const auto way_to = [&](const std::string &prefix) {
-    const tm_util_trie_node *node = look_up(root, prefix, 0, 0, nullptr, &count);
-    return bits_of(node->key, node->len);
-  };
-  EXPECT_EQ(way_to("00"), way("", "00"));
-  EXPECT_EQ(way_to("0010"), way("00", "0010"));
-  EXPECT_EQ(way_to("0011"), way("00", "0011"));
-  EXPECT_EQ(way_to("00111"), way("0011", "00111"));
-  EXPECT_EQ(way_to("101"), way("1", "101"));
-  EXPECT_EQ(way_to("1010"), way("101", "1010"));
-}
-
 TEST_F(tm_pcmpr_trie_test, gen_agrees_with_the_twin) {
   dice random(91);
   for (int round = 0; round < 250; ++round) {

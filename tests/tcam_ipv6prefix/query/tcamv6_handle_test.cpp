@@ -46,13 +46,15 @@ TEST_F(tcamv6_handle_test, second_attach_wins_and_all_32_bits_are_kept) {
   EXPECT_EQ(query("::/0"), 0u);
 }
 
-TEST_F(tcamv6_handle_test, handle_takes_the_low_half_of_its_word_only) {
+TEST_F(tcamv6_handle_test, handle_leaves_the_place_among_siblings_alone) {
   ASSERT_EQ(compress(std::vector<tcamv6_prefix>{}).result, TM_OK);
   tcamv6_anc_data *data = data_of(tcamv6_anc_node(state->anc_root));
-  data->aux = 0x1122334455667788;
+  data->handle = 0x55667788;
+  data->sibling_order = 0x11223344;
   EXPECT_EQ(query("::/0"), 0x55667788u);
   ASSERT_EQ(attach("::/0", 9), TM_OK);
-  EXPECT_EQ(data->aux, 0x1122334400000009u);
+  EXPECT_EQ(data->handle, 9u);
+  EXPECT_EQ(data->sibling_order, 0x11223344);
 }
 
 TEST_F(tcamv6_handle_test, attach_to_a_longer_prefix_fails_and_leaves_the_shorter_ones_handle_alone) {

@@ -113,7 +113,7 @@ TEST_F(tcamv6_anc_tree_test, new_node_has_cleared_fields_and_its_two_marks) {
     tm_n_ary_node *node = nullptr;
     ASSERT_EQ(tcamv6_anc_tree_node_new(is_dummy, &node), TM_OK);
     const tcamv6_anc_data *data = data_of(node);
-    EXPECT_EQ(node->sibling | node->child | data->dummy | data->aux | data->orig | data->cmpr_node, 0u);
+    EXPECT_EQ(node->sibling | node->child | data->dummy | data->handle | data->orig | data->cmpr_node, 0u);
     EXPECT_EQ(data->cost | data->ht | tcamv6_anc_lim(data) | static_cast<int>(tcamv6_anc_tag(data)), 0);
     EXPECT_EQ(tcamv6_anc_is_dummy(data), is_dummy);
     EXPECT_TRUE(tcamv6_anc_is_created(data));

@@ -53,12 +53,10 @@ class tcamv6_siblings_test : public incr_test {
 
   static const tm_n_ary_node *before(const tm_n_ary_node *node) {
     const tcamv6_anc_data *data = tcamv6_anc_data_of(node);
-    return tcamv6_anc_node(uint64_t{data->before_high} << 32 | data->before_low);
+    return tcamv6_anc_node(uint64_t{data->previous_high} << 32 | data->previous_low);
   }
-  static int32_t order(const tm_n_ary_node *node) { return tcamv6_sibling_order(tcamv6_anc_data_of(node)); }
-  static void set_order(const tm_n_ary_node *node, int32_t order) {
-    tcamv6_set_sibling_order(tcamv6_anc_data_of(node), order);
-  }
+  static int32_t order(const tm_n_ary_node *node) { return tcamv6_anc_data_of(node)->sibling_order; }
+  static void set_order(const tm_n_ary_node *node, int32_t order) { tcamv6_anc_data_of(node)->sibling_order = order; }
 
   std::vector<tm_n_ary_node *> made;
   tm_n_ary_node *nodes[6];
@@ -111,11 +109,11 @@ TEST_F(tcamv6_siblings_test, what_is_no_child_is_refused) {
 
 TEST_F(tcamv6_siblings_test, numbering_keeps_the_hosts_handle) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(nodes[0]);
-  data->aux = 0xFFFFFFFFu;
+  data->handle = 0xFFFFFFFFu;
   tcamv6_push_child(parent, nodes[1]);
   tcamv6_push_child(parent, nodes[0]);
-  EXPECT_EQ(tcamv6_sibling_order(data), -1);
-  EXPECT_EQ(data->aux, 0xFFFFFFFFFFFFFFFFu);
+  EXPECT_EQ(data->sibling_order, -1);
+  EXPECT_EQ(data->handle, 0xFFFFFFFFu);
 }
 
 TEST_F(tcamv6_siblings_test, numbers_stop_at_the_limits_of_their_type) {

@@ -74,7 +74,7 @@ bool rewrite(const tcamv6_state *state, const named_prefix *name) {
     return false;
   }
   const tm_util_trie_node *node = tm_trie_node(name->data->orig);
-  const uint32_t handle = tcamv6_anc_handle(name->data);
+  const uint32_t handle = name->data->handle;
   rewrite_slot(node, handle, 0, &state->extra_ops[name->slot]);
   rewrite_slot(node, handle, 1, &state->extra_ops[state->extra_op_count + name->slot]);
   return true;

@@ -134,7 +134,7 @@ int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
     return result;
   }
   tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
-  pref->reference = tcamv6_anc_handle(data);
+  pref->reference = data->handle;
   // In compatible mode a sum of 0 looks like a last reference that went; otherwise only what left the structures
   // counts.
   uint32_t remaining = tcamv6_safe_updates_on() ? 1 : node->aux1;

@@ -182,7 +182,7 @@ int32_t adopt(new_level *level, const tm_util_trie_node *node) {
     TM_LOG(info, "%s: trie_is_ancestor() failed %d", leveler, contained);
     return contained;
   }
-  level->adopted[level->n_adopted++] = {child, tcamv6_sibling_order(data)};
+  level->adopted[level->n_adopted++] = {child, data->sibling_order};
   return TM_OK;
 }
 

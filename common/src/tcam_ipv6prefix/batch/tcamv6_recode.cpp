@@ -118,7 +118,7 @@ int32_t note_move(const tcamv6_recoded *recoded) {
   move.length = static_cast<uint8_t>(stored->len);
   move.old_length = static_cast<uint8_t>(recoded->old_code.len);
   move.new_length = static_cast<uint8_t>(recoded->new_code.len);
-  move.reference = tcamv6_anc_handle(data);
+  move.reference = data->handle;
   return tcamv6_moves_add(&move);
 }
 

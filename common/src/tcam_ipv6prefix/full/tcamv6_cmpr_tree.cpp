@@ -30,14 +30,11 @@
 // n) where the tight code is taken.
 #include "tcamv6_cmpr_tree.h"
 
-#include <assert.h>
-
 #include "tcamv6_code_tree.h"
 #include "tcamv6_leftovers.h"
-#include "tcamv6_siblings.h"
+#include "tcamv6_pcmpr_walk.h"
 #include "tm_bits.h"
 #include "tm_debug.h"
-#include "tm_pcmpr_trie_internal.h"
 
 namespace {
 
@@ -75,29 +72,6 @@ int32_t list_nodes(tm_n_ary_node *root, node_list *list) {
   return TM_OK;
 }
 
-// Enter the nodes of prefixes below a node of the path-compressed trie at their ancestor-tree nodes. A node's children
-// come in descending order of their addresses, so that both trees are walked in step.
-//   next   the first one without its node
-// Returns the first one that is without it then.
-tm_n_ary_node *enter_pcmpr_nodes(const tm_util_trie_node *node, tm_n_ary_node *next) {
-  for (uint32_t turn = 0; turn < 2; ++turn) {
-    tm_util_trie_node *child = tm_trie_child(node, 1 - turn);
-    if (child == nullptr || next == nullptr) {
-      continue;
-    }
-    if (child->tag == 0) {
-      next = enter_pcmpr_nodes(child, next);
-    } else {
-      tcamv6_anc_data *data = tcamv6_anc_data_of(next);
-      assert(tcamv6_anc_tag(data) == (child->tag & TM_PREFIX_TAG_MASK));  // both walks meet the same prefix
-      tcamv6_anc_set_pcmpr_node(data, child);
-      enter_pcmpr_nodes(child, tcamv6_anc_first_child(next));
-      next = tcamv6_anc_next(next);
-    }
-  }
-  return next;
-}
-
 // Build ancestor tree and path-compressed trie, unless this run already has.
 int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
   if (state->trees_built != 0) {
@@ -111,7 +85,7 @@ int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
     return height;
   }
   tm_util_trie_node *pcmpr_root;
-  const int32_t result = tm_trie_pcmpr_gen_ways(trie_root, &pcmpr_root);
+  const int32_t result = tm_util_trie_pcmpr_gen(trie_root, &pcmpr_root);
   if (result != TM_OK) {
     TM_LOG(info, "%s: trie_pcmpr_gen() failed %d", driver, result);
     tcamv6_abandon_anc_tree(tcamv6_anc_node(anc_root));
@@ -120,7 +94,6 @@ int32_t build_trees(tcamv6_state *state, tm_util_trie_node *trie_root) {
   }
   state->anc_root = anc_root;
   state->pcmpr_root = tm_idx(pcmpr_root);
-  tcamv6_enter_pcmpr_nodes(state);
   state->trees_built = 1;
   return TM_OK;
 }
@@ -147,13 +120,15 @@ int32_t place_dummy(const tcamv6_anc_data *owner, tcamv6_anc_data *dummy, tm_uti
 }
 
 // A longer prefix hangs at the end of its path in the path-compressed trie, one bit per edge.
-int32_t place_prefix(const tcamv6_anc_data *child, tm_util_trie_node *owner_node, const char *function) {
-  const tm_util_trie_node *pcmpr_node = tcamv6_anc_pcmpr_node(child);
+int32_t place_prefix(const tcamv6_anc_data *child, const tcamv6_pcmpr_place *place, tm_util_trie_node *owner_node,
+                     const char *function) {
   int32_t result = TM_EINVAL;
-  if (pcmpr_node != nullptr) {
-    TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, pcmpr_node->len,
+  if (place != nullptr) {
+    TM_LOG(info, "%s: Add extend path of %d nodes for root idx %p child idx 0x%p", function, place->edges,
            static_cast<void *>(owner_node), tm_ptr<void>(child->cmpr_node));
-    result = tm_util_trie_pcmpr_addpath(owner_node, tcamv6_cmpr_node(child), pcmpr_node->key, pcmpr_node->len);
+    uint8_t way[TM_KEY_BYTES];
+    tm_key_store(way, place->way);
+    result = tm_util_trie_pcmpr_addpath(owner_node, tcamv6_cmpr_node(child), way, place->edges);
   }
   if (result != TM_OK) {
     TM_LOG(info, "%s: pcmpr_getpath() failed %d", function, result);
@@ -182,8 +157,6 @@ int32_t process_node(tcamv6_state *state, tm_n_ary_node *node, int32_t cost_only
                              : tcamv6_gen_huffman_tree(node, cmpr_node, cost_only);
   if (result != TM_OK) {
     TM_LOG(info, "%s: failed to generate subtrie %d", driver, result);
-  } else if (cost_only == 0) {
-    tcamv6_forget_pcmpr_nodes(node);
   }
   return result;
 }
@@ -226,22 +199,6 @@ int32_t compress(tcamv6_state *state, tm_util_trie_node *trie_root, tm_util_trie
 
 }  // namespace
 
-void tcamv6_enter_pcmpr_nodes(const tcamv6_state *state) {
-  const tm_util_trie_node *pcmpr_root = tm_trie_node(state->pcmpr_root);
-  if (pcmpr_root != nullptr) {
-    enter_pcmpr_nodes(pcmpr_root, tcamv6_anc_first_child(tcamv6_anc_node(state->anc_root)));
-  }
-}
-
-void tcamv6_forget_pcmpr_nodes(const tm_n_ary_node *node) {
-  int32_t place = 0;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    tcamv6_anc_data *data = tcamv6_anc_data_of(child);
-    tcamv6_anc_set_pcmpr_node(data, nullptr);
-    tcamv6_set_sibling_order(data, place++);
-  }
-}
-
 int32_t tcamv6_make_cmpr_node(tcamv6_anc_data *data) {
   auto *node = static_cast<tm_util_trie_node *>(tm_chunk_malloc(TM_V6_TRIE_NODE));
   if (node == nullptr) {
@@ -266,14 +223,15 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
   const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
   TM_REQUIRE(data != nullptr, "anc_data is NULL");
   TM_REQUIRE(data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
-  int32_t result = TM_OK;
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
-       child = tcamv6_anc_next(child)) {
+  const auto place_child = [&](const tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
     tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
-    TM_REQUIRE(child_data != nullptr, "anc_data is NULL");
-    result = tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, function)
-                                             : place_prefix(child_data, trie_node, function);
-  }
+    if (child_data == nullptr) {
+      zel_fatal("\n%s: anc_data is NULL", function);
+    }
+    return tcamv6_anc_is_dummy(child_data) ? place_dummy(data, child_data, trie_node, function)
+                                           : place_prefix(child_data, place, trie_node, function);
+  };
+  const int32_t result = tcamv6_visit_children(tcamv6_pcmpr_node_of(pcmpr_root, data), anc_node, place_child);
   TM_LOG(trace, "%s: Complete %d", function, result);
   return result;
 }

@@ -20,11 +20,6 @@ int32_t tcamv6_compress_prefix_tree(tcamv6_state *state, tm_util_trie_node *trie
 
 // The steps of the second pass, for those who place nodes in another order.
 
-// Enter at every ancestor-tree node below the root its node in the path-compressed trie (`aux`), and forget those of
-// one node's children: from then on the field holds their places among siblings and the host's handles.
-void tcamv6_enter_pcmpr_nodes(const tcamv6_state *state);
-void tcamv6_forget_pcmpr_nodes(const tm_n_ary_node *node);
-
 // Give an ancestor-tree node a compressed node of its own. Returns 0 or -12.
 int32_t tcamv6_make_cmpr_node(tcamv6_anc_data *data);
 

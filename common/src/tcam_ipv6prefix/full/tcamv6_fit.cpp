@@ -156,12 +156,7 @@ int32_t place_raised(fitting *fit, tm_n_ary_node *node) {
   if (result != TM_OK) {
     return result;
   }
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    tcamv6_anc_data *data = tcamv6_anc_data_of(child);
-    if (has_marks(data, TCAMV6_FIT_CUT | TCAMV6_FIT_OPEN)) {
-      tcamv6_fit_raise(fit->state, data);
-    }
-  }
+  tcamv6_fit_raise(fit->state, node);
   note_treated(node, "raised", &fit->n_raised);
   return TM_OK;
 }
@@ -277,7 +272,6 @@ void forget_compressed_nodes(tm_n_ary_node *node) {
 }
 
 void end_marks(const tm_n_ary_node *node) {
-  tcamv6_forget_pcmpr_nodes(node);
   clear_marks(tcamv6_anc_data_of(node), TCAMV6_FIT_MARKS);
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
     end_marks(child);
@@ -313,7 +307,6 @@ int32_t tcamv6_fit(tcamv6_state *state, tm_util_trie_node **cmpr_rootp) {
   tm_util_trie_free(*cmpr_rootp, 1, TM_V6_ORIG_DATA);
   *cmpr_rootp = nullptr;
   forget_compressed_nodes(root);
-  tcamv6_enter_pcmpr_nodes(state);
   fitting fit = {state, 0, 0, 0};
   int32_t result = place_all(&fit, root);
   if (result == TM_OK) {

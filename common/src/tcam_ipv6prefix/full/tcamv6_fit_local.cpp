@@ -6,12 +6,14 @@
 #include "tcamv6_code_tree.h"
 #include "tcamv6_fit_blocks.h"
 #include "tcamv6_headroom.h"
+#include "tcamv6_pcmpr_walk.h"
 #include "tcamv6_sparse.h"
 #include "tm_debug.h"
 #include "tm_key.h"
 
 namespace {
 
+constexpr uint16_t open_and_cut = TCAMV6_FIT_OPEN | TCAMV6_FIT_CUT;
 constexpr int32_t keep = 8;  // the relaxed rule leaves a far child at least this part of the spare bits
 
 int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
@@ -33,8 +35,15 @@ bool relax(int32_t lim, tcamv6_child_room *room) {
   return (lim - room->path - room->cost) * keep >= lim - room->cost;
 }
 
+// Visit the children of a node with their places in the path-compressed trie.
+template <class Visit>
+int32_t visit_children(const tcamv6_state *state, const tm_n_ary_node *node, Visit visit) {
+  const tm_util_trie_node *pcmpr_node = tcamv6_pcmpr_node_of(tm_trie_node(state->pcmpr_root), tcamv6_anc_data_of(node));
+  return tcamv6_visit_children(pcmpr_node, node, visit);
+}
+
 int32_t set_child_limit(const tcamv6_state *state, tcamv6_anc_data *data, tm_n_ary_node *child_node,
-                        tcamv6_fit_rule rule) {
+                        const tcamv6_pcmpr_place *place, tcamv6_fit_rule rule) {
   tcamv6_anc_data *child = tcamv6_anc_data_of(child_node);
   set_mark(child, TCAMV6_FIT_CUT, false);
   tcamv6_anc_set_uses_pcmpr(child, !tcamv6_anc_is_dummy(child));
@@ -42,7 +51,7 @@ int32_t set_child_limit(const tcamv6_state *state, tcamv6_anc_data *data, tm_n_a
   if (tcamv6_anc_is_dummy(child)) {
     return TM_OK;
   }
-  tcamv6_child_room room = tcamv6_measure_child(child);
+  tcamv6_child_room room = tcamv6_measure_child(child, place);
   if (room.path < 0) {
     return room.path;
   }
@@ -69,14 +78,11 @@ int32_t set_child_limits(const tcamv6_state *state, tm_n_ary_node *node, tcamv6_
   tcamv6_anc_data *data = tcamv6_anc_data_of(node);
   tcamv6_anc_set_uses_pcmpr(data, true);
   *n_cut = 0;
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    const int32_t result = set_child_limit(state, data, child, rule);
-    if (result != TM_OK) {
-      return result;
-    }
-    *n_cut += (tcamv6_anc_data_of(child)->bits & TCAMV6_FIT_CUT) != 0;
-  }
-  return TM_OK;
+  return visit_children(state, node, [&](tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
+    const int32_t result = set_child_limit(state, data, child, place, rule);
+    *n_cut += result == TM_OK && (tcamv6_anc_data_of(child)->bits & TCAMV6_FIT_CUT) != 0;
+    return result;
+  });
 }
 
 int32_t put_child_depths(const tcamv6_state *state, const tm_n_ary_node *node) {
@@ -154,19 +160,20 @@ int32_t useful_bits(const tcamv6_child_room *room, int32_t bits) {
 void describe_blocks(const tcamv6_state *state, const tm_n_ary_node *node, tcamv6_fit_block *blocks, uint32_t n) {
   const int32_t lim = tcamv6_anc_lim(tcamv6_anc_data_of(node));
   const tm_util_trie_node *next = nullptr;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
+  visit_children(state, node, [&](const tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
     const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
     if (tcamv6_anc_is_dummy(data)) {
-      continue;
+      return TM_OK;
     }
     const tm_util_trie_node *orig = tm_trie_node(data->orig);
-    const tcamv6_child_room room = tcamv6_measure_child(data);
+    const tcamv6_child_room room = tcamv6_measure_child(data, place);
     const int32_t want = has_full_length(state, data) ? 0 : useful_bits(&room, lim - 1);
     const int32_t common =
         next == nullptr ? 0 : tm_key_common_bits(orig->key, next->key, smaller(orig->len, next->len));
     blocks[--n] = {data->cost, static_cast<uint8_t>(want), static_cast<uint8_t>(common), 0, 0};
     next = orig;
-  }
+    return TM_OK;
+  });
 }
 
 struct block_place {
@@ -237,6 +244,17 @@ int32_t hang_children(const tcamv6_state *state, const tm_n_ary_node *node, cons
   return TM_OK;
 }
 
+// Move a child up its own chain, which nothing else uses. Above it a few levels stay free for prefixes beside it.
+void raise(const tcamv6_state *state, tcamv6_anc_data *child, const tcamv6_pcmpr_place *place) {
+  const tcamv6_child_room room = tcamv6_measure_child(child, place);
+  tm_util_trie_node *node = tcamv6_cmpr_node(child);
+  const int32_t bits = static_cast<int32_t>(state->max_cmpr_len) - node->len - 1;
+  const int32_t lim = useful_bits(&room, bits) - smaller(tcamv6_fit_company, (bits - room.cost) / 2);
+  tcamv6_anc_set_lim(child, larger(tcamv6_anc_lim(child), lim));
+  tcamv6_cmpr_data_of(node)->max_depth =
+      static_cast<int8_t>(static_cast<int32_t>(state->max_cmpr_len) - tcamv6_anc_lim(child));
+}
+
 void forget_nodes_below(const tm_n_ary_node *node) {
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
     tcamv6_anc_data_of(child)->cmpr_node = TM_CHUNK_IDX_NULL;
@@ -287,12 +305,12 @@ void tcamv6_fit_release_below(tm_n_ary_node *node) {
   forget_nodes_below(node);
 }
 
-void tcamv6_fit_raise(const tcamv6_state *state, tcamv6_anc_data *child) {
-  const tcamv6_child_room room = tcamv6_measure_child(child);
-  tm_util_trie_node *node = tcamv6_cmpr_node(child);
-  const int32_t bits = static_cast<int32_t>(state->max_cmpr_len) - node->len - 1;
-  const int32_t lim = useful_bits(&room, bits) - smaller(tcamv6_fit_company, (bits - room.cost) / 2);
-  tcamv6_anc_set_lim(child, larger(tcamv6_anc_lim(child), lim));
-  tcamv6_cmpr_data_of(node)->max_depth =
-      static_cast<int8_t>(static_cast<int32_t>(state->max_cmpr_len) - tcamv6_anc_lim(child));
+void tcamv6_fit_raise(const tcamv6_state *state, const tm_n_ary_node *node) {
+  visit_children(state, node, [&](const tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
+    tcamv6_anc_data *data = tcamv6_anc_data_of(child);
+    if ((data->bits & open_and_cut) == open_and_cut) {
+      raise(state, data, place);
+    }
+    return TM_OK;
+  });
 }

@@ -32,7 +32,7 @@ int32_t tcamv6_fit_local_blocks(tcamv6_state *state, tm_n_ary_node *node);
 // Release all compressed nodes below a node's own.
 void tcamv6_fit_release_below(tm_n_ary_node *node);
 
-// Move a cut child down its own chain, so that it gets more room; no other code changes.
-void tcamv6_fit_raise(const tcamv6_state *state, tcamv6_anc_data *child);
+// Move the open cut children of a node up their own chains, so that they get more room; no other code changes.
+void tcamv6_fit_raise(const tcamv6_state *state, const tm_n_ary_node *node);
 
 #endif

@@ -52,14 +52,15 @@ uint32_t path_and_branch(const child_room *room) {
   return static_cast<uint32_t>(room->path) + static_cast<uint32_t>(int32_t{room->longest});
 }
 
-int32_t measure_child(const tcamv6_anc_data *root, const tcamv6_anc_data *child, child_room *room) {
+int32_t measure_child(const tcamv6_anc_data *root, const tcamv6_anc_data *child, const tcamv6_pcmpr_place *place,
+                      child_room *room) {
   if (child->orig == TM_CHUNK_IDX_NULL) {
     zel_fatal("\n%s child_anc NULL", walk);
   }
   if (root->orig == TM_CHUNK_IDX_NULL) {
     zel_fatal("\n%s root_anc NULL", walk);
   }
-  *room = tcamv6_measure_child(child);
+  *room = tcamv6_measure_child(child, place);
   TM_LOG(info, "%s: Path to child %d", walk, room->path);
   if (room->path < 0) {
     TM_LOG(error, "%s: pcmpr_len() failed %d", walk, room->path);
@@ -100,11 +101,19 @@ void check_paths(tcamv6_anc_data *root, int32_t lim, const child_room *room) {
   }
 }
 
-int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_anc_data *root, int32_t limit);
+// An ancestor-tree node and its node in the path-compressed trie, null where it has none.
+struct tree_place {
+  tm_n_ary_node *anc_node;
+  const tm_util_trie_node *pcmpr_node;
+};
 
-int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node, tcamv6_anc_data *child) {
+int32_t set_limits(const tcamv6_state *state, const tree_place *at, tcamv6_anc_data *root, int32_t limit);
+
+int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_node *child_node,
+                  const tcamv6_pcmpr_place *place) {
+  tcamv6_anc_data *child = tcamv6_anc_data_of(child_node);
   child_room room = {};
-  const int32_t measured = measure_child(root, child, &room);
+  const int32_t measured = measure_child(root, child, place, &room);
   if (measured != TM_OK) {
     return measured;
   }
@@ -123,7 +132,8 @@ int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_nod
     return TM_EFAULT;
   }
   check_paths(root, lim, &room);
-  return set_limits(state, child_node, child, room.limit);
+  const tree_place below = {child_node, place->node};
+  return set_limits(state, &below, child, room.limit);
 }
 
 void require_data(const tcamv6_anc_data *data, const char *text) {
@@ -132,14 +142,13 @@ void require_data(const tcamv6_anc_data *data, const char *text) {
   }
 }
 
-int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_anc_data *root, int32_t limit) {
+int32_t set_limits(const tcamv6_state *state, const tree_place *at, tcamv6_anc_data *root, int32_t limit) {
+  tm_n_ary_node *anc_node = at->anc_node;
   TM_LOG(trace, "%s: Starting ancestor root %p root_data %p (cost:%d,ht:%d,lim:%d)", walk,
          static_cast<void *>(anc_node), static_cast<void *>(root), root->cost, root->ht, tcamv6_anc_lim(root));
   tcamv6_anc_set_lim(root, limit);
   tcamv6_anc_set_uses_pcmpr(root, true);
-  int32_t result = TM_OK;
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(anc_node); result == TM_OK && child != nullptr;
-       child = tcamv6_anc_next(child)) {
+  const auto set_one = [&](tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
     tcamv6_anc_data *data = tcamv6_anc_data_of(child);
     require_data(data, "child_data is NULL");
     const bool is_dummy = tcamv6_anc_is_dummy(data);
@@ -148,23 +157,23 @@ int32_t set_limits(const tcamv6_state *state, tm_n_ary_node *anc_node, tcamv6_an
            is_dummy ? "TRUE" : "FALSE", root->cost, root->ht, tcamv6_anc_lim(root), data->cost, data->ht);
     if (is_dummy) {
       set_dummy(root, data);
-    } else {
-      result = set_child(state, root, child, data);
+      return int32_t{TM_OK};
     }
-  }
+    return set_child(state, root, child, place);
+  };
+  const int32_t result = tcamv6_visit_children(at->pcmpr_node, anc_node, set_one);
   TM_LOG(trace, "%s: Complete %d", walk, result);
   return result;
 }
 
 }  // namespace
 
-tcamv6_child_room tcamv6_measure_child(const tcamv6_anc_data *child) {
-  const tm_util_trie_node *node = tcamv6_anc_pcmpr_node(child);
-  if (node == nullptr) {
+tcamv6_child_room tcamv6_measure_child(const tcamv6_anc_data *child, const tcamv6_pcmpr_place *place) {
+  if (place == nullptr) {
     return {TM_EINVAL, 0, child->cost, 0};
   }
-  const auto longest = static_cast<int8_t>(tm_ptr<tcamv6_pcmpr_data>(node->data)->longest);
-  return {node->len, longest, child->cost, 0};
+  const auto longest = static_cast<int8_t>(tm_ptr<tcamv6_pcmpr_data>(place->node->data)->longest);
+  return {place->edges, longest, child->cost, 0};
 }
 
 bool tcamv6_branch_is_far(int32_t lim, const tcamv6_child_room *room) {
@@ -197,5 +206,6 @@ int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node
   TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");
   tcamv6_anc_data *root = tcamv6_anc_data_of(anc_node);
   require_data(root, "root_data is NULL");
-  return set_limits(state, anc_node, root, limit);
+  const tree_place top = {anc_node, tcamv6_pcmpr_node_of(tm_trie_node(state->pcmpr_root), root)};
+  return set_limits(state, &top, root, limit);
 }

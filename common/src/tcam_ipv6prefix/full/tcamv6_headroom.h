@@ -4,6 +4,7 @@
 #define TCAMV6_HEADROOM_H
 
 #include "tcamv6_anc_tree.h"
+#include "tcamv6_pcmpr_walk.h"
 #include "tcamv6_state.h"
 
 // What a child of a node asks for, read from the path-compressed trie.
@@ -14,7 +15,8 @@ struct tcamv6_child_room {
   int32_t limit;   // bits that it gets
 };
 
-tcamv6_child_room tcamv6_measure_child(const tcamv6_anc_data *child);
+//   place   null when the child has no node there
+tcamv6_child_room tcamv6_measure_child(const tcamv6_anc_data *child, const tcamv6_pcmpr_place *place);
 
 // Has a node with limit `lim` too few bits for the way to a child and the longest branch below it? Or, the second one,
 // for that or for the way and the child's cost?

@@ -165,7 +165,7 @@ int32_t note_move(const stored_prefix *prefix) {
   move.length = static_cast<uint8_t>(prefix->node->len);
   move.old_length = from.length;
   move.new_length = to.length;
-  move.reference = tcamv6_anc_handle(before);
+  move.reference = before->handle;
   return tcamv6_moves_add(&move);
 }
 
@@ -198,7 +198,7 @@ void keep_new(recompression *run) {
   for (uint32_t i = 0; i < run->count; ++i) {
     const stored_prefix *prefix = &run->prefixes[i];
     tcamv6_anc_data *data = anc_data_behind(prefix->node->data);
-    tcamv6_anc_set_handle(data, tcamv6_anc_handle(anc_data_behind(prefix->data)));
+    data->handle = anc_data_behind(prefix->data)->handle;
   }
   for (uint32_t i = 0; i < run->count; ++i) {
     tm_chunk_free(TM_V6_ORIG_DATA, tm_ptr<void>(run->prefixes[i].data));

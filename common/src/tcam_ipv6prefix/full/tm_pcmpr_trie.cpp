@@ -18,10 +18,6 @@
 
 namespace {
 
-// What the nodes' key fields hold: nothing, or the way down to the node, its edges' directions from the nearest node
-// above that holds a prefix, which the full compression grafts without looking for it.
-enum class keys { stay_zero, tell_ways };
-
 // Which child side of a prefix node keeps room for one edge more.
 enum extend_side { EXTEND_NONE = 0, EXTEND_CHILD_0 = 1, EXTEND_CHILD_1 = 2 };
 
@@ -54,24 +50,10 @@ extend_side extend_side_of(const tm_util_trie_node *node) {
   return EXTEND_CHILD_0;
 }
 
-// Write the way to a child down: it begins anew below each prefix node.
-void extend_way(const tm_util_trie_node *cmpr_node, uint32_t bit, keys wanted, tm_util_trie_node *cmpr_child) {
-  if (wanted == keys::stay_zero) {
-    return;
-  }
-  if (cmpr_node->tag == 0) {
-    memcpy(cmpr_child->key, cmpr_node->key, sizeof cmpr_child->key);
-    cmpr_child->len = cmpr_node->len;
-  }
-  tm_key_put_bit(cmpr_child->key, cmpr_child->len, bit != 0);
-  ++cmpr_child->len;
-}
-
-int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge, uint8_t *edge_len, bool extend,
-                  keys wanted);
+int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge, uint8_t *edge_len, bool extend);
 
 // Fold both child sides of a trie node below its path-compressed node.
-int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_node, extend_side side, keys wanted) {
+int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_node, extend_side side) {
   for (uint32_t bit = 0; bit < 2; ++bit) {
     tm_util_trie_node *child = tm_trie_child(node, bit);
     if (child == nullptr) {
@@ -83,12 +65,11 @@ int32_t fold_children(const tm_util_trie_node *node, tm_util_trie_node *cmpr_nod
       return result;
     }
     (bit != 0 ? cmpr_node->right : cmpr_node->left) = tm_idx(cmpr_child);
-    extend_way(cmpr_node, bit, wanted, cmpr_child);
     tcamv6_pcmpr_data *edges = edges_of(cmpr_node);
     tm_key_put_bit(edge_bits(edges, bit), 0, bit != 0);
     *edge_len(edges, bit) = 1;
     result = fold_edge(child, cmpr_child, edge_bits(edges, bit), edge_len(edges, bit),
-                       side == (bit != 0 ? EXTEND_CHILD_1 : EXTEND_CHILD_0), wanted);
+                       side == (bit != 0 ? EXTEND_CHILD_1 : EXTEND_CHILD_0));
     if (result != TM_OK) {
       return result;
     }
@@ -101,14 +82,13 @@ void set_longest(tm_util_trie_node *cmpr_node) {
 }
 
 // Make a node an extension node. Returns its new child, null when none can be made.
-tm_util_trie_node *add_extension(tm_util_trie_node *cmpr_node, keys wanted) {
+tm_util_trie_node *add_extension(tm_util_trie_node *cmpr_node) {
   tm_util_trie_node *below;
   if (tm_util_trie_pcmpr_node_new(&below) != TM_OK) {
     return nullptr;
   }
   tcamv6_pcmpr_data *edges = edges_of(cmpr_node);
   cmpr_node->left = tm_idx(below);
-  extend_way(cmpr_node, 0, wanted, below);
   tm_key_put_bit(edges->path0, 0, false);
   edges->len0 = 1;
   edges->extension = 1;
@@ -116,8 +96,8 @@ tm_util_trie_node *add_extension(tm_util_trie_node *cmpr_node, keys wanted) {
   return below;
 }
 
-int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge, uint8_t *edge_len, bool extend,
-                  keys wanted) {
+int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge, uint8_t *edge_len,
+                  bool extend) {
   if (cmpr_node == nullptr || edge == nullptr || edge_len == nullptr) {
     return TM_EINVAL;
   }
@@ -140,13 +120,13 @@ int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t
     --*edge_len;
     node = before;
   } else if (extend && tm_util_trie_pcmpr_is_branch(node)) {
-    place = add_extension(cmpr_node, wanted);
+    place = add_extension(cmpr_node);
     if (place == nullptr) {
       return TM_ENOMEM;
     }
   }
   place->tag = node->tag;
-  const int32_t result = fold_children(node, place, extend_side_of(node), wanted);
+  const int32_t result = fold_children(node, place, extend_side_of(node));
   if (result != TM_OK) {
     return result;
   }
@@ -155,28 +135,6 @@ int32_t fold_edge(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t
     set_longest(cmpr_node);
   }
   return TM_OK;
-}
-
-int32_t fold_trie(tm_util_trie_node *trie_root, keys wanted, tm_util_trie_node **output) {
-  if (output == nullptr) {
-    return TM_EINVAL;
-  }
-  *output = nullptr;
-  if (trie_root == nullptr) {
-    return TM_OK;
-  }
-  tm_util_trie_node *cmpr_root;
-  int32_t result = tm_util_trie_pcmpr_node_new(&cmpr_root);
-  if (result != TM_OK) {
-    return result;
-  }
-  *output = cmpr_root;
-  cmpr_root->tag = trie_root->tag;
-  result = fold_children(trie_root, cmpr_root, extend_side_of_root(trie_root), wanted);
-  if (result == TM_OK) {
-    set_longest(cmpr_root);
-  }
-  return result;
 }
 
 bool is_prefix_of(const uint8_t *key_a, int32_t len_a, const uint8_t *key_b, int32_t len_b) {
@@ -215,16 +173,30 @@ bool tm_util_trie_pcmpr_is_branch(const tm_util_trie_node *node) {
 }
 
 int32_t tm_util_trie_pcmpr_gen(tm_util_trie_node *trie_root, tm_util_trie_node **output) {
-  return fold_trie(trie_root, keys::stay_zero, output);
-}
-
-int32_t tm_trie_pcmpr_gen_ways(tm_util_trie_node *trie_root, tm_util_trie_node **output) {
-  return fold_trie(trie_root, keys::tell_ways, output);
+  if (output == nullptr) {
+    return TM_EINVAL;
+  }
+  *output = nullptr;
+  if (trie_root == nullptr) {
+    return TM_OK;
+  }
+  tm_util_trie_node *cmpr_root;
+  int32_t result = tm_util_trie_pcmpr_node_new(&cmpr_root);
+  if (result != TM_OK) {
+    return result;
+  }
+  *output = cmpr_root;
+  cmpr_root->tag = trie_root->tag;
+  result = fold_children(trie_root, cmpr_root, extend_side_of_root(trie_root));
+  if (result == TM_OK) {
+    set_longest(cmpr_root);
+  }
+  return result;
 }
 
 int32_t tm_util_trie_pcmpr_gen_internal(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge,
                                         uint8_t *edge_len, int32_t extend) {
-  return fold_edge(node, cmpr_node, edge, edge_len, extend != 0, keys::stay_zero);
+  return fold_edge(node, cmpr_node, edge, edge_len, extend != 0);
 }
 
 int32_t tm_util_calculate_longest_pathlen(const tm_util_trie_node *node) {

@@ -5,10 +5,6 @@
 
 #include "tm_pcmpr_trie.h"
 
-// tm_util_trie_pcmpr_gen, but key and len of each node are the directions and the number of the edges down from the
-// nearest node above that holds a prefix, or from the root.
-int32_t tm_trie_pcmpr_gen_ways(tm_util_trie_node *trie_root, tm_util_trie_node **output);
-
 // Make a node with its data: no children, tag 0, lengths 0.
 // Returns 0, -22 (output null) or -12 (nothing is kept).
 int32_t tm_util_trie_pcmpr_node_new(tm_util_trie_node **output);

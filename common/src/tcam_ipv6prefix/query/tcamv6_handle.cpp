@@ -31,7 +31,7 @@ int32_t tcamv6_prefix_handle_attach(tcamv6_state *state, const tcamv6_prefix *pr
     tcamv6_anc_data *data = nullptr;
     result = find_data(state, prefix, function, &data);
     if (result == TM_OK) {
-      tcamv6_anc_set_handle(data, app_handle);
+      data->handle = app_handle;
       tcamv6_read_index_set_handle(state, prefix->address, prefix->length, app_handle);
     }
   }
@@ -50,7 +50,7 @@ int32_t tcamv6_prefix_handle_query(tcamv6_state *state, const tcamv6_prefix *pre
     tcamv6_anc_data *data = nullptr;
     result = find_data(state, prefix, function, &data);
     if (result == TM_OK) {
-      *handle_p = tcamv6_anc_handle(data);
+      *handle_p = data->handle;
     }
   }
   TM_LOG(trace, "%s: Complete %d", function, result);

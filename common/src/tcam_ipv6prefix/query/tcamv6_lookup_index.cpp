@@ -30,7 +30,7 @@ int32_t tcamv6_gather_answer(const tm_util_trie_node *node, tcamv6_read_answer *
   memcpy(answer->code, code.key, sizeof answer->code);
   answer->code_length = code.length;
   answer->own_node = static_cast<uint16_t>(code.own_node);
-  answer->handle = tcamv6_anc_handle(data);
+  answer->handle = data->handle;
   answer->node_aux = static_cast<uint16_t>(code.node_aux);
   return TM_OK;
 }

@@ -7,8 +7,9 @@
 //
 // Everything about a prefix is found along one chain of handles:
 //   trie node -> tcamv6_orig_data -> tm_n_ary_node -> tcamv6_anc_data -> compressed node
-// This file has the only functions that walk it. The interface fixes the offsets of the 48 bytes of tcamv6_anc_data
-// and where the host's handle is in them; what had to go into the words between is behind functions.
+// This file has the only functions that walk it. The interface fixes the 48 bytes of tcamv6_anc_data and the offsets
+// of what hosts may read in them. The words that it leaves free lie apart, so that the link to the sibling before is
+// kept in two of them.
 #ifndef TCAMV6_ANC_TREE_H
 #define TCAMV6_ANC_TREE_H
 
@@ -19,20 +20,21 @@
 
 struct tcamv6_anc_data {
   uint32_t tag_word;       // bits 12-31: the tag of the prefix; bits 0-11 are kept
-  uint32_t before_low;     // the sibling before it: read and written by tcamv6_siblings.cpp alone
+  uint32_t previous_low;   // with previous_high the sibling before it: tcamv6_siblings.cpp alone reads and writes it
   tm_chunk_idx dummy;      // the dummy child's node, none when there is none
-  uint64_t aux;            // see tcamv6_anc_handle, tcamv6_anc_pcmpr_node and tcamv6_sibling_order below
+  uint32_t handle;         // the host's, 0 until it attaches one
+  int32_t sibling_order;   // place among its siblings (tcamv6_siblings.h)
   tm_chunk_idx orig;       // node of the trie of uncompressed prefixes; none for a dummy
   tm_chunk_idx cmpr_node;  // node of the compressed trie
   uint8_t cost;            // code bits that the subtree needs
   uint8_t ht;              // height in prefixes
   uint16_t bits;           // TCAMV6_ANC_*
-  uint32_t before_high;
+  uint32_t previous_high;
 };
 
 TM_ASSERT_SIZE(tcamv6_anc_data, 48);
 TM_ASSERT_OFFSET(tcamv6_anc_data, dummy, 8);
-TM_ASSERT_OFFSET(tcamv6_anc_data, aux, 16);
+TM_ASSERT_OFFSET(tcamv6_anc_data, handle, 16);
 TM_ASSERT_OFFSET(tcamv6_anc_data, orig, 24);
 TM_ASSERT_OFFSET(tcamv6_anc_data, cmpr_node, 32);
 TM_ASSERT_OFFSET(tcamv6_anc_data, cost, 40);
@@ -76,18 +78,6 @@ inline tcamv6_anc_data *tcamv6_data_of_stored(const tm_util_trie_node *trie_node
 
 // Make orig data lead to a node of the ancestor tree.
 inline void tcamv6_lead_to(tcamv6_orig_data *orig, const tm_n_ary_node *node) { orig->anc_node_idx = tm_idx(node); }
-
-// `aux` holds two things, one after the other. While a table is compressed in full, the prefix's node in the
-// path-compressed trie; from the final pass on, the host's handle (low half) and the sibling number
-// (tcamv6_siblings.h).
-inline const tm_util_trie_node *tcamv6_anc_pcmpr_node(const tcamv6_anc_data *data) { return tm_trie_node(data->aux); }
-inline void tcamv6_anc_set_pcmpr_node(tcamv6_anc_data *data, const tm_util_trie_node *node) {
-  data->aux = tm_idx(node);
-}
-inline uint32_t tcamv6_anc_handle(const tcamv6_anc_data *data) { return static_cast<uint32_t>(data->aux); }
-inline void tcamv6_anc_set_handle(tcamv6_anc_data *data, uint32_t handle) {
-  data->aux = (data->aux & ~uint64_t{UINT32_MAX}) | handle;
-}
 
 inline void tcamv6_anc_set_tag(tcamv6_anc_data *data, uint32_t tag) {
   data->tag_word = tm_prefix_with_tag(data->tag_word, tag);

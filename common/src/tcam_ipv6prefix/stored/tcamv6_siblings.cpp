@@ -5,28 +5,26 @@
 
 namespace {
 
-constexpr uint64_t low_word = 0xFFFFFFFFu;
-
-// The handle of the sibling before is kept in the two words of the data that are free.
-tm_n_ary_node *before(const tcamv6_anc_data *data) {
-  return tcamv6_anc_node(static_cast<uint64_t>(data->before_high) << 32 | data->before_low);
+// These two alone know that the link to the sibling before is in two words.
+tm_n_ary_node *previous(const tcamv6_anc_data *data) {
+  return tcamv6_anc_node(tm_chunk_idx{data->previous_high} << 32 | data->previous_low);
 }
 
-void set_before(tcamv6_anc_data *data, const tm_n_ary_node *sibling) {
+void set_previous(tcamv6_anc_data *data, const tm_n_ary_node *sibling) {
   const tm_chunk_idx idx = tm_idx(sibling);
-  tm_edit(&data->before_low, idx & low_word);
-  tm_edit(&data->before_high, idx >> 32);
+  tm_edit(&data->previous_low, idx & UINT32_MAX);
+  tm_edit(&data->previous_high, idx >> 32);
 }
 
 tm_n_ary_node *last_child(const tm_n_ary_node *parent) {
   const tm_n_ary_node *first = tcamv6_anc_first_child(parent);
-  return first == nullptr ? nullptr : before(tcamv6_anc_data_of(first));
+  return first == nullptr ? nullptr : previous(tcamv6_anc_data_of(first));
 }
 
 int32_t order_below(int32_t order) { return order == INT32_MIN ? order : order - 1; }
 int32_t order_above(int32_t order) { return order == INT32_MAX ? order : order + 1; }
 
-int32_t order_of(const tm_n_ary_node *node) { return tcamv6_sibling_order(tcamv6_anc_data_of(node)); }
+int32_t order_of(const tm_n_ary_node *node) { return tcamv6_anc_data_of(node)->sibling_order; }
 
 size_t count_children(const tm_n_ary_node *parent) {
   size_t n = 0;
@@ -38,29 +36,24 @@ size_t count_children(const tm_n_ary_node *parent) {
 
 void number_from(tm_n_ary_node *first, int32_t order) {
   for (tm_n_ary_node *child = first; child != nullptr; child = tcamv6_anc_next(child)) {
-    tcamv6_set_sibling_order(tcamv6_anc_data_of(child), order);
+    tm_edit(&tcamv6_anc_data_of(child)->sibling_order, order);
     order = order_above(order);
   }
 }
 
 }  // namespace
 
-void tcamv6_set_sibling_order(tcamv6_anc_data *data, int32_t order) {
-  const uint64_t place = static_cast<uint32_t>(order);
-  tm_edit(&data->aux, place * (low_word + 1) | (data->aux & low_word));
-}
-
 void tcamv6_push_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(child);
   tm_n_ary_node *first = tcamv6_anc_first_child(parent);
   if (first == nullptr) {
-    set_before(data, child);
-    tcamv6_set_sibling_order(data, 0);
+    set_previous(data, child);
+    tm_edit(&data->sibling_order, 0);
   } else {
     tcamv6_anc_data *first_data = tcamv6_anc_data_of(first);
-    set_before(data, before(first_data));
-    set_before(first_data, child);
-    tcamv6_set_sibling_order(data, order_below(tcamv6_sibling_order(first_data)));
+    set_previous(data, previous(first_data));
+    set_previous(first_data, child);
+    tm_edit(&data->sibling_order, order_below(first_data->sibling_order));
   }
   tm_edit(&child->sibling, parent->child);
   tm_edit(&parent->child, tm_idx(child));
@@ -73,9 +66,9 @@ void tcamv6_append_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
     return;
   }
   tcamv6_anc_data *data = tcamv6_anc_data_of(child);
-  set_before(data, last);
-  tcamv6_set_sibling_order(data, order_above(order_of(last)));
-  set_before(tcamv6_anc_data_of(tcamv6_anc_first_child(parent)), child);
+  set_previous(data, last);
+  tm_edit(&data->sibling_order, order_above(order_of(last)));
+  set_previous(tcamv6_anc_data_of(tcamv6_anc_first_child(parent)), child);
   tm_edit(&child->sibling, TM_CHUNK_IDX_NULL);
   tm_edit(&last->sibling, tm_idx(child));
 }
@@ -84,17 +77,17 @@ int32_t tcamv6_unlink_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
   if (parent->child == TM_CHUNK_IDX_NULL) {
     return TM_EINVAL;
   }
-  tm_n_ary_node *previous = before(tcamv6_anc_data_of(child));
+  tm_n_ary_node *before = previous(tcamv6_anc_data_of(child));
   tm_n_ary_node *next = tcamv6_anc_next(child);
   const bool is_first = parent->child == tm_idx(child);
-  if (!is_first && (previous == nullptr || previous->sibling != tm_idx(child))) {
+  if (!is_first && (before == nullptr || before->sibling != tm_idx(child))) {
     return TM_ENOENT;
   }
   tm_n_ary_node *follower = next != nullptr ? next : tcamv6_anc_first_child(parent);
   if (follower != child) {
-    set_before(tcamv6_anc_data_of(follower), previous);
+    set_previous(tcamv6_anc_data_of(follower), before);
   }
-  tm_edit(is_first ? &parent->child : &previous->sibling, tm_idx(next));
+  tm_edit(is_first ? &parent->child : &before->sibling, tm_idx(next));
   return TM_OK;
 }
 
@@ -114,8 +107,8 @@ void tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source) {
     if (order_of(first) <= order_of(last)) {
       number_from(first, order_above(order_of(last)));
     }
-    set_before(tcamv6_anc_data_of(first), last);
-    set_before(tcamv6_anc_data_of(tcamv6_anc_first_child(destination)), source_last);
+    set_previous(tcamv6_anc_data_of(first), last);
+    set_previous(tcamv6_anc_data_of(tcamv6_anc_first_child(destination)), source_last);
   }
   tm_edit(last != nullptr ? &last->sibling : &destination->child, source->child);
   tm_edit(&source->child, TM_CHUNK_IDX_NULL);

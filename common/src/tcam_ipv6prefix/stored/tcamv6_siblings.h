@@ -2,16 +2,14 @@
 // tcamv6_siblings.h - the children of an ancestor-tree node: a chain that is linked both ways.
 //
 // The order of a chain shows in results, so it never changes but by these functions. A child's data keeps the handle of
-// the sibling before it, the last one's for the first child, and a number that grows along the chain: children that are
-// found by other ways than the chain are put in its order by it. A node is linked and unlinked at the same cost
-// wherever it stands, which counts under a default prefix with tens of thousands of children.
+// the sibling before it, the last one's for the first child, and `sibling_order`, a number that grows along the chain:
+// children that are found by other ways than the chain are put in its order by it. Numbers that have met a limit of
+// their type repeat; otherwise they grow strictly. A node is linked and unlinked at the same cost wherever it stands,
+// which counts under a default prefix with tens of thousands of children.
 #ifndef TCAMV6_SIBLINGS_H
 #define TCAMV6_SIBLINGS_H
 
 #include "tcamv6_anc_tree.h"
-
-// Place of a child in its chain. Numbers that have met a limit of their type repeat; otherwise they grow strictly.
-inline int32_t tcamv6_sibling_order(const tcamv6_anc_data *data) { return static_cast<int32_t>(data->aux >> 32); }
 
 // Put a new child before all others of its parent.
 void tcamv6_push_child(tm_n_ary_node *parent, tm_n_ary_node *child);
@@ -28,8 +26,5 @@ int32_t tcamv6_reserve_moving(const tm_n_ary_node *source);
 // Move all children of the source behind those of the destination. Costs a write for each unless their numbers happen
 // to follow: see tcamv6_reserve_moving.
 void tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source);
-
-// Number a chain anew: child by child, from the first on.
-void tcamv6_set_sibling_order(tcamv6_anc_data *data, int32_t order);
 
 #endif
