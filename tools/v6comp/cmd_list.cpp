@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "output_file.h"
-#include "output_format.h"
-#include "prefix_text.h"
+#include "row_writer.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -18,16 +16,16 @@ struct list_options {
 };
 
 exit_code run_list(const list_options &options) {
-  check_output_file(options.output.file, {options.input.table});
+  check_output(options.output, "list", {options.input.table});
   prefix_table table = read_any_table(options.input);
   std::sort(table.rows.begin(), table.rows.end(),
             [](const table_row &a, const table_row &b) { return a.prefix < b.prefix; });
-  record_writer writer(*options.output.format, {{"prefix", 43}, {"weight", 0}});
+  row_writer writer(options.output, "list");
   for (const table_row &row : table.rows) {
-    const cell cells[] = {format_prefix(row.prefix), uint64_t{row.weight}};
+    const cell cells[] = {row.prefix, uint64_t{row.weight}};
     writer.row(cells);
   }
-  write_output(options.output, writer.finish());
+  writer.finish();
   return exit_good;
 }
 
@@ -37,7 +35,7 @@ void add_list_command(command_line &line) {
   const auto options = std::make_shared<list_options>();
   command_options command(line, "list", [options] { return run_list(*options); });
   add_input_options(command, options->input);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -73,6 +73,12 @@ void add_output_options(command_options &command, output_options &options) {
   add_output_file(command, options);
 }
 
+void add_row_options(command_options &command, output_options &options) {
+  add_output_options(command, options);
+  command.text("--fields", options.fields);
+  command.text("--sort", options.sort);
+}
+
 build_rules library_rules(const common_options &options) {
   build_rules rules = rules_of(options);
   if (!options.room) {

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "command_line.h"
-#include "output_format.h"
+#include "row_writer.h"
 #include "table_reader.h"
 #include "tool_failure.h"
 
@@ -33,11 +33,6 @@ struct common_options : input_options {
   std::optional<uint32_t> debug_level;  // of the library
 };
 
-struct output_options {
-  const output_format *format = &text_format();
-  std::string file;  // "" = standard output
-};
-
 // Each announces its command.
 void add_list_command(command_line &line);
 void add_compress_command(command_line &line);
@@ -54,6 +49,9 @@ void add_input_options(command_options &command, input_options &options);
 void add_common_options(command_options &command, common_options &options);
 void add_output_file(command_options &command, output_options &options);
 void add_output_options(command_options &command, output_options &options);
+
+// These, and the set `rows`, for commands that print rows alone.
+void add_row_options(command_options &command, output_options &options);
 
 // The rules of the options for a table that goes into the library: in compatible mode in one request.
 build_rules library_rules(const common_options &options);

@@ -44,7 +44,7 @@ constexpr command_row tool = {
 constexpr command_row commands[] = {
     {.name = "list",
      .purpose = "Print the prefixes of a table in any format, each once",
-     .sets = "table input output general",
+     .sets = "table input rows output general",
      .description = "Rows are ordered by address, then by length.\n\n"
                     "Any format may be packed with gzip, bzip2, xz or zstd. Routes of other families than IPv6 unicast "
                     "are left out, and a destination with several routes counts once. In lists, rows, CSV and JSON a "
@@ -143,8 +143,8 @@ constexpr command_row commands[] = {
 };
 
 constexpr option_set sets[] = {
-    {"table", "Table"},     {"input", "Input"},   {"live", "Batches"},
-    {"library", "Library"}, {"output", "Output"}, {"general", "General"},
+    {"table", "Table"}, {"input", "Input"},   {"live", "Batches"},    {"library", "Library"},
+    {"rows", "Rows"},   {"output", "Output"}, {"general", "General"},
 };
 
 constexpr option_row options[] = {
@@ -291,6 +291,20 @@ constexpr option_row options[] = {
      .value = "FILE",
      .kind = file,
      .help = "write to FILE, - for standard output; it appears when all of it is written"},
+
+    // ---- rows
+    {.of = "@rows",
+     .names = "--fields",
+     .value = "NAMES",
+     .kind = fields,
+     .help =
+         "which fields are printed, and in which order: names with commas between; if not given, all, in text those "
+         "that people ask for"},
+    {.of = "@rows",
+     .names = "--sort",
+     .value = "NAMES",
+     .kind = fields,
+     .help = "order rows by these fields, the first one first; NAME:down begins with the largest"},
 
     // ---- everywhere
     {.of = "@general", .names = "-q,--quiet", .help = "no warnings, no progress"},

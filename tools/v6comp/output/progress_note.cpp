@@ -63,7 +63,12 @@ progress_note::~progress_note() {
     return;
   }
   set_timer(0);
-  if (seconds > 0) {
+  wipe_progress();
+  current_work = nullptr;
+}
+
+void wipe_progress() {
+  if (current_work != nullptr && seconds > 0) {
     put("\r\x1b[K");
   }
 }

@@ -21,6 +21,9 @@ class progress_note {
   bool active_;
 };
 
+// Take the line away for a moment, for something else to be printed where it stood; it comes back by itself.
+void wipe_progress();
+
 // The same for work in steps: it shows which one is being done.
 class counted_note {
  public:

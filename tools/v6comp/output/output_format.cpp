@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "json_summary.h"
+#include "prefix_text.h"
 
 namespace v6tool {
 
@@ -18,6 +19,7 @@ struct text_cell {
   std::string operator()(bool value) const { return value ? "yes" : "no"; }
   std::string operator()(uint64_t value) const { return std::to_string(value); }
   std::string operator()(const std::string &value) const { return value; }
+  std::string operator()(const ip_prefix &value) const { return format_prefix(value); }
 };
 
 struct json_cell {
@@ -25,6 +27,7 @@ struct json_cell {
   std::string operator()(bool value) const { return value ? "true" : "false"; }
   std::string operator()(uint64_t value) const { return std::to_string(value); }
   std::string operator()(const std::string &value) const { return json_text(value); }
+  std::string operator()(const ip_prefix &value) const { return '"' + format_prefix(value) + '"'; }
 };
 
 struct csv_cell {
@@ -32,6 +35,7 @@ struct csv_cell {
   std::string operator()(bool value) const { return value ? "true" : "false"; }
   std::string operator()(uint64_t value) const { return std::to_string(value); }
   std::string operator()(const std::string &value) const { return csv_text(value); }
+  std::string operator()(const ip_prefix &value) const { return format_prefix(value); }
 };
 
 void nothing_at_the_beginning(std::string & /*out*/, std::span<const column> /*columns*/) {}
@@ -99,6 +103,8 @@ const output_format *find_format(const std::string &name) {
   return found == std::end(formats) ? nullptr : found;
 }
 
+std::string text_of(const cell &value) { return std::visit(text_cell{}, value); }
+
 const output_format &text_format() { return formats[0]; }
 
 std::string format_names() {
@@ -128,6 +134,13 @@ std::string text_heading(std::span<const column> headed, const output_format &fo
     text_row(out, headed, names, true);
   }
   return out;
+}
+
+std::string coloured(const std::string &text, colour how) {
+  if (how == colour::none || !text.ends_with('\n')) {
+    return text;
+  }
+  return "\x1b[1m" + text.substr(0, text.size() - 1) + "\x1b[0m\n";
 }
 
 std::string csv_text(const std::string &text) {

@@ -11,15 +11,16 @@
 #include <variant>
 #include <vector>
 
+#include "prefix_value.h"
+#include "row_table.h"
+
 namespace v6tool {
 
 // monostate: no value (`-` in text, null in JSON, empty in CSV).
-using cell = std::variant<std::monostate, bool, uint64_t, std::string>;
+// A prefix is written like its text, and sorts like a prefix.
+using cell = std::variant<std::monostate, bool, uint64_t, std::string, ip_prefix>;
 
-struct column {
-  const char *name;
-  int text_width;  // padding in text; 0 = not shown in text, programs get it
-};
+std::string text_of(const cell &value);
 
 // How one format writes the beginning, a row and the end.
 struct output_format {
@@ -37,6 +38,10 @@ std::string format_names();  // "text|json|ndjson|csv"
 // their own way to say them.
 std::vector<column> headed_columns(std::span<const column> columns);
 std::string text_heading(std::span<const column> headed, const output_format &format);
+
+// What a terminal may be told besides the text. Colour none: the text itself.
+enum class colour : uint8_t { none, heading };
+std::string coloured(const std::string &text, colour how);
 
 // A string as a CSV field.
 std::string csv_text(const std::string &text);

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "row_table.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace v6tool {
+
+namespace {
+
+using enum field_kind;
+
+constexpr column list_columns[] = {
+    {"prefix", 43, prefix, "the prefix"},
+    {"weight", 0, count, "references to it, 1 where the table says nothing"},
+};
+
+constexpr column compress_columns[] = {
+    {"prefix", 43, prefix, "the prefix"},
+    {"weight", 0, count, "references to it"},
+    {"compressed_prefix", 21, code, "what it became"},
+    {"compressed_length_bits", 0, count, "length of the compressed prefix"},
+    {"compressed_address", 18, address, "the key of a packet for this prefix and for none inside it"},
+};
+
+constexpr column dump_columns[] = {
+    {"prefix", 43, prefix, "the prefix, ::/0 included"},
+    {"compressed_prefix", 21, code, "what it became"},
+    {"compressed_length_bits", 0, count, "length of the compressed prefix"},
+    {"compressed_address", 18, address, "the key of a packet for this prefix and for none inside it"},
+};
+
+constexpr column lookup_columns[] = {
+    {"query", 39, text, "the question"},
+    {"found", 0, yes_no, "does a prefix of the table answer it?"},
+    {"match", 43, prefix, "the prefix of the table that answers", true},
+    {"compressed_prefix", 21, code, "what that became", true},
+    {"compressed_length_bits", 0, count, "length of the compressed prefix", true},
+    {"compressed_address", 18, address, "the compressed address of the question", true},
+    {"stored_match", 0, prefix, "the longest stored prefix that covers it, anchors and ::/0 among them", true},
+    {"stored_kind", 7, choice, "what that is", true, "table|anchor|default"},
+};
+
+constexpr column update_columns[] = {
+    {"batch", 6, count, "number of the batch, from 1"},
+    {"adds", 6, count, "additions in it"},
+    {"deletes", 7, count, "deletes in it"},
+    {"present", 7, count, "additions of prefixes that are there already"},
+    {"absent", 6, count, "deletes of prefixes that are not there"},
+    {"changed", 7, count, "prefixes there before and after whose compressed prefix or address is another"},
+    {"result", 12, choice, "what came of it", false, "accepted|split|recompressed|refused"},
+    {"requests", 8, count, "requests sent to the library"},
+    {"table_prefixes", 8, count, "prefixes in the table afterwards"},
+    {"time_us", 9, count, "microseconds in the library"},
+    {"right", 5, yes_no, "did the check find the table right? Empty: not checked", true},
+    {"moved", 5, count, "prefixes moved out of the way"},
+    {"refusals", 0, count, "requests that were refused"},
+    {"refused_changes", 0, count, "changes left out"},
+    {"kind", 0, text, "kind of the last refusal", true},
+    {"reason", 40, text, "the refusal in words", true},
+    {"violation", 0, text, "the counterexample of the check", true},
+    {"held", 0, count, "deletes of less than a prefix's weight, which leave it in the table"},
+};
+
+constexpr column update_refusal_columns[] = {
+    {"batch", 6, count, "number of the batch, from 1"},
+    {"kind", 10, text, "kind of the refusal"},
+    {"prefix", 30, prefix, "the prefix that found no place", true},
+    {"anchor", 6, yes_no, "is it an anchor?"},
+    {"case", 10, text, "which case of an addition it is", true},
+    {"enclosing", 30, prefix, "the prefix around it", true},
+    {"enclosing_compressed_length_bits", 8, count, "length of what that became", true},
+    {"free_bits", 9, count, "bits left below it", true},
+    {"siblings", 8, count, "prefixes beside it"},
+    {"result", 12, choice, "what came of the batch", false, "accepted|split|recompressed|refused"},
+    {"reason", 0, text, "the refusal in words"},
+};
+
+constexpr column plan_columns[] = {
+    {"step", 6, count, "number of the write, from 1"},
+    {"kind", 7, choice, "what is written", false, "remove|update|insert|move"},
+    {"slot", 6, count, "the slot written to, the first searched first"},
+    {"from_slot", 6, count, "the slot that a moved row comes from", true},
+    {"prefix", 43, prefix, "the row's prefix"},
+    {"compressed_address", 18, address, "the row's result"},
+    {"early", 0, yes_no, "a remove that comes early, because no slot is free"},
+};
+
+constexpr column plan_history_columns[] = {
+    {"batch", 6, count, "number of the batch, from 1"},
+    {"removes", 7, count, "rows removed"},
+    {"updates", 7, count, "rows given another result"},
+    {"inserts", 7, count, "rows inserted"},
+    {"moves", 6, count, "rows moved to another slot"},
+    {"writes", 7, count, "writes in all"},
+    {"unchanged", 9, count, "rows that stay as they are"},
+    {"peak_slots", 10, count, "most slots in use at a time"},
+    {"result", 12, choice, "what came of the batch", false, "accepted|recompressed|refused"},
+    {"early_removes", 0, count, "removes that came early, because no slot was free"},
+    {"eighth_byte_updates", 0, count, "updates seen by the eighth byte of the address only"},
+    {"third_answers", 13, count, "watched addresses that got neither their old nor their new result", true},
+    {"arrived", 7, yes_no, "does the model end as the new table?", true},
+};
+
+constexpr row_kind kinds[] = {
+    {"list", "list", "", "a prefix of the table", 1, false, list_columns},
+    {"compress", "compress", "", "a line of the table", 1, false, compress_columns},
+    {"lookup", "lookup", "", "a question", 1, false, lookup_columns},
+    {"dump", "dump", "", "a prefix for the hardware", 1, false, dump_columns},
+    {"update", "update", "", "a batch", 1, true, update_columns},
+    {"update-headroom", "update", "--headroom", "a refused batch", 1, true, update_refusal_columns},
+    {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},
+    {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
+};
+
+}  // namespace
+
+std::span<const row_kind> row_kinds() { return kinds; }
+
+const row_kind &find_row_kind(std::string_view name) {
+  const auto *found =
+      std::find_if(std::begin(kinds), std::end(kinds), [&](const row_kind &kind) { return kind.name == name; });
+  if (found == std::end(kinds)) {
+    throw std::logic_error("row table: no rows " + std::string(name));
+  }
+  return *found;
+}
+
+std::vector<const row_kind *> row_kinds_of(std::string_view command) {
+  std::vector<const row_kind *> of_command;
+  for (const row_kind &kind : kinds) {
+    if (kind.command == command) {
+      of_command.push_back(&kind);
+    }
+  }
+  return of_command;
+}
+
+}  // namespace v6tool
