@@ -40,6 +40,20 @@ TEST(tcamv6_order_test, prefix_that_is_added_and_deleted_keeps_the_list) {
   EXPECT_THAT(order_of("+::/8 -8000::/4 +8000::/4 +::/1", true), ElementsAre(0, 1, 2, 3));
 }
 
+TEST(tcamv6_order_test, prefixes_that_differ_in_the_first_bits_of_a_partial_byte_are_two) {
+  EXPECT_THAT(order_of("-2001:db8:10::/44 +2001:db8:20::/44 +::/1", true), ElementsAre(0, 2, 1));
+  EXPECT_THAT(order_of("-2001:db8:10::/44 -2001:db8:20::/44 +2001:db8:10::/44 +::/1", true), ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(order_of("+fe00::/8 -fe00::/7 +fc00::/7 +::/1", true), ElementsAre(1, 3, 2, 0));
+  EXPECT_THAT(order_of("+fe00::/8 -fe00::/7 +fc00::/7 +fe00::/7 +::/1", true), ElementsAre(0, 1, 2, 3, 4));
+  EXPECT_THAT(order_of("-::/0 +::/0", true), ElementsAre(0, 1));
+}
+
+TEST(tcamv6_order_test, bits_beyond_the_length_tell_no_prefixes_apart) {
+  EXPECT_THAT(order_of("+2001:db8:19::/48 -2001:db8:1f::/44 +2001:db8:11::/44 +::/1", true), ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(order_of("-fffe::/15 +ffff::/15 +::/1", true), ElementsAre(0, 1, 2));
+  EXPECT_THAT(order_of("-fffc::/15 +ffff::/15 +::/1", true), ElementsAre(0, 2, 1));
+}
+
 TEST(tcamv6_order_test, anchors_that_come_and_go_do_not_count) {
   EXPECT_THAT(order_of("+1::/8 -8000::/4@1 +8000::/4@1 +::/1", true), ElementsAre(1, 3, 2, 0));
 }

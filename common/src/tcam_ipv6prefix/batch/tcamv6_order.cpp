@@ -11,24 +11,49 @@
 // the list's order, longest first: a prefix that goes has none below it, that the request takes too, any more.
 #include "tcamv6_order.h"
 
+#include <string.h>
+
 namespace {
 
 bool is_add(const tcamv6_prefix *record) { return (record->flags_tag & TM_PREFIX_FLAG_ADD) != 0; }
 
-// Does the list both add and delete one of the caller's prefixes? Equal records stand side by side. Anchors do not
-// count: those of what goes and of what comes are mostly the same.
+// Prefixes that share a length and all whole bytes stand side by side in a list, but in the order of the low bits of
+// their last, partial byte (tm_cmp_v6_pref): records of one of them may be apart, and those that compare equal may be
+// of two. What tells them from each other are the partial byte's first bits, at most 7: a mark for each will do.
+struct byte_marks {
+  uint64_t words[2];
+};
+
+bool test_and_set(const byte_marks *has, byte_marks *sets, uint32_t value) {
+  sets->words[value / 64] |= uint64_t{1} << value % 64;
+  return (has->words[value / 64] >> value % 64 & 1) != 0;
+}
+
+// The bits of a prefix in its partial byte; 0 where it has none.
+uint32_t partial_bits(const tcamv6_prefix *record) {
+  const uint32_t n = record->length % 8u;
+  return n == 0 ? 0 : uint32_t{record->address[record->length / 8]} >> (8 - n);
+}
+
+bool share_whole_bytes(const tcamv6_prefix *a, const tcamv6_prefix *b) {
+  return a->length == b->length && memcmp(a->address, b->address, a->length / 8u) == 0;
+}
+
+// Does the list both add and delete one of the caller's prefixes? Anchors do not count: those of what goes and of what
+// comes are mostly the same.
 bool has_opposites(const tcamv6_prefix *records, uint32_t count) {
-  bool adds = false;
-  bool deletes = false;
+  byte_marks added = {};
+  byte_marks deleted = {};
   for (uint32_t i = 0; i < count; ++i) {
-    if (i > 0 && tm_cmp_v6_pref(&records[i - 1], &records[i]) != 0) {
-      adds = false;
-      deletes = false;
+    if (i > 0 && !share_whole_bytes(&records[i - 1], &records[i])) {
+      added = {};
+      deleted = {};
     }
-    if (!tm_prefix_is_anchor(&records[i])) {
-      (is_add(&records[i]) ? adds : deletes) = true;
+    if (tm_prefix_is_anchor(&records[i])) {
+      continue;
     }
-    if (adds && deletes) {
+    const bool adds = is_add(&records[i]);
+    if (test_and_set(adds ? &deleted : &added, adds ? &added : &deleted, partial_bits(&records[i]))) {
       return true;
     }
   }
