@@ -6,24 +6,15 @@
 #include <cstring>
 
 #include "prefix_text.h"
-#include "tcamv6_lookup_index.h"
 #include "tcamv6_state_internal.h"
 #include "test_host.h"
+#include "tight_bits.h"
 
 namespace instance_model {
 
 namespace {
 
 using v6tool::ip_prefix;
-
-tcamv6_prefix record_of(const ip_prefix &prefix) {
-  tcamv6_prefix record = {};
-  record.length = prefix.length;
-  v6tool::key_to_bytes(prefix.key, record.address);
-  return record;
-}
-
-ip_prefix stored_form(const ip_prefix &prefix) { return {v6tool::masked(prefix.key, prefix.length), prefix.length}; }
 
 std::string difference(const stored_set &stored, const stored_set &expected) {
   for (const auto &[prefix, count] : expected) {
@@ -64,6 +55,47 @@ size_t deepest_path(const stored_set &set) {
 // path-compressed trie is deeper than 64 edges; below each node it may keep one edge more for what comes later.
 bool may_contradict(const stored_set &set) { return 2 * deepest_path(set) > 64; }
 
+uint32_t bits_of(const stored_set &set) {
+  std::vector<ip_prefix> prefixes;
+  for (const auto &[prefix, count] : set) {
+    prefixes.push_back(prefix);
+  }
+  return tight_bits(prefixes);
+}
+
+// Every entry's code and address. Cost: a dump.
+told_moves::form_map forms(place at) {
+  uint32_t n = 0;
+  tcamv6_dump_n_prefixes(state_of(at), &n);
+  std::vector<tcamv6_prefix> prefixes(n);
+  std::vector<tcamv6_cmpr_pref> codes(n);
+  std::vector<tcamv6_cmpr_addr> addresses(n);
+  uint32_t written = 0;
+  told_moves::form_map forms;
+  if (tcamv6_dump_cmpr_tbl(state_of(at), static_cast<int32_t>(n), prefixes.data(), codes.data(), addresses.data(),
+                           &written) != 0) {
+    return forms;
+  }
+  for (uint32_t i = 0; i < written; ++i) {
+    const ip_prefix prefix = stored_form({v6tool::key_from_bytes(prefixes[i].address), prefixes[i].length});
+    const ip_prefix code = stored_form({v6tool::key_from_bytes(codes[i].key), codes[i].length});
+    forms[prefix] = {code, {v6tool::key_from_bytes(addresses[i].bytes).hi, 0}};
+  }
+  return forms;
+}
+
+std::map<ip_prefix, uint32_t> handles_of(place at, const stored_set &set) {
+  std::map<ip_prefix, uint32_t> handles;
+  for (const auto &[prefix, count] : set) {
+    const tcamv6_prefix record = record_of(prefix);
+    uint32_t handle = 0;
+    if (tcamv6_prefix_handle_query(state_of(at), &record, &handle) == 0 && handle != 0) {
+      handles[prefix] = handle;
+    }
+  }
+  return handles;
+}
+
 std::string unexpected(const char *what, uint32_t status) {
   return std::string(what) + " answered " + std::to_string(status);
 }
@@ -79,12 +111,18 @@ checked_library::checked_library(uint64_t pool_elements, bool fresh) {
   }
   tcamv6_debug_flags = {};
   tags_so_far = 0;
-  set_safe_updates(false);
+  set_mode(update_mode::compatible);
+  set_move_limit(UINT32_MAX);
 }
 
-void checked_library::set_safe(bool on) {
-  safe_ = on;
-  set_safe_updates(on);
+void checked_library::set_mode(update_mode mode) {
+  mode_ = mode;
+  instance_model::set_mode(mode);
+}
+
+void checked_library::set_move_limit(uint32_t entries) {
+  move_limit_ = entries;
+  zel_v6comp_set_move_limit(entries);
 }
 
 std::string checked_library::check(place at) {
@@ -114,10 +152,10 @@ std::string checked_library::full_check(place at) {
 std::string checked_library::request(place at, const std::vector<change> &changes, answer *out) {
   table &t = tables_[at];
   const bool full = !t.compressed;
-  const std::string before = thorough_ && safe_ && !full ? fingerprint(at, what_must_stay()) : "";
+  const remembered before = full ? remembered{} : remember(at);
   answer a = instance_model::request(changes, at);
   std::string fault = full ? after_full_run(at, changes, a.status) : after_batch_run(at, changes, a.status, before);
-  paths_left_ = !full && !safe_ && a.status != 0;
+  paths_left_ = !full && mode_ == update_mode::compatible && a.status != 0;
   if (fault.empty()) {
     fault = check(at);
   }
@@ -129,23 +167,75 @@ std::string checked_library::request(place at, const std::vector<change> &change
 
 codes checked_library::what_must_stay() const { return paths_left_ ? codes::owned : codes::all; }
 
+// For more than 64 bits, and in the other modes for limits.
+bool checked_library::may_refuse_table(const stored_set &set, uint32_t status) const {
+  if (mode_ == update_mode::room) {
+    return status == 75 && bits_of(set) > TCAMV6_MAX_CMPR_LEN;
+  }
+  return status == 75 || (is_one_of(status, {1, 14}) && may_contradict(set));
+}
+
 std::string checked_library::after_full_run(place at, const std::vector<change> &changes, uint32_t status) {
   table &t = tables_[at];
   t = {};
   if (status == 0) {
     t.compressed = true;
     t.set = after_full(changes);
-    return difference(stored(at), t.set);
+    const bool fits = mode_ != update_mode::room || bits_of(t.set) <= TCAMV6_MAX_CMPR_LEN;
+    return fits ? difference(stored(at), t.set) : "a table of more than 64 bits was accepted";
   }
-  const bool expected = status == 75 || (is_one_of(status, {1, 14}) && may_contradict(after_full(changes))) ||
-                        (status == 12 && memory_may_fail_);
+  const bool expected = may_refuse_table(after_full(changes), status) || (status == 12 && memory_may_fail_);
   return expected ? "" : unexpected("a full compression", status);
 }
 
+checked_library::remembered checked_library::remember(place at) const {
+  remembered before;
+  if (thorough_ && mode_ != update_mode::compatible) {
+    before.fingerprint = fingerprint(at, what_must_stay());
+    before.moves = told_moves::list(at.processor, at.instance);
+    if (can_dump(tables_.at(at))) {
+      before.forms = forms(at);
+    }
+  }
+  return before;
+}
+
+bool checked_library::may_answer(place at, uint32_t status) const {
+  const bool room = mode_ == update_mode::room;
+  const bool no_place = is_one_of(status, {2, 14, 28}) && !(room && tables_.at(at).exact);
+  const bool for_room = room && (status == 75 || (status == 28 && move_limit_ != UINT32_MAX));
+  return status == 0 || status == 22 || no_place || for_room || (status == 12 && memory_may_fail_);
+}
+
+// A refused batch, or recompression, changes nothing.
+std::string checked_library::check_left_alone(place at, const remembered &before) const {
+  if (before.fingerprint.empty()) {
+    return "";
+  }
+  if (fingerprint(at, what_must_stay()) != before.fingerprint) {
+    return "a refused request changed something";
+  }
+  const std::vector<zel_v6comp_move> now = told_moves::list(at.processor, at.instance);
+  const bool same = now.size() == before.moves.size() &&
+                    (now.empty() || std::memcmp(now.data(), before.moves.data(), now.size() * sizeof now[0]) == 0);
+  return same ? "" : "a refused request changed the list of moves";
+}
+
+std::string checked_library::check_moves(place at, const remembered &before, const std::set<ip_prefix> &deleted) const {
+  const std::vector<zel_v6comp_move> moves = told_moves::list(at.processor, at.instance);
+  if (moves.size() > move_limit_) {
+    return std::to_string(moves.size()) + " entries were moved";
+  }
+  if (before.forms.empty() || !can_dump(tables_.at(at))) {
+    return "";
+  }
+  return told_moves::fault(before.forms, forms(at), deleted, moves);
+}
+
 std::string checked_library::after_batch_run(place at, const std::vector<change> &changes, uint32_t status,
-                                             const std::string &before) {
+                                             const remembered &before) {
   table &t = tables_[at];
-  if (!is_one_of(status, {0, 2, 14, 22, 28}) && !(status == 12 && memory_may_fail_)) {
+  if (!may_answer(at, status)) {
     return unexpected("a batch", status);
   }
   // Taking nothing from ::/0 while its sum has wrapped to 0 counts as its removal, which never happens: the number
@@ -153,32 +243,78 @@ std::string checked_library::after_batch_run(place at, const std::vector<change>
   for (const change &c : changes) {
     t.counted = t.counted && (c.add || c.weight != 0 || c.prefix.length != 0);
   }
-  if (!safe_) {
+  if (mode_ == update_mode::compatible) {
     t.exact = false;
     t.counted = t.counted && status == 0;
-    t.set = stored(at);
-    t.handles.clear();
-    return "";
   }
-  if (status != 0) {
-    return !before.empty() && fingerprint(at, what_must_stay()) != before ? "a refused batch changed something" : "";
+  if (t.exact) {
+    return after_exact_batch(at, changes, status, before);
   }
+  if (mode_ != update_mode::compatible && status != 0) {
+    return check_left_alone(at, before);
+  }
+  t.set = stored(at);
+  t.handles.clear();
+  return "";
+}
+
+std::string checked_library::after_exact_batch(place at, const std::vector<change> &changes, uint32_t status,
+                                               const remembered &before) {
+  table &t = tables_[at];
   bool refused = false;
   std::vector<ip_prefix> removed;
-  stored_set expected = after_batch(t.set, changes, true, refused, &removed);
-  if (!t.exact) {
-    t.set = stored(at);
-    t.handles.clear();
-    return "";
+  stored_set expected = after_batch(t.set, changes, mode_, refused, &removed);
+  if (mode_ == update_mode::room) {
+    // As listed, a prefix can come before another goes: more may be needed for a moment than in the end.
+    const bool needs_more = bits_of(expected) > TCAMV6_MAX_CMPR_LEN;
+    if ((needs_more && status == 0) || (status == 75 && !needs_more && !has_opposites(changes))) {
+      return unexpected("a batch that needs as many bits as this", status);
+    }
+  }
+  if (status != 0) {
+    return status == 22 && !refused ? unexpected("a right batch", 22) : check_left_alone(at, before);
   }
   if (refused) {
     return "a delete of more than there is was accepted";
   }
   t.set = std::move(expected);
+  std::set<ip_prefix> deleted(removed.begin(), removed.end());
   for (const ip_prefix &prefix : removed) {
     t.handles.erase(prefix);
   }
-  return thorough_ ? difference(stored(at), t.set) : "";
+  for (const change &c : changes) {
+    if (!c.add) {
+      deleted.insert(stored_form(c.prefix));
+    }
+  }
+  std::string fault = thorough_ ? difference(stored(at), t.set) : "";
+  return fault.empty() ? check_moves(at, before, deleted) : fault;
+}
+
+std::string checked_library::recompress(place at) {
+  table &t = tables_[at];
+  const remembered before = t.compressed ? remember(at) : remembered{};
+  const stored_set set = t.compressed ? stored(at) : stored_set{};
+  const std::map<ip_prefix, uint32_t> handles = handles_of(at, set);
+  const uint32_t status = zel_v6comp_recompress(at.processor, at.instance);
+  if (!t.compressed) {
+    return status == 22 ? "" : unexpected("a recompression of nothing", status);
+  }
+  if (status != 0) {
+    const bool expected = may_refuse_table(set, status) || (status == 12 && memory_may_fail_);
+    return expected ? check_left_alone(at, before) : unexpected("a recompression", status);
+  }
+  t.exact = true;
+  t.set = set;
+  std::string fault = difference(stored(at), set);
+  if (fault.empty() && handles_of(at, set) != handles) {
+    fault = "a recompression changed handles";
+  }
+  t.handles = handles;
+  if (fault.empty() && !before.forms.empty()) {
+    fault = told_moves::fault(before.forms, forms(at), {}, told_moves::list(at.processor, at.instance));
+  }
+  return fault.empty() ? check(at) : fault;
 }
 
 std::string checked_library::reset(place at) {
@@ -187,99 +323,6 @@ std::string checked_library::reset(place at) {
     return "a reset was refused";
   }
   return check(at);
-}
-
-namespace {
-
-// All that a lookup writes; what it leaves alone must be the same too.
-struct lookup_answer {
-  int32_t result;
-  tcamv6_prefix match;
-  tcamv6_cmpr_pref pref;
-  tcamv6_cmpr_addr addr;
-
-  lookup_answer() { std::memset(static_cast<void *>(this), 0x5A, sizeof *this); }
-};
-
-// The answer, and whether the tries alone give the same.
-template <class Ask>
-lookup_answer answer_of(tcamv6_state *state, Ask ask, bool &same) {
-  lookup_answer answer;
-  ask(answer);
-  const uint64_t index = state->read_index;
-  state->read_index = 0;
-  lookup_answer plain;
-  ask(plain);
-  state->read_index = index;
-  same = std::memcmp(&answer, &plain, sizeof answer) == 0;
-  return answer;
-}
-
-}  // namespace
-
-std::string checked_library::lookup(place at, const ip_prefix &prefix) {
-  const tcamv6_prefix record = record_of(prefix);
-  tcamv6_state *state = state_of(at);
-  bool same = false;
-  const lookup_answer a = answer_of(
-      state, [&](lookup_answer &to) { to.result = tcamv6_lookup_prefix(state, &record, &to.pref, &to.addr); }, same);
-  const bool is_stored = tables_[at].set.count(stored_form(prefix)) != 0;
-  if (a.result != (is_stored ? 0 : -22)) {
-    return "lookup of " + v6tool::format_prefix(prefix) + " gave " + std::to_string(a.result);
-  }
-  if (!same) {
-    return "lookup of " + v6tool::format_prefix(prefix) + " gave what the tries do not";
-  }
-  return a.result == 0 && a.pref.length > 64 ? "a code of more than 64 bits" : "";
-}
-
-std::string checked_library::lookup_address(place at, v6tool::ip_key address) {
-  uint8_t bytes[16];
-  v6tool::key_to_bytes(address, bytes);
-  tcamv6_state *state = state_of(at);
-  bool same = false;
-  const lookup_answer a = answer_of(
-      state, [&](lookup_answer &to) { to.result = tcamv6_lookup_address(state, bytes, &to.match, &to.pref, &to.addr); },
-      same);
-  const ip_prefix *longest = nullptr;
-  for (const auto &[prefix, count] : tables_[at].set) {
-    if (v6tool::covers(prefix, address) && (longest == nullptr || prefix.length > longest->length)) {
-      longest = &prefix;
-    }
-  }
-  if (a.result != (longest != nullptr ? 0 : -22)) {
-    return "lookup of " + v6tool::format_address(address) + " gave " + std::to_string(a.result);
-  }
-  if (!same) {
-    return "lookup of " + v6tool::format_address(address) + " gave what the tries do not";
-  }
-  if (longest == nullptr) {
-    return "";
-  }
-  const counters &count = tables_[at].set[*longest];
-  const bool right = a.match.length == longest->length &&
-                     v6tool::covers(*longest, v6tool::key_from_bytes(a.match.address)) &&
-                     a.match.weight == count.weight && a.match.anchor_ref == count.anchors;
-  return right ? "" : v6tool::format_address(address) + " does not find " + v6tool::format_prefix(*longest);
-}
-
-std::string checked_library::many_lookups(place at) {
-  tcamv6_state *state = state_of(at);
-  const stored_set &set = tables_[at].set;
-  const int32_t indexed = tcamv6_build_lookup_index(state);
-  if (indexed != TM_OK && indexed != (state->opt_done == 1 ? TM_ENOMEM : TM_EINVAL)) {
-    return "the read index cannot be built: " + std::to_string(indexed);
-  }
-  for (const auto &[prefix, count] : set) {
-    std::string fault = lookup(at, prefix);
-    if (fault.empty()) {
-      fault = lookup_address(at, v6tool::last_address(prefix));
-    }
-    if (!fault.empty()) {
-      return fault;
-    }
-  }
-  return "";
 }
 
 std::string checked_library::attach(place at, const ip_prefix &prefix, uint32_t handle) {

@@ -3,16 +3,20 @@
 //
 // The model of an instance is a map of prefixes to counters and one of prefixes to handles. Every step returns "" or
 // what is wrong. What is promised depends on the instance's past: after a batch with safe updates off, codes may
-// cover too much and the model takes the stored set over as it finds it; the structures must be sound all the same.
+// cover too much and the model takes the stored set over as it finds it; the structures must be sound all the same. In
+// room mode a table that was never changed so is refused exactly for what it is to be refused for, and every entry that
+// a request does not name is where it was or where the moves say.
 #ifndef CHECKED_LIBRARY_H
 #define CHECKED_LIBRARY_H
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "counter_model.h"
 #include "instance_image.h"
+#include "told_moves.h"
 
 namespace instance_model {
 
@@ -23,11 +27,13 @@ class checked_library {
 
   // thorough: compare structures and codes after every step, not only what the step returns.
   void set_thorough(bool on) { thorough_ = on; }
-  void set_safe(bool on);
-  bool safe() const { return safe_; }
+  void set_mode(update_mode mode);
+  void set_safe(bool on) { set_mode(on ? update_mode::safe : update_mode::compatible); }
+  void set_move_limit(uint32_t entries);
 
   std::string request(place at, const std::vector<change> &changes, answer *out = nullptr);
   std::string reset(place at);
+  std::string recompress(place at);
   // Answers of the read index are compared with the tries' own.
   std::string lookup(place at, const v6tool::ip_prefix &prefix);
   std::string lookup_address(place at, v6tool::ip_key address);
@@ -58,13 +64,29 @@ class checked_library {
   };
 
   std::string after_full_run(place at, const std::vector<change> &changes, uint32_t status);
-  std::string after_batch_run(place at, const std::vector<change> &changes, uint32_t status, const std::string &before);
+  // What a batch found, in as much detail as is compared.
+  struct remembered {
+    std::string fingerprint;
+    told_moves::form_map forms;
+    std::vector<zel_v6comp_move> moves;
+  };
+
+  remembered remember(place at) const;
+  bool may_refuse_table(const stored_set &set, uint32_t status) const;
+  std::string after_batch_run(place at, const std::vector<change> &changes, uint32_t status, const remembered &before);
+  std::string after_exact_batch(place at, const std::vector<change> &changes, uint32_t status,
+                                const remembered &before);
+  bool may_answer(place at, uint32_t status) const;
+  std::string check_left_alone(place at, const remembered &before) const;
+  std::string check_moves(place at, const remembered &before, const std::set<v6tool::ip_prefix> &deleted) const;
+  bool can_dump(const table &t) const { return t.compressed && t.exact && t.counted; }
   std::string check(place at);
   codes what_must_stay() const;
 
   std::map<place, table> tables_;
   bool thorough_ = true;
-  bool safe_ = false;
+  update_mode mode_ = update_mode::compatible;
+  uint32_t move_limit_ = UINT32_MAX;
   bool memory_may_fail_ = false;
   bool paths_left_ =
       false;  // by a failed addition in compatible mode: the next request gives them back, itself refused or not

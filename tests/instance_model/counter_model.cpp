@@ -128,7 +128,28 @@ void give(stored_set &set, const list_entry &entry) {
   c.anchors = sum(c.anchors, entry.anchors);
 }
 
+// Deletes as listed, then additions, shortest first.
+void put_outside_in(std::vector<list_entry> &list) {
+  std::stable_sort(list.begin(), list.end(), [](const list_entry &a, const list_entry &b) {
+    return a.add != b.add ? b.add : a.add && a.prefix.length < b.prefix.length;
+  });
+}
+
 }  // namespace
+
+bool has_opposites(const std::vector<change> &changes) {
+  std::map<ip_prefix, bool> added;
+  for (const change &c : changes) {
+    if (c.weight == 0) {
+      continue;  // counts as an anchor
+    }
+    const auto [at, is_new] = added.try_emplace(cut(c.prefix.key, c.prefix.length), c.add);
+    if (!is_new && at->second != c.add) {
+      return true;
+    }
+  }
+  return false;
+}
 
 stored_set after_full(const std::vector<change> &changes) {
   stored_set set;
@@ -139,12 +160,17 @@ stored_set after_full(const std::vector<change> &changes) {
   return set;
 }
 
-stored_set after_batch(const stored_set &before, const std::vector<change> &changes, bool safe, bool &refused,
+stored_set after_batch(const stored_set &before, const std::vector<change> &changes, update_mode mode, bool &refused,
                        std::vector<ip_prefix> *removed) {
   stored_set set = before;
   refused = false;
+  const bool safe = mode != update_mode::compatible;
   const std::vector<bool> absent = safe ? absent_deletes(before, changes) : std::vector<bool>(changes.size(), false);
-  for (const list_entry &entry : working_list(changes, absent)) {
+  std::vector<list_entry> list = working_list(changes, absent);
+  if (mode == update_mode::room && !has_opposites(changes)) {
+    put_outside_in(list);
+  }
+  for (const list_entry &entry : list) {
     if (entry.add) {
       give(set, entry);
     } else if (!take(set, entry, safe, removed)) {

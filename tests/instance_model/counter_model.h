@@ -18,8 +18,11 @@ stored_set after_full(const std::vector<change> &changes);
 // The set after an accepted batch; prefixes that left it, if only for a moment, are added to `removed`. `refused`
 // becomes true when a delete asks for more than is there: the batch must then be refused with 22, unless something else
 // refuses it before.
-stored_set after_batch(const stored_set &before, const std::vector<change> &changes, bool safe, bool &refused,
+stored_set after_batch(const stored_set &before, const std::vector<change> &changes, update_mode mode, bool &refused,
                        std::vector<v6tool::ip_prefix> *removed = nullptr);
+
+// Does it both add and delete a prefix? In room mode such a batch is applied as listed, all others outside in.
+bool has_opposites(const std::vector<change> &changes);
 
 }  // namespace instance_model
 

@@ -17,11 +17,9 @@ namespace {
 constexpr uint64_t usual_elements = 32768;
 
 tcamv6_prefix record_of(const change &c) {
-  tcamv6_prefix record = {};
+  tcamv6_prefix record = instance_model::record_of(c.prefix);
   record.flags_tag = c.add ? TM_PREFIX_FLAG_ADD : 0;
   record.weight = c.weight;
-  record.length = c.prefix.length;
-  v6tool::key_to_bytes(c.prefix.key, record.address);
   return record;
 }
 
@@ -45,6 +43,17 @@ bool same_records(const std::vector<record> &a, const std::vector<record> &b) {
 }
 
 }  // namespace
+
+tcamv6_prefix record_of(const v6tool::ip_prefix &prefix) {
+  tcamv6_prefix record = {};
+  record.length = prefix.length;
+  v6tool::key_to_bytes(prefix.key, record.address);
+  return record;
+}
+
+v6tool::ip_prefix stored_form(const v6tool::ip_prefix &prefix) {
+  return {v6tool::masked(prefix.key, prefix.length), prefix.length};
+}
 
 change read_change(const std::string &text) {
   change c;
@@ -137,6 +146,11 @@ answer request(const std::vector<change> &changes, place at) {
 }
 
 tcamv6_state *state_of(place at) { return zel_v6comp_instance(at.processor, at.instance); }
+
+void set_mode(update_mode mode) {
+  zel_v6comp_set_room(mode == update_mode::room ? 1 : 0);
+  set_safe_updates(mode != update_mode::compatible);
+}
 
 void set_safe_updates(bool on) { zel_v6comp_set_safe_updates(on ? 1 : 0); }
 

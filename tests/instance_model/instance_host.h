@@ -34,6 +34,10 @@ std::vector<change> read_changes(const std::vector<std::string> &texts);
 std::string text_of(const change &c);
 std::string text_of(const std::vector<change> &changes);
 
+// The record that asks about a prefix, and the prefix without the bits beyond its length.
+tcamv6_prefix record_of(const v6tool::ip_prefix &prefix);
+v6tool::ip_prefix stored_form(const v6tool::ip_prefix &prefix);
+
 struct answer {
   uint32_t status = 0;
   uint32_t changed = 0;
@@ -52,6 +56,10 @@ void restore_pool_sizes();
 answer request(const std::vector<change> &changes, place at = {});
 
 tcamv6_state *state_of(place at = {});
+
+enum class update_mode { compatible, safe, room };
+
+void set_mode(update_mode mode);
 
 void set_safe_updates(bool on);
 

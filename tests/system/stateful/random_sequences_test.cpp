@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Random sequences of everything that a host can call, on the eight instances that share the pools, beside a model of
-// prefixes, counters and handles. A sequence that fails is shrunk; keep it as a case of tests/regressions.
+// prefixes, counters, handles and moves, in each mode and with the mode changed in between. A sequence that fails is
+// shrunk; keep it as a case of tests/regressions.
 #include <rapidcheck.h>
 
 #include "checked_library.h"
@@ -12,7 +13,20 @@ namespace {
 using namespace instance_model;
 using v6tool::ip_prefix;
 
-enum class step_kind : uint8_t { add, remove, reset, refuse, lookup, address, attach, query, dump };
+enum class step_kind : uint8_t {
+  add,
+  remove,
+  reset,
+  refuse,
+  lookup,
+  address,
+  attach,
+  query,
+  dump,
+  recompress,
+  limit,
+  mode
+};
 
 struct step {
   step_kind kind = step_kind::add;
@@ -22,8 +36,8 @@ struct step {
 };
 
 std::ostream &operator<<(std::ostream &out, const step &s) {
-  static const char *const names[] = {"add",     "remove", "reset", "refuse", "lookup",
-                                      "address", "attach", "query", "dump"};
+  static const char *const names[] = {"add",    "remove", "reset", "refuse",     "lookup",         "address",
+                                      "attach", "query",  "dump",  "recompress", "limit of moves", "mode"};
   return out << '\n'
              << names[static_cast<size_t>(s.kind)] << " on " << s.at.processor << '/' << s.at.instance << ": "
              << text_of(s.changes);
@@ -65,8 +79,12 @@ rc::Gen<std::vector<change>> any_changes(bool mostly_add) {
                                 whole_range(rc::gen::oneOf(any_change(mostly_add), any_change(true)))));
 }
 
-rc::Gen<step> any_step() {
-  const auto kind = rc::gen::weightedElement<step_kind>({{6, step_kind::add},
+// `room`: also what only room mode has; `modes`: also changes of the mode.
+rc::Gen<step> any_step(bool room, bool modes) {
+  const auto kind = rc::gen::weightedElement<step_kind>({{room ? 1 : 0, step_kind::recompress},
+                                                         {room ? 1 : 0, step_kind::limit},
+                                                         {modes ? 2 : 0, step_kind::mode},
+                                                         {6, step_kind::add},
                                                          {6, step_kind::remove},
                                                          {1, step_kind::reset},
                                                          {1, step_kind::refuse},
@@ -108,25 +126,44 @@ std::string apply(checked_library &library, const step &s) {
       return library.query(s.at, prefix);
     case step_kind::dump:
       return library.dump(s.at);
+    case step_kind::recompress:
+      return library.recompress(s.at);
+    case step_kind::limit:
+      library.set_move_limit(s.handle % 2 == 0 ? UINT32_MAX : s.handle % 8);
+      break;
+    case step_kind::mode:
+      library.set_mode(static_cast<update_mode>(s.handle % 3));
+      break;
   }
   return "";
 }
 
-// Sequences of `most` steps at most, `runs` of them; counts the elements that a pool did not have.
-bool hold(const char *what, int runs, int most, uint64_t pool_elements, bool safe, uint64_t *asked_in_vain) {
+constexpr uint64_t roomy = 32768;
+
+// `runs` sequences of `most_steps` at most; counts the elements that a pool did not have.
+struct course {
+  int runs;
+  int most_steps;
+  uint64_t pool_elements;
+  update_mode mode;
+  bool changes_mode;
+};
+
+bool hold(const char *what, const course &c, uint64_t *asked_in_vain) {
   rc::detail::TestParams params = rc::detail::configuration().testParams;
-  params.maxSuccess = runs;
-  params.maxSize = most;
+  params.maxSuccess = c.runs;
+  params.maxSize = c.most_steps;
   rc::detail::TestMetadata metadata;
   metadata.id = what;
   metadata.description = what;
   *asked_in_vain = 0;
   const auto result = rc::detail::checkTestable(
       [&] {
-        const auto steps = *rc::gen::container<std::vector<step>>(whole_range(any_step()));
-        checked_library library(pool_elements, true);
-        library.set_safe(safe);
-        library.expect_refusals(pool_elements < 32768);
+        const bool room = c.mode == update_mode::room || c.changes_mode;
+        const auto steps = *rc::gen::container<std::vector<step>>(whole_range(any_step(room, c.changes_mode)));
+        checked_library library(c.pool_elements, true);
+        library.set_mode(c.mode);
+        library.expect_refusals(c.pool_elements < roomy);
         for (const step &s : steps) {
           const std::string fault = apply(library, s);
           RC_LOG() << s << '\n';
@@ -151,22 +188,45 @@ bool hold(const char *what, int runs, int most, uint64_t pool_elements, bool saf
   return true;
 }
 
-TEST(random_sequences, instances_agree_with_the_model_after_every_step) {
+class random_sequences : public testing::Test {
+ protected:
+  void TearDown() override {
+    set_mode(update_mode::compatible);
+    zel_v6comp_set_move_limit(UINT32_MAX);
+    restore_pool_sizes();
+  }
+
   uint64_t asked_in_vain = 77;
-  EXPECT_TRUE(hold("safe updates", 150, 200, 32768, true, &asked_in_vain));
+};
+
+TEST_F(random_sequences, instances_agree_with_the_model_after_every_step) {
+  EXPECT_TRUE(hold("safe updates", {150, 200, roomy, update_mode::safe, false}, &asked_in_vain));
   EXPECT_EQ(asked_in_vain, 0u);
 }
 
-TEST(random_sequences, instances_agree_with_the_model_while_pools_run_out) {
-  uint64_t asked_in_vain = 0;
-  EXPECT_TRUE(hold("safe updates, small pools", 150, 200, 1000, true, &asked_in_vain));
+TEST_F(random_sequences, instances_agree_with_the_model_while_pools_run_out) {
+  EXPECT_TRUE(hold("safe updates, small pools", {150, 200, 1000, update_mode::safe, false}, &asked_in_vain));
   EXPECT_GT(asked_in_vain, 100u);
-  restore_pool_sizes();
 }
 
-TEST(random_sequences, structures_are_sound_with_safe_updates_off) {
-  uint64_t asked_in_vain = 77;
-  EXPECT_TRUE(hold("updates in compatible mode", 100, 160, 32768, false, &asked_in_vain));
+TEST_F(random_sequences, instances_agree_with_the_model_in_room_mode) {
+  EXPECT_TRUE(hold("room mode", {100, 200, roomy, update_mode::room, false}, &asked_in_vain));
+  EXPECT_EQ(asked_in_vain, 0u);
+}
+
+TEST_F(random_sequences, instances_agree_with_the_model_in_room_mode_while_pools_run_out) {
+  EXPECT_TRUE(hold("room mode, small pools", {100, 200, 1000, update_mode::room, false}, &asked_in_vain));
+  EXPECT_GT(asked_in_vain, 100u);
+}
+
+// Tables compressed in one mode, changed in another, and brought back by a recompression.
+TEST_F(random_sequences, instances_agree_with_the_model_while_the_mode_changes) {
+  EXPECT_TRUE(hold("changing modes", {150, 200, roomy, update_mode::compatible, true}, &asked_in_vain));
+  EXPECT_EQ(asked_in_vain, 0u);
+}
+
+TEST_F(random_sequences, structures_are_sound_with_safe_updates_off) {
+  EXPECT_TRUE(hold("updates in compatible mode", {100, 160, roomy, update_mode::compatible, false}, &asked_in_vain));
   EXPECT_EQ(asked_in_vain, 0u);
 }
 

@@ -187,4 +187,19 @@ TEST_F(tcamv6_room_test, table_with_loose_levels_is_not_repaired) {
   EXPECT_EQ(status, 2u);
 }
 
+// In compatible mode the /36 is given the /44's node, and has an address below it. The /44 needs that one, too, when it
+// gets its first longer prefix.
+TEST_F(tcamv6_room_test, node_that_two_prefixes_share_refuses_with_2_until_the_table_is_compressed_anew) {
+  ASSERT_EQ(request("+2001:db8::/32"), 0u);
+  ASSERT_EQ(request("+2001:db8:8800::/44"), 0u);
+  ASSERT_EQ(request("+2001:db8:8000::/36"), 0u);
+  zel_v6comp_set_room(1);
+  const std::vector<uint8_t> before = image_of(state);
+  EXPECT_EQ(request("+2001:db8:8800::/48"), 2u);
+  EXPECT_EQ(image_of(state), before);
+  ASSERT_EQ(zel_v6comp_recompress(0, 0), 0u);
+  EXPECT_EQ(request("+2001:db8:8800::/48"), 0u);
+  expect_nested_as_prefixes();
+}
+
 }  // namespace

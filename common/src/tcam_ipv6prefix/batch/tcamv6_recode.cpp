@@ -89,7 +89,12 @@ int32_t take(tcamv6_anc_data *data, tcamv6_code code, tm_util_trie_node *above, 
   if (node == nullptr) {
     return TM_ENOMEM;
   }
-  TM_REQUIRE(node->owners == 0, "place is taken");
+  // Places are looked for among free ones. Only where levels were added in compatible mode, two prefixes can have one
+  // node, and a leaf's address be its parent's, too.
+  if (node->owners != 0) {
+    TM_LOG(info, "%s: codes nest where prefixes do not: a place is taken. Reoptimize.", recoder);
+    return TM_ENOENT;
+  }
   tcamv6_own_cmpr_node(data, node);
   tm_edit(&node->tag, tag);
   return TM_OK;

@@ -46,7 +46,8 @@ void tcamv6_recoding_shift(tcamv6_recoding *recoding, tcamv6_code to);
 int32_t tcamv6_recoding_lift(const tcamv6_recoding *recoding);
 int32_t tcamv6_recoding_put(const tcamv6_recoding *recoding);
 
-// Give a prefix a code, its dummy an address below that: they have none. Returns 0 or -12.
+// Give a prefix a code, its dummy an address below that: they have none. Returns 0, -12, or -2 when another prefix has
+// the place, which only a table with loose levels (TCAMV6_MARK_LOOSE_LEVELS) can answer.
 //   above   a compressed node above the code or at it; the nearer, the shorter the walk
 int32_t tcamv6_put_code(const tm_n_ary_node *node, tcamv6_code code, tm_util_trie_node *above);
 int32_t tcamv6_put_address(const tm_n_ary_node *node, tcamv6_code address);
