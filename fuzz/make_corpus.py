@@ -75,6 +75,21 @@ for mode in (4, 6):  # between the changes lookups, so many that they get an ind
     put("batches", f"nested_mode_{mode}", bytes([mode, 5]) + b"".join(record(n) for n in nested[:5])
         + b"".join(bytes([0, 8, 0]) + record(n) + bytes([0, 4, n.prefixlen, i, i, 0, 0, 0])
                    for i, n in enumerate(nested[5:9])))
+# Room mode: chains up to the last bit and beyond, hosts left out of a block, levels above strays, a recompression.
+chain = [ipaddress.ip_network(("8000::", n)) for n in range(1, 70)]
+host = ipaddress.ip_address("2001:db8:1234:5678:9abc:def0:1234:5678")
+hole = [ipaddress.ip_network((int(host) ^ 1 << (128 - n), n), strict=False) for n in range(65, 129)]
+dice = random.Random(5)
+strays = [ipaddress.ip_network((0x20010db8 << 96 | dice.getrandbits(24) << 72, 32 + dice.randrange(1, 25)), strict=False)
+          for _ in range(72)]
+for name, networks in (("chain", chain), ("hole", hole), ("strays", strays)):
+    for choice in (2, 3):  # room mode from the beginning; with refused memory
+        body = bytes([choice, 8]) + b"".join(record(n) for n in networks[:8])
+        for at in range(8, len(networks), 4):  # operation, number of records [, refusal]
+            part = networks[at:at + 4]
+            body += bytes([8, len(part) - 1]) + b"".join(record(n) for n in part)
+            body += bytes([1, at]) if choice & 1 else b""
+        put("room", f"{name}_{choice}", body + bytes([5, 0, 0]))
 for name, text in {
     "crlf": b"2001:db8::/32\r\n::/0 7\r\n",
     "comments": b"# a table\n\n 2001:db8::/32 5 # here\n\t::/1\n",

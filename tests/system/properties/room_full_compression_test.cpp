@@ -9,6 +9,7 @@
 #include "prefix_text.h"
 #include "random_tables.h"
 #include "stored_prefixes.h"
+#include "tight_bits.h"
 
 namespace {
 
@@ -35,26 +36,6 @@ std::vector<compressed_row> translate_all(const stored_prefixes &stored) {
   return rows;
 }
 
-// The bits that the table needs: a prefix and all below it need 2^c codes, the fewest that hold its address and its
-// children.
-uint32_t tight_bits(const prefix_forest &forest) {
-  __extension__ using wide = unsigned __int128;
-  constexpr uint32_t enough = 80;  // to tell that it is too many
-  std::vector<uint32_t> bits(forest.size());
-  std::vector<wide> codes(forest.size(), 1);
-  const std::vector<uint32_t> &preorder = forest.preorder();
-  for (size_t i = preorder.size(); i-- > 0;) {
-    const uint32_t at = preorder[i];
-    while (bits[at] < enough && (wide{1} << bits[at]) < codes[at]) {
-      ++bits[at];
-    }
-    if (forest.parent(at) != prefix_forest::none) {
-      codes[forest.parent(at)] += wide{1} << bits[at];
-    }
-  }
-  return bits[preorder[0]];
-}
-
 // By the definition on small tables.
 std::string first_fault(const std::vector<compressed_row> &rows) {
   for (size_t i = 0; rows.size() <= 300 && i < rows.size(); ++i) {
@@ -76,7 +57,7 @@ class RoomFullCompression : public testing::Test {
   // Accepted and right when 64 bits suffice, else refused with 75. Returns the bits that the tight code needs.
   static uint32_t expect_right(const prefix_table &table) {
     const stored_prefixes stored = find_stored_prefixes(table);
-    const uint32_t bits = tight_bits(stored.forest);
+    const uint32_t bits = tight_bits(stored.prefixes);
     const uint32_t status = library_table::compress(table);
     EXPECT_EQ(status, bits > TCAMV6_MAX_CMPR_LEN ? does_not_fit : 0U) << bits << " bits\n" << as_text(table);
     if (status == 0) {
@@ -207,7 +188,7 @@ TEST_F(RoomFullCompression, ChainsAreAcceptedUpToExactly64Bits) {
       }
       tip = part_of(tip, step, turn);
       prefixes.push_back(tip);
-      bits = tight_bits(find_stored_prefixes(table_of(prefixes)).forest);
+      bits = tight_bits(find_stored_prefixes(table_of(prefixes)).prefixes);
       if (bits < TCAMV6_MAX_CMPR_LEN) {
         continue;  // the last steps decide
       }

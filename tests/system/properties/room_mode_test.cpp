@@ -5,7 +5,9 @@
 
 #include <set>
 
-#include "code_bits.h"
+#include "nested_tables.h"
+#include "tight_bits.h"
+#include "told_moves.h"
 #include "updated_table_fixture.h"
 
 namespace {
@@ -15,24 +17,10 @@ using v6tool::ip_prefix;
 
 constexpr uint32_t no_limit = UINT32_MAX;
 
-struct form {
-  ip_prefix code;
-  v6tool::ip_key address;
-  bool operator==(const form &) const = default;
-};
-
-ip_prefix prefix_of(const uint8_t *key, size_t bytes, uint8_t length) {
-  v6tool::ip_key whole = {};
-  for (size_t i = 0; i < bytes; ++i) {
-    (i < 8 ? whole.hi : whole.lo) |= uint64_t{key[i]} << (56 - 8 * (i % 8));
-  }
-  return {whole, length};
-}
-
 bool is_entry(const stored_row &row) { return row.counters.weight != row.counters.anchors; }
 
-std::map<ip_prefix, form> entries_of(const std::vector<stored_row> &rows) {
-  std::map<ip_prefix, form> entries;
+told_moves::form_map entries_of(const std::vector<stored_row> &rows) {
+  told_moves::form_map entries;
   for (const stored_row &row : rows) {
     if (is_entry(row)) {
       entries[row.row.original] = {row.row.code, row.row.address};
@@ -46,7 +34,7 @@ uint32_t bits_needed(const counting &table) {
   for (const auto &[prefix, counters] : table.stored()) {
     prefixes.push_back(prefix);
   }
-  return v6tool::required_code_bits(v6tool::prefix_forest(prefixes), true);
+  return tight_bits(prefixes);
 }
 
 class RoomMode : public updated_table_test {
@@ -67,42 +55,16 @@ class RoomMode : public updated_table_test {
     set_room(true);
   }
 
-  static std::vector<zel_v6comp_move> moves() {
-    const zel_v6comp_move *list = nullptr;
-    uint32_t n = 0;
-    EXPECT_EQ(zel_v6comp_moves(0, 0, &list, &n), 0u);
-    return {list, list + n};
-  }
+  static std::vector<zel_v6comp_move> moves() { return told_moves::list(0, 0); }
 
-  // Follows the moves from the entries before: what the batch did not make or take must end where they say.
-  static std::string fault_of_moves(const std::map<ip_prefix, form> &before, const std::map<ip_prefix, form> &after,
-                                    const change_list &batch, const std::vector<zel_v6comp_move> &moved) {
-    std::map<ip_prefix, form> told = before;
-    // What is deleted and comes back in one request is placed like any other addition.
+  static std::set<ip_prefix> deleted_by(const change_list &batch) {
     std::set<ip_prefix> deleted;
     for (const change &c : batch) {
       if (!c.add) {
         deleted.insert(c.prefix);
       }
     }
-    for (const zel_v6comp_move &move : moved) {
-      const ip_prefix prefix = prefix_of(move.address, 16, move.length);
-      const form from = {prefix_of(move.old_key, 8, move.old_length), prefix_of(move.old_address, 8, 64).key};
-      const form to = {prefix_of(move.new_key, 8, move.new_length), prefix_of(move.new_address, 8, 64).key};
-      if (!told.contains(prefix) || !after.contains(prefix)) {
-        return "moved what was not stored before and after";
-      }
-      if ((!(told[prefix] == from) && !deleted.contains(prefix)) || from == to) {
-        return "moved from where it was not";
-      }
-      told[prefix] = to;
-    }
-    for (const auto &[prefix, where] : after) {
-      if (told.contains(prefix) && !(told[prefix] == where) && !deleted.contains(prefix)) {
-        return text_of({{true, prefix, 1}}) + " is not where the moves say";
-      }
-    }
-    return "";
+    return deleted;
   }
 
   bool apply(const change_list &batch) {
@@ -122,7 +84,7 @@ class RoomMode : public updated_table_test {
     }
     look(when);
     if (status == 0) {
-      EXPECT_EQ(fault_of_moves(entries_of(before), entries_of(rows), batch, moves()), "") << when;
+      EXPECT_EQ(told_moves::fault(entries_of(before), entries_of(rows), deleted_by(batch), moves()), "") << when;
       EXPECT_EQ(counterexample(), "") << when;
       moved += moves().size();
     } else {
@@ -219,6 +181,50 @@ TEST_F(RoomMode, ChainsAreAcceptedUpToExactly64Bits) {
     }
     EXPECT_TRUE(!accepted || step > 1) << ends << ": the chain never met 64 bits";
   }
+}
+
+// A path on which every prefix has up to three leaves beside the next one, and where it ends, leaves and levels at
+// random, one by one: around the 64th bit most of them decide between right and 75.
+TEST_F(RoomMode, RandomTreesAreAcceptedAtExactly64BitsAndRefusedOneBeyond) {
+  size_t at_the_limit = 0;
+  size_t one_beyond = 0;
+  const auto add_one = [&](const ip_prefix &prefix) {
+    counting with = table;
+    const change_list batch = {{true, prefix, 1}};
+    with.apply(batch, true);
+    const uint32_t bits = bits_needed(with);
+    const bool accepted = apply(batch);
+    at_the_limit += accepted && bits == 64 ? 1 : 0;
+    one_beyond += !accepted && bits == 65 ? 1 : 0;
+  };
+  for (int round = 0; round < 80 && !HasFailure(); ++round) {
+    reset();
+    table = {};
+    first = {{true, {{}, 0}, 1}};
+    ASSERT_EQ(request(first), 0u);
+    table.compress(first);
+    look("start");
+    ip_prefix tip = {};
+    while (bits_needed(table) < 62 && tip.length < 120) {
+      const auto leaves = static_cast<unsigned>(random() % (1 + static_cast<unsigned>(round) % 4));
+      const unsigned step = leaves > 1 ? 2 : 1;
+      const uint64_t turn = random() % (uint64_t{1} << step);
+      change_list batch;
+      for (uint64_t i = 0; i <= leaves; ++i) {
+        batch.push_back({true, nested_tables::part_of(tip, step, turn ^ i), 1});
+      }
+      tip = batch.front().prefix;
+      ASSERT_TRUE(apply(batch));
+    }
+    for (int i = 0; i < 24 && !HasFailure(); ++i) {
+      const auto above = static_cast<uint8_t>(tip.length - random() % 8);
+      const unsigned bits = 1 + static_cast<unsigned>(random() % 5);
+      const ip_prefix near = {v6tool::masked(tip.key, above), above};
+      add_one(nested_tables::part_of(near, bits, random() % (uint64_t{1} << bits)));
+    }
+  }
+  EXPECT_GT(at_the_limit, 100u);
+  EXPECT_GT(one_beyond, 100u);
 }
 
 TEST_F(RoomMode, AMoveLimitRefusesWithNothingChanged) {
