@@ -1,43 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
-/* host_hardware.h - a model of the first-stage table in hardware, and the list that keeps it up to date.
+/* host_hardware.h - a model of hardware in two stages, as a driver would keep it.
  *
- * The hardware has a slot per prefix: key, length, result. Of the slots that match an address the one with the longest
- * prefix wins, wherever it stands.
- */
+ * Stage 1 answers an address with the key of the longest prefix that covers it. Stage 2 holds a rule on every prefix of
+ * the table, once for each of its codes, and matches the key; of the rules that match, the longest prefix wins. */
 #ifndef HOST_HARDWARE_H
 #define HOST_HARDWARE_H
 
-#include "host_table.h"
+#include <stdbool.h>
 
-typedef struct host_slot {
-  bool used;
-  host_prefix prefix;
-  uint8_t result[8]; /* the compressed address */
-} host_slot;
+#include "zel_v6comp_table.h"
+
+enum { HOST_ENTRIES = 1 << 17 };
+
+typedef struct host_stage {
+  zel_v6comp_table_write entries[HOST_ENTRIES]; /* each is the write that put it there */
+  size_t n;
+} host_stage;
 
 typedef struct host_hardware {
-  host_slot slots[TM_INCR_SLOTS];
-  uint32_t n_reached; /* slots from here on were never used */
-  uint32_t writes;    /* since the start */
-  tm_incr_update_list list;
+  host_stage keys;
+  host_stage codes;
 } host_hardware;
 
-/* One row that the hardware should hold. */
-typedef struct host_wanted {
-  host_prefix prefix;
-  tcamv6_cmpr_addr result;
-} host_wanted;
+/* Follow one write. False: the entry that it concerns is there already, or is not, or the stage is full. */
+bool host_write(host_hardware *hardware, const zel_v6comp_table_write *write);
 
-/* Bring the hardware from what it holds to n wanted rows, each of them after all rows inside it. After every single
- * write each address has its old or its new result. False: they do not fit. */
-bool host_program(host_hardware *hardware, const host_wanted *wanted, uint32_t n);
-
-/* The slot that answers for an address, null if none does. */
-const host_slot *host_hardware_match(const host_hardware *hardware, const uint8_t address[16]);
-
-/* The slot that holds a prefix, null if none does. */
-const host_slot *host_hardware_slot(const host_hardware *hardware, const host_prefix *prefix);
-
-uint32_t host_count_used(const host_hardware *hardware);
+/* The rule that an address matches in the end, or null. */
+const zel_v6comp_table_write *host_match(const host_hardware *hardware, const uint8_t address[16]);
 
 #endif
