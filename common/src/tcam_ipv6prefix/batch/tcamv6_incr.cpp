@@ -25,7 +25,7 @@
 //                     back, gives back what was taken and keeps what was given up: exact, and it needs no memory.
 //
 // Invariants: n_prefs counts the prefixes that are stored, n_rows those that are not anchors only; the journal is
-// open only inside run_batch; the counts that it does not cover are saved beside it (saved_counts).
+// open only inside tcamv6_run_batch; the counts that it does not cover are saved beside it (tcamv6_saved_counts).
 //
 // Cost: of a record, what it does to the structures, a few walks of at most 128 steps. The final count of rows would
 // be a walk of the whole table; it is made only where the count that is kept cannot be certain to agree.
@@ -38,14 +38,11 @@
 #include <string.h>
 
 #include "tcamv6_dump_internal.h"
-#include "tcamv6_extra_ops.h"
-#include "tcamv6_incr_add.h"
-#include "tcamv6_incr_del.h"
+#include "tcamv6_incr_batch.h"
 #include "tcamv6_moves_internal.h"
 #include "tcamv6_order.h"
 #include "tcamv6_output.h"
 #include "tcamv6_room.h"
-#include "tcamv6_safe.h"
 #include "tcamv6_state_internal.h"
 #include "tcamv6_stored.h"
 #include "tm_debug.h"
@@ -55,174 +52,8 @@
 namespace {
 
 constexpr const char *driver = "tcamv6_incr_compress";
-constexpr const char *undoer = "tcamv6_incr_compress_fail_cleanup";
 
-enum class batch_kind { request, undo };
-
-struct batch {
-  tcamv6_state *state;
-  tcamv6_update_rules rules;
-  uint32_t count;
-  const tcamv6_prefix *records;
-  tcamv6_cmpr_pref *cmpr_prefs;
-  tcamv6_cmpr_addr *cmpr_addrs;
-  uint32_t *extra_ops_pending;
-  uint32_t *changed;
-  uint32_t *walk_result;
-  uint32_t at;  // record being applied; count during the final walk
-};
-
-// What a journal does not cover.
-struct saved_counts {
-  uint32_t n_prefs;
-  uint32_t n_rows;
-  uint32_t tags_handed_out;
-};
-
-int32_t run_batch(batch *b, batch_kind kind);
-
-tm_util_trie_node *find_exact(const batch *b, const tcamv6_prefix *record) {
-  return tm_util_trie_lookup(tm_trie_node(b->state->orig_root), record->address, record->length, 0);
-}
-
-void log_prefix(const char *label, const tcamv6_prefix *record) {
-  TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d %s", label, TM_ADDR_ARGS(record->address), record->length,
-         tm_anchor_text(tm_prefix_is_anchor(record)));
-}
-
-const char *ordinal_suffix(uint32_t i) {
-  switch (i % 10) {  // the teens are not special: 11 is "11-st"
-    case 1:
-      return "st";
-    case 2:
-      return "nd";
-    case 3:
-      return "rd";
-    default:
-      return "th";
-  }
-}
-
-// ---- one deletion
-
-void log_absent(const tm_util_trie_node *node, const tcamv6_prefix *record) {
-  TM_LOG(error, "%s: Prefix does not exist (node %p, len %d)", driver, static_cast<const void *>(node),
-         node == nullptr ? -1 : node->len);
-  TM_LOG(error, "%s " TM_ADDR_FORMAT " / %d", "Unable to Find prefix in original trie", TM_ADDR_ARGS(record->address),
-         record->length);
-}
-
-// Is there nothing that this delete could take? Safe updates leave what anchors gave to the anchors.
-bool finds_nothing(const batch *b, const tm_util_trie_node *node, const tcamv6_prefix *record) {
-  if (!tcamv6_holds_prefix(node, record->length)) {
-    return true;
-  }
-  return b->rules.own_share && !tm_prefix_is_anchor(record) && tcamv6_own_share(node) == 0;
-}
-
-int32_t apply_delete(batch *b, tcamv6_cmpr_pref *slot) {
-  const tcamv6_prefix *record = &b->records[b->at];
-  tcamv6_cmpr_pref *pref = &b->cmpr_prefs[b->at];
-  const tm_util_trie_node *node = find_exact(b, record);
-  if (finds_nothing(b, node, record)) {
-    log_absent(node, record);
-    return TM_OK;
-  }
-  tcamv6_anc_data *data;
-  int32_t result = tcamv6_anc_data_of_prefix(node, driver, &data);
-  if (result != TM_OK) {
-    return result;
-  }
-  tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
-  pref->reference = data->handle;
-  // In compatible mode a sum of 0 looks like a last reference that went; otherwise only what left the structures
-  // counts.
-  uint32_t remaining = tcamv6_safe_updates_on() ? 1 : node->aux1;
-  int32_t changed = 0;
-  result = tcamv6_incr_del_prefix(b->state, &b->rules, record, slot, &changed, &remaining);
-  if (result != TM_OK) {
-    TM_LOG(error, "%s: Unable to delete %d-th prefix %d", driver, static_cast<int>(b->at), result);
-    return result;
-  }
-  pref->own_node = changed == 1;
-  if (changed == 1) {
-    *b->changed = 1;
-  }
-  if (remaining == 0 && b->state->n_prefs != 0) {
-    --b->state->n_prefs;
-  }
-  return TM_OK;
-}
-
-// ---- one addition
-
-void log_refusal(const batch *b, const tcamv6_prefix *record, int32_t result) {
-  TM_LOG(error,
-         "%s: Incremental Compression failed on the %d-%s new prefix (code %d): " TM_ADDR_FORMAT
-         " / %d. Recompression and brief disruption may occur.",
-         driver, static_cast<int>(b->at), ordinal_suffix(b->at), result, TM_ADDR_ARGS(record->address), record->length);
-}
-
-// The ancestor data of the prefix that was just added.
-int32_t find_added(const batch *b, const tcamv6_prefix *record, tcamv6_anc_data **data) {
-  const tm_util_trie_node *node = find_exact(b, record);
-  if (!tcamv6_holds_prefix(node, record->length)) {
-    TM_LOG(error, "%s: Error - inserted prefix not found in original trie len %d, node %p", driver, record->length,
-           static_cast<const void *>(node));
-    return TM_EFAULT;
-  }
-  const tcamv6_orig_data *orig = tcamv6_orig_data_of(node);
-  if (orig != nullptr && tcamv6_anc_node_of(orig) == nullptr) {
-    zel_fatal("\n%s:  trie_data->anc_node_idx is NULL", driver);
-  }
-  return tcamv6_anc_data_of_prefix(node, driver, data);
-}
-
-void write_results(batch *b, tcamv6_anc_data *data, int32_t changed, tcamv6_cmpr_pref *slot) {
-  const tcamv6_prefix *record = &b->records[b->at];
-  tcamv6_cmpr_pref *pref = &b->cmpr_prefs[b->at];
-  tcamv6_cmpr_addr *addr = &b->cmpr_addrs[b->at];
-  tcamv6_gen_trie_pref(tcamv6_cmpr_node(data), pref);
-  pref->own_node = changed != 0;
-  const tm_util_trie_node *address_node = tcamv6_cmpr_node(tcamv6_address_data(data, driver));
-  tcamv6_gen_trie_addr(address_node, addr);
-  log_prefix("Incr_cmpr: original:", record);
-  TM_LOG(result, "%s " TM_ADDR_FORMAT " / %d", "Incr_cmpr: compressed:", TM_ADDR_ARGS(pref->key), pref->length);
-  TM_LOG(result, "%s " TM_ADDR_FORMAT, "Incr_cmpr: address::", TM_ADDR_ARGS(addr->bytes));
-  if ((slot->flags_tag & TM_PREFIX_FLAG_ADD) != 0) {
-    *b->extra_ops_pending = 1;
-    tcamv6_gen_trie_pref(address_node, slot);
-  }
-}
-
-int32_t apply_add(batch *b, tcamv6_cmpr_pref *slot) {
-  const tcamv6_prefix *record = &b->records[b->at];
-  int32_t changed = 0;
-  const tcamv6_outcome outcome = tcamv6_incr_add_prefix(b->state, &b->rules, record, slot, &changed);
-  switch (outcome) {
-    case tcamv6_outcome::present:
-      *b->changed |= static_cast<uint32_t>(changed != 0);
-      break;
-    case tcamv6_outcome::placed:
-    case tcamv6_outcome::vanished:  // shows below, where the prefix is looked for
-      *b->changed = 1;
-      ++b->state->n_prefs;
-      break;
-    default:
-      log_refusal(b, record, tcamv6_status_of(outcome));
-      return tcamv6_status_of(outcome);
-  }
-  tcamv6_anc_data *data;
-  const int32_t result = find_added(b, record, &data);
-  if (result == TM_OK) {
-    write_results(b, data, changed, slot);
-  }
-  return result;
-}
-
-// ---- the batch
-
-int32_t allocate_extra_ops(batch *b) {
+int32_t allocate_extra_ops(tcamv6_batch *b) {
   tcamv6_state *state = b->state;
   if (state->extra_ops != nullptr) {
     TM_LOG(info, "%s: memory for previous extra ops[] not freed", driver);
@@ -240,18 +71,18 @@ int32_t allocate_extra_ops(batch *b) {
   return TM_OK;
 }
 
-int32_t apply_records(batch *b) {
+int32_t apply_records(tcamv6_batch *b) {
   tcamv6_order order = tcamv6_order_of(&b->rules, b->records, b->count);
   while (tcamv6_order_step(&order, &b->at)) {
     const tcamv6_prefix *record = &b->records[b->at];
-    log_prefix(driver, record);
+    tcamv6_log_prefix(driver, record);
     static_assert(sizeof *record == sizeof *b->cmpr_prefs, "results echo the request's records");
     memcpy(&b->cmpr_prefs[b->at], record, sizeof *record);
     tcamv6_cmpr_pref *slot = &b->state->extra_ops[b->count + b->at];
     const bool is_add = (record->flags_tag & TM_PREFIX_FLAG_ADD) != 0;
     int32_t result = tm_journal_reserve_record(driver);
     if (result == TM_OK) {
-      result = is_add ? apply_add(b, slot) : apply_delete(b, slot);
+      result = is_add ? tcamv6_apply_add(b, slot) : tcamv6_apply_delete(b, slot);
     }
     if (result != TM_OK) {
       return result;
@@ -262,7 +93,7 @@ int32_t apply_records(batch *b) {
 }
 
 // What was moved can be one of the batch's own additions: tell where these are in the end.
-void refresh_results(const batch *b) {
+void refresh_results(const tcamv6_batch *b) {
   for (uint32_t i = 0; i < b->count; ++i) {
     const tm_util_trie_node *node = tcamv6_find_stored(b->state, &b->records[i]);
     tcamv6_anc_data *data;
@@ -278,7 +109,7 @@ void refresh_results(const batch *b) {
   }
 }
 
-int32_t settle_moves(const batch *b) {
+int32_t settle_moves(const tcamv6_batch *b) {
   if (tcamv6_moves_collected()->count == 0) {
     return TM_OK;
   }
@@ -304,7 +135,7 @@ bool walk_is_certain(const tcamv6_state *state) {
 }
 
 // Rows of the table, or the walk's failure. The count kept per instance saves the walk where it is certain to agree.
-int32_t count_rows(const batch *b) {
+int32_t count_rows(const tcamv6_batch *b) {
   const tcamv6_state *state = b->state;
   if (walk_is_certain(state)) {
     assert(walk_rows(state) == static_cast<int32_t>(state->n_rows));
@@ -317,7 +148,7 @@ int32_t count_rows(const batch *b) {
   return rows;
 }
 
-int32_t apply_batch(batch *b) {
+int32_t apply_batch(tcamv6_batch *b) {
   int32_t result = allocate_extra_ops(b);
   if (result == TM_OK) {
     result = apply_records(b);
@@ -335,108 +166,7 @@ int32_t apply_batch(batch *b) {
   return result;
 }
 
-// ---- undo in compatible mode
-
-void log_undo_start(const batch *b) {
-  const void *state = b->state;
-  TM_LOG(trace, "%s starts statep %p index %d", undoer, state, static_cast<int>(b->at));
-  TM_LOG(error, "%s starts statep %p index %d", undoer, state, static_cast<int>(b->at));
-}
-
-void log_undo_size(const batch *b) {
-  TM_LOG(error, "%s : cleanup %d prefixes total %d prefixes", undoer, static_cast<int>(b->at),
-         static_cast<int>(b->state->n_prefs));
-}
-
-void log_undo_end(const batch *b, int32_t result) {
-  TM_LOG(error, "%s ends %d total %d prefixes", undoer, result, static_cast<int>(b->state->n_prefs));
-  TM_LOG(trace, "%s ends %d", undoer, result);
-}
-
-// The applied records turned round: first the additions, last one first, as deletes; then the deletes as additions.
-void fill_undo(const batch *b, tcamv6_prefix *records) {
-  uint32_t n = 0;
-  for (uint32_t i = b->at; i-- > 0;) {
-    if ((b->records[i].flags_tag & TM_PREFIX_FLAG_ADD) != 0) {
-      records[n] = b->records[i];
-      records[n++].flags_tag &= ~static_cast<uint32_t>(TM_PREFIX_FLAG_ADD);
-    }
-  }
-  for (uint32_t i = 0; i < b->at; ++i) {
-    if ((b->records[i].flags_tag & TM_PREFIX_FLAG_ADD) == 0) {
-      records[n] = b->records[i];
-      records[n++].flags_tag |= TM_PREFIX_FLAG_ADD;
-    }
-  }
-  if (n != b->at) {
-    zel_fatal("\n%s:  j is not equal to no_of_prefixes", undoer);
-  }
-}
-
-int32_t run_undo(const batch *b, tcamv6_prefix *records, tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs) {
-  fill_undo(b, records);
-  log_undo_size(b);
-  uint32_t extra_ops_pending = 0;
-  uint32_t changed = 0;
-  uint32_t walk_result = 0;
-  batch undo = {b->state,   b->rules,           b->at,    records,      cmpr_prefs,
-                cmpr_addrs, &extra_ops_pending, &changed, &walk_result, 0};
-  return run_batch(&undo, batch_kind::undo);
-}
-
-template <class Record>
-Record *allocate(uint32_t count) {
-  return static_cast<Record *>(zel_calloc_named(TM_MEM_TAG_LIST, count, sizeof(Record)));
-}
-
-int32_t tcamv6_incr_compress_fail_cleanup(const batch *b) {
-  if (b->at == 0) {
-    return TM_OK;
-  }
-  log_undo_start(b);
-  auto *records = allocate<tcamv6_prefix>(b->at);
-  auto *cmpr_prefs = allocate<tcamv6_cmpr_pref>(b->at);
-  auto *cmpr_addrs = allocate<tcamv6_cmpr_addr>(b->at);
-  const bool whole = records != nullptr && cmpr_prefs != nullptr && cmpr_addrs != nullptr;
-  const int32_t result = whole ? run_undo(b, records, cmpr_prefs, cmpr_addrs) : TM_OK;
-  tm_free(records);
-  tm_free(cmpr_prefs);
-  tm_free(cmpr_addrs);
-  if (whole) {
-    log_undo_end(b, result);
-  }
-  return result;
-}
-
-void undo_by_replay(const batch *b, batch_kind kind) {
-  // When the final walk of an undo fails, undoing it would only walk again.
-  if (kind == batch_kind::undo && b->at == b->count) {
-    return;
-  }
-  if (tcamv6_incr_compress_fail_cleanup(b) != TM_OK) {
-    TM_LOG(error, "%s: tcamv6_incr_compress_fail_cleanup failed", driver);
-  }
-}
-
-// ---- undo by the journal
-
-void roll_back(const batch *b, const saved_counts *saved) {
-  if (b->at != 0) {
-    log_undo_start(b);
-    log_undo_size(b);
-  }
-  tm_journal_rollback(tm_chunk_free);
-  b->state->n_prefs = saved->n_prefs;
-  b->state->n_rows = saved->n_rows;
-  tcamv6_take_back_tags(saved->tags_handed_out);
-  if (b->at != 0) {
-    log_undo_end(b, TM_OK);
-  }
-}
-
-// ----
-
-int32_t judge(const batch *b, int32_t result) {
+int32_t judge(const tcamv6_batch *b, int32_t result) {
   const tcamv6_batch_judge *j = b->rules.judge;
   if (result != TM_OK && b->at < b->count) {
     j->refused(j->user, &b->records[b->at]);
@@ -444,7 +174,16 @@ int32_t judge(const batch *b, int32_t result) {
   return result == TM_OK ? j->accept(j->user) : result;
 }
 
-int32_t run_batch(batch *b, batch_kind kind) {
+bool has_arguments(const tcamv6_batch *b) {
+  const bool has_arrays =
+      tcamv6_are_prefixes(b->records, b->count) && b->cmpr_prefs != nullptr && b->cmpr_addrs != nullptr;
+  return !tcamv6_state_unusable(b->state) && (b->count == 0 || has_arrays) && b->extra_ops_pending != nullptr &&
+         b->changed != nullptr && b->walk_result != nullptr;
+}
+
+}  // namespace
+
+int32_t tcamv6_run_batch(tcamv6_batch *b, tcamv6_batch_kind kind) {
   TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", driver,
          static_cast<void *>(b->state), static_cast<int>(b->count), static_cast<const void *>(b->records),
          static_cast<void *>(b->cmpr_prefs), static_cast<void *>(b->cmpr_addrs));
@@ -452,7 +191,7 @@ int32_t run_batch(batch *b, batch_kind kind) {
   *b->extra_ops_pending = 0;
   tm_chunk_log_statistics("Starting point");
   tcamv6_moves_begin();
-  const saved_counts saved = {b->state->n_prefs, b->state->n_rows, tcamv6_tags_handed_out()};
+  const tcamv6_saved_counts saved = {b->state->n_prefs, b->state->n_rows, tcamv6_tags_handed_out()};
   int32_t result = b->rules.rolls_back ? tm_journal_open(driver) : TM_OK;
   const bool journalled = tm_journal_is_open;
   if (result == TM_OK) {
@@ -479,31 +218,22 @@ int32_t run_batch(batch *b, batch_kind kind) {
   TM_LOG(trace, "%s: Complete %d", driver, result);
   if (result != TM_OK) {
     if (journalled) {
-      roll_back(b, &saved);
+      tcamv6_roll_back(b, &saved);
     } else if (!b->rules.rolls_back) {
-      undo_by_replay(b, kind);
+      tcamv6_undo_by_replay(b, kind);
     }
   }
   return result;
 }
 
-bool has_arguments(const batch *b) {
-  const bool has_arrays =
-      tcamv6_are_prefixes(b->records, b->count) && b->cmpr_prefs != nullptr && b->cmpr_addrs != nullptr;
-  return !tcamv6_state_unusable(b->state) && (b->count == 0 || has_arrays) && b->extra_ops_pending != nullptr &&
-         b->changed != nullptr && b->walk_result != nullptr;
-}
-
-}  // namespace
-
 int32_t tcamv6_incr_compress(tcamv6_state *state, uint32_t n_prefs, const tcamv6_prefix *inp_prefs,
                              tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs, uint32_t *extra_ops_pending,
                              uint32_t *changed, uint32_t *walk_result) {
   constexpr const char *function = "tcamv6_incr_compress";
-  batch b = {state,      tcamv6_rules_now(), n_prefs, inp_prefs,   cmpr_prefs,
-             cmpr_addrs, extra_ops_pending,  changed, walk_result, 0};
+  tcamv6_batch b = {state,      tcamv6_rules_now(), n_prefs, inp_prefs,   cmpr_prefs,
+                    cmpr_addrs, extra_ops_pending,  changed, walk_result, 0};
   if (has_arguments(&b)) {
-    return run_batch(&b, batch_kind::request);
+    return tcamv6_run_batch(&b, tcamv6_batch_kind::request);
   }
   TM_LOG(trace, "%s: Starting handle %p, n_prefs %d, inp_prefs %p, cmpr_prefs %p, cmpr_addrs %p, ", function,
          static_cast<void *>(state), static_cast<int>(n_prefs), static_cast<const void *>(inp_prefs),

@@ -17,12 +17,10 @@
 // are not are the staying children looked at one by one.
 #include "tcamv6_incr_newlvl.h"
 
-#include <assert.h>
-
 #include "tcamv6_cmpr_path.h"
 #include "tcamv6_incr_add.h"
 #include "tcamv6_leftovers.h"
-#include "tcamv6_safe.h"
+#include "tcamv6_new_level.h"
 #include "tcamv6_siblings.h"
 #include "tm_debug.h"
 #include "tm_journal.h"
@@ -35,36 +33,8 @@ namespace {
 constexpr const char *leveler = "tcav6_incr_add_pref_newlvl";
 constexpr size_t edits_per_adopted = 16;  // words of the links of the child and its neighbours in both chains
 
-// A child of the parent that the new prefix contains.
-struct adopted_child {
-  tm_n_ary_node *node;
-  int32_t order;
-};
-
-struct new_level {
-  tcamv6_state *state;
-  const tcamv6_update_rules *rules;
-  const tcamv6_prefix *prefix;
-  int32_t max_cmpr_len;
-  tm_util_trie_node *trie_node;  // E: where the prefix will live
-  const tm_util_trie_node *enclosing[TCAMV6_MAX_PREF_LEN + 1];
-  size_t n_enclosing;
-  tm_n_ary_node *parent;  // of the last of these
-  tcamv6_anc_data *parent_data;
-  adopted_child *adopted;  // in the order of the parent's chain
-  size_t n_adopted;
-  tm_util_trie_node *cmpr_node;  // N
-  tm_n_ary_node *dummy;
-  tm_util_trie_node *dummy_end;
-  tm_trie_grown dummy_path;
-  tm_n_ary_node *anc_node;
-  tcamv6_orig_data *orig;
-};
-
-tm_util_trie_node *cmpr_node_of(const tm_n_ary_node *node) { return tcamv6_cmpr_node(tcamv6_anc_data_of(node)); }
-
 // Walk to the prefix's node and note the stored prefixes on the way.
-int32_t find_trie_node(new_level *level) {
+int32_t find_trie_node(tcamv6_new_level *level) {
   const tcamv6_prefix *prefix = level->prefix;
   tm_util_trie_node *node = tm_trie_node(level->state->orig_root);
   for (int32_t depth = 0; node != nullptr; ++depth) {
@@ -88,7 +58,7 @@ int32_t find_trie_node(new_level *level) {
   return TM_OK;
 }
 
-int32_t find_parent(new_level *level) {
+int32_t find_parent(tcamv6_new_level *level) {
   const int32_t result = find_trie_node(level);
   if (result != TM_OK) {
     return result;
@@ -140,18 +110,13 @@ bool for_each_shortest_below(const tm_util_trie_node *top, Visit visit) {
 }
 
 int compare_orders(const void *a, const void *b) {
-  const int32_t x = static_cast<const adopted_child *>(a)->order;
-  const int32_t y = static_cast<const adopted_child *>(b)->order;
+  const int32_t x = static_cast<const tcamv6_adopted_child *>(a)->order;
+  const int32_t y = static_cast<const tcamv6_adopted_child *>(b)->order;
   return (x > y) - (x < y);
 }
 
-bool contains(const new_level *level, const tcamv6_anc_data *child) {
-  return !tcamv6_anc_is_dummy(child) &&
-         tm_util_trie_is_ancestor(level->trie_node, tm_trie_node(child->orig), 1) == TM_OK;
-}
-
 // Put the adopted in the order of the parent's chain.
-void sort_adopted(new_level *level) {
+void sort_adopted(tcamv6_new_level *level) {
   tm_stable_sort(level->adopted, level->n_adopted, sizeof *level->adopted, compare_orders);
   for (size_t i = 1; i < level->n_adopted; ++i) {
     if (level->adopted[i - 1].order != level->adopted[i].order) {
@@ -161,7 +126,7 @@ void sort_adopted(new_level *level) {
     size_t n = 0;
     for (tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
          child = tcamv6_anc_next(child)) {
-      if (contains(level, tcamv6_anc_data_of(child))) {
+      if (tcamv6_level_contains(level, tcamv6_anc_data_of(child))) {
         level->adopted[n++].node = child;
       }
     }
@@ -170,7 +135,7 @@ void sort_adopted(new_level *level) {
 }
 
 // Note the child that a trie node below the prefix holds.
-int32_t adopt(new_level *level, const tm_util_trie_node *node) {
+int32_t adopt(tcamv6_new_level *level, const tm_util_trie_node *node) {
   tm_n_ary_node *child = tcamv6_anc_node_of(node);
   const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
   if (data == nullptr) {
@@ -186,14 +151,15 @@ int32_t adopt(new_level *level, const tm_util_trie_node *node) {
   return TM_OK;
 }
 
-int32_t collect_adopted(new_level *level) {
+int32_t collect_adopted(tcamv6_new_level *level) {
   size_t count = 0;
   for_each_shortest_below(level->trie_node, [&](const tm_util_trie_node *) { return ++count, true; });
   if (count == 0) {
     TM_LOG(info, "%s: No descendents of prefix in anc_tree %d", leveler, TM_EINVAL);
     return TM_EINVAL;
   }
-  level->adopted = static_cast<adopted_child *>(zel_malloc_named(TM_MEM_TAG_CELL, count * sizeof(adopted_child)));
+  level->adopted =
+      static_cast<tcamv6_adopted_child *>(zel_malloc_named(TM_MEM_TAG_CELL, count * sizeof(tcamv6_adopted_child)));
   if (level->adopted == nullptr) {
     TM_LOG(info, "%s: list_insert failed %d", leveler, TM_ENOMEM);
     return TM_ENOMEM;
@@ -210,143 +176,13 @@ int32_t collect_adopted(new_level *level) {
   return TM_OK;
 }
 
-// ---- where its key goes
-
-tm_util_trie_node *cmpr_root_of(const new_level *level) {
-  const tcamv6_anc_data *root_data = tcamv6_data_of_stored(tm_trie_node(level->state->orig_root));
-  return root_data == nullptr ? nullptr : tcamv6_cmpr_node(root_data);
-}
-
-// Common ancestor, in the compressed trie, of the adopted children's nodes; null when there is none. Folded from the
-// last child on: key bits beyond the shorter node can decide, and so the order does.
-tm_util_trie_node *common_code(const new_level *level) {
-  tm_util_trie_node *cmpr_root = cmpr_root_of(level);
-  size_t i = level->n_adopted - 1;
-  tm_util_trie_node *common = cmpr_node_of(level->adopted[i].node);
-  while (i-- > 0) {
-    tm_util_trie_node *node = cmpr_node_of(level->adopted[i].node);
-    common = level->rules->right_places ? tcamv6_safe_common_ancestor(cmpr_root, common, node)
-                                        : tm_util_trie_common_ancestor(cmpr_root, common, node, 1);
-  }
-  return common;
-}
-
-// Is there a staying child, the parent's dummy included, whose compressed node is one of those asked for?
-template <class Test>
-bool any_staying(const new_level *level, Test test) {
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(level->parent); child != nullptr;
-       child = tcamv6_anc_next(child)) {
-    const tcamv6_anc_data *data = tcamv6_anc_data_of(child);
-    if (!contains(level, data) && test(tcamv6_cmpr_node(data))) {
-      return true;
-    }
-  }
-  return false;
-}
-
-// Owners of the compressed nodes above one, as far as its path exists.
-uint32_t owners_above(const tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
-  uint32_t owners = 0;
-  const tm_util_trie_node *at = cmpr_root;
-  for (int32_t depth = 0; at != nullptr && depth < node->len; ++depth) {
-    owners += at->owners;
-    at = tm_trie_child(at, tm_key_bit(node->key, depth));
-  }
-  return owners;
-}
-
-// Those of them that are enclosing prefixes.
-uint32_t enclosing_above(const new_level *level, const tm_util_trie_node *node) {
-  uint32_t count = 0;
-  for (size_t i = 0; i < level->n_enclosing; ++i) {
-    const tcamv6_anc_data *data = tcamv6_data_of_stored(level->enclosing[i]);
-    count += data != nullptr && tm_util_trie_is_ancestor(tcamv6_cmpr_node(data), node, 1) == TM_OK;
-  }
-  return count;
-}
-
-// Does a staying child's node lie above another?
-bool staying_above(const new_level *level, const tm_util_trie_node *node) {
-  if (node == nullptr) {
-    return false;
-  }
-  const auto lies_above = [&](const tm_util_trie_node *staying) {
-    return tm_util_trie_is_ancestor(staying, node, 1) == TM_OK;
-  };
-  if (owners_above(cmpr_root_of(level), node) == enclosing_above(level, node)) {
-    assert(!any_staying(level, lies_above));
-    return false;
-  }
-  return any_staying(level, lies_above);
-}
-
-// Owners of the topmost owned nodes at or below a node.
-uint32_t owners_below(const tm_util_trie_node *node) {
-  if (node == nullptr || node->owners != 0) {
-    return node == nullptr ? 0 : node->owners;
-  }
-  return owners_below(tm_trie_child(node, 0)) + owners_below(tm_trie_child(node, 1));
-}
-
-// Does a staying child's node lie at or below another, which all of the adopted lie below? Unless levels were added as
-// written, the nodes of two prefixes nest only if these do, and what lies below an adopted child's node is its own.
-bool staying_below(const new_level *level, const tm_util_trie_node *node) {
-  const auto lies_below = [&](const tm_util_trie_node *staying) {
-    return staying == node || tm_util_trie_is_ancestor(node, staying, 1) == TM_OK;
-  };
-  if ((level->state->marks & TCAMV6_MARK_LOOSE_LEVELS) == 0 && owners_below(node) == level->n_adopted) {
-    assert(!any_staying(level, lies_below));
-    return false;
-  }
-  return any_staying(level, lies_below);
-}
-
-int32_t refuse() {
-  TM_LOG(info, "%s: WARNING: Specified prefix cannot be inserted incrementally. Reoptimize.", leveler);
-  return TM_ENOENT;
-}
-
-// Safe updates: is N the new prefix's alone, above all adopted children, with no staying one at or below it?
-bool is_right_place(const new_level *level) {
-  const tm_util_trie_node *place = level->cmpr_node;
-  if (place->tag != 0) {
-    return false;
-  }
-  for (size_t i = 0; i < level->n_adopted; ++i) {
-    if (tm_util_trie_is_ancestor(place, cmpr_node_of(level->adopted[i].node), 1) != TM_OK) {
-      return false;
-    }
-  }
-  return !staying_below(level, place);
-}
-
-int32_t find_place(new_level *level) {
-  const tm_util_trie_node *common = common_code(level);
-  if (staying_above(level, common)) {
-    return refuse();
-  }
-  if (common == nullptr) {
-    return TM_ENOENT;
-  }
-  tm_util_trie_node *parent_node = tcamv6_cmpr_node(level->parent_data);
-  tm_util_trie_node *first = tm_util_trie_tracepath(parent_node, common->key, parent_node->len, common->len, 1, 1);
-  if (first == nullptr) {
-    TM_LOG(info, "%s: cmpr_pref_node NULL. Fault.", leveler);
-    return TM_EFAULT;
-  }
-  const int32_t halfway = (common->len + first->len + 1) / 2;
-  tm_util_trie_node *place = tm_util_trie_tracepath(first, common->key, first->len, halfway, 0, 0);
-  level->cmpr_node = place != nullptr ? place : first;
-  return level->rules->right_places && !is_right_place(level) ? refuse() : TM_OK;
-}
-
 // ---- making it
 
-void log_prefix(const new_level *level, const char *label) {
+void log_prefix(const tcamv6_new_level *level, const char *label) {
   TM_LOG(error, "%s " TM_ADDR_FORMAT " / %d", label, TM_ADDR_ARGS(level->prefix->address), level->prefix->length);
 }
 
-int32_t make_dummy(new_level *level) {
+int32_t make_dummy(tcamv6_new_level *level) {
   const int32_t result = tcamv6_anc_tree_node_new(true, &level->dummy);
   if (result != TM_OK) {
     log_prefix(level, ": Failed to create dummy for new node");
@@ -361,7 +197,7 @@ int32_t make_dummy(new_level *level) {
   return TM_OK;
 }
 
-int32_t make_records(new_level *level) {
+int32_t make_records(tcamv6_new_level *level) {
   const int32_t result = tcamv6_anc_tree_node_new(false, &level->anc_node);
   if (result != TM_OK) {
     TM_LOG(info, "%s: Failed to create new anc node %d", leveler, result);
@@ -376,7 +212,7 @@ int32_t make_records(new_level *level) {
 }
 
 // From here on nothing fails.
-void link_level(const new_level *level) {
+void link_level(const tcamv6_new_level *level) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(level->anc_node);
   tcamv6_push_child(level->anc_node, level->dummy);
   for (size_t i = 0; i < level->n_adopted; ++i) {
@@ -403,22 +239,23 @@ void link_level(const new_level *level) {
 }
 
 // The compressed path of the dummy stays where it is, and keeps its place until it is reclaimed.
-void clean_up(const new_level *level) {
+void clean_up(const tcamv6_new_level *level) {
   tcamv6_abandon_anc_node(level->dummy);
   tcamv6_abandon_anc_node(level->anc_node);
-  tm_util_trie_node *cmpr_root = level->dummy_path.end == nullptr ? nullptr : cmpr_root_of(level);
+  tm_util_trie_node *cmpr_root = level->dummy_path.end == nullptr ? nullptr : tcamv6_level_cmpr_root(level);
   if (cmpr_root != nullptr) {
     tcamv6_remember_path(cmpr_root, &level->dummy_path);
   }
 }
 
-int32_t reserve_links(new_level *level) {
+int32_t reserve_links(tcamv6_new_level *level) {
   return tm_journal_reserve_edits(leveler, level->n_adopted * edits_per_adopted);
 }
 
-int32_t add_level(new_level *level) {
-  using step = int32_t (*)(new_level *);
-  constexpr step steps[] = {find_parent, collect_adopted, reserve_links, find_place, make_dummy, make_records};
+int32_t add_level(tcamv6_new_level *level) {
+  using step = int32_t (*)(tcamv6_new_level *);
+  constexpr step steps[] = {find_parent, collect_adopted, reserve_links, tcamv6_find_level_place,
+                            make_dummy,  make_records};
   for (const step next : steps) {
     const int32_t result = next(level);
     if (result != TM_OK) {
@@ -437,7 +274,7 @@ int32_t tcav6_incr_add_pref_newlvl(tcamv6_state *state, const tcamv6_update_rule
          static_cast<void *>(state == nullptr ? nullptr : tm_trie_node(state->orig_root)),
          static_cast<const void *>(prefix), max_cmpr_len);
   int32_t result = TM_EINVAL;
-  new_level level = {};
+  tcamv6_new_level level = {};
   if (state == nullptr || state->orig_root == TM_CHUNK_IDX_NULL || prefix == nullptr) {
     TM_LOG(info, "%s: Bad arguments", function);
   } else {

@@ -39,38 +39,17 @@
 #include "tcamv6_repair.h"
 
 #include "tcamv6_children.h"
-#include "tcamv6_incr_add.h"
 #include "tcamv6_layout.h"
 #include "tcamv6_recode.h"
+#include "tcamv6_slide.h"
 
 namespace {
 
-constexpr int32_t longest_slide_up = 4;  // bits that a block grows at once
 constexpr int32_t longest_enlarging = 6;
 constexpr uint32_t most_level_nodes = 16;  // looked at, the cheapest first, before all adopted ones are moved
 
 int32_t larger(int32_t a, int32_t b) { return a > b ? a : b; }
 int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
-
-tm_util_trie_node *cmpr_root(const tcamv6_newcomer *newcomer) { return tm_trie_node(newcomer->state->cmpr_root); }
-
-tm_util_trie_node *node_of(const tm_n_ary_node *prefix) { return tcamv6_cmpr_node(tcamv6_anc_data_of(prefix)); }
-
-tcamv6_code code_of(const tm_n_ary_node *prefix) { return tcamv6_code_of(node_of(prefix)); }
-
-const tm_util_trie_node *stored_of(const tm_n_ary_node *prefix) {
-  return tm_trie_node(tcamv6_anc_data_of(prefix)->orig);
-}
-
-bool is_dummy(const tm_n_ary_node *prefix) { return tcamv6_anc_is_dummy(tcamv6_anc_data_of(prefix)); }
-
-tcamv6_outcome lift_and_put(const tcamv6_recoding *recoding) {
-  int32_t result = tcamv6_recoding_lift(recoding);
-  if (result == TM_OK) {
-    result = tcamv6_recoding_put(recoding);
-  }
-  return tcamv6_outcome_of(result);
-}
 
 // ---- re-lay
 
@@ -85,14 +64,14 @@ int32_t list_subtree(tcamv6_recoding *recoding, tm_n_ary_node *prefix) {
 
 tcamv6_outcome lay_out(tcamv6_recoding *recoding, tcamv6_code top) {
   const tcamv6_outcome outcome = tcamv6_outcome_of(tcamv6_layout(recoding, top));
-  return outcome == tcamv6_outcome::placed ? lift_and_put(recoding) : outcome;
+  return outcome == tcamv6_outcome::placed ? tcamv6_lift_and_put(recoding) : outcome;
 }
 
 // Lay the smallest subtree around the newcomer, which is linked, out anew. Its topmost prefix keeps its code.
 tcamv6_outcome relay(const tcamv6_newcomer *newcomer) {
   for (int32_t i = newcomer->n_enclosing; i-- > 0;) {
     tm_n_ary_node *prefix = tcamv6_anc_node_of(newcomer->enclosing[i]);
-    const tcamv6_code top = code_of(prefix);
+    const tcamv6_code top = tcamv6_prefix_code(prefix);
     tcamv6_recoding recoding = tcamv6_recoding_of(newcomer->state);
     tcamv6_outcome outcome = tcamv6_outcome_of(list_subtree(&recoding, prefix));
     const bool fits = outcome == tcamv6_outcome::placed && recoding.list[0].cost <= newcomer->most - top.len;
@@ -113,7 +92,7 @@ tcamv6_outcome relay_in_free_block(const tcamv6_newcomer *newcomer) {
   tcamv6_outcome outcome = tcamv6_outcome_of(list_subtree(&recoding, newcomer->node));
   tcamv6_code block;
   if (outcome == tcamv6_outcome::placed &&
-      tcamv6_free_below(node_of(newcomer->parent), newcomer->most, nullptr, &block) &&
+      tcamv6_free_below(tcamv6_prefix_node(newcomer->parent), newcomer->most, nullptr, &block) &&
       recoding.list[0].cost <= newcomer->most - block.len) {
     const int32_t spare = newcomer->most - block.len - recoding.list[0].cost;
     outcome = lay_out(&recoding, tcamv6_code_cut(block, block.len + smaller(spare / 2, 2)));
@@ -129,115 +108,6 @@ tcamv6_outcome link_and_relay(tcamv6_newcomer *newcomer) {
   return outcome == tcamv6_outcome::placed ? relay(newcomer) : outcome;
 }
 
-// ---- slides
-
-struct slide {
-  tm_n_ary_node *prefix;  // null: none was found
-  tcamv6_code to;         // as far as it can go
-  uint32_t cost;          // entries
-};
-
-tcamv6_outcome slide_to(const tcamv6_newcomer *newcomer, tm_n_ary_node *prefix, tcamv6_code to) {
-  tcamv6_recoding recoding = tcamv6_recoding_of(newcomer->state);
-  tcamv6_outcome outcome = tcamv6_outcome_of(tcamv6_recoding_add(&recoding, prefix));
-  if (outcome == tcamv6_outcome::placed) {
-    tcamv6_recoded *recoded = &recoding.list[0];
-    recoded->new_code = to;
-    if (!tcamv6_code_covers(to, recoded->old_address)) {
-      recoded->new_address = tcamv6_code_cut(to, newcomer->most);
-    }
-    if (tcamv6_anc_data_of(prefix)->dummy == TM_CHUNK_IDX_NULL) {
-      recoded->new_address = tcamv6_code_cut(to, newcomer->most);
-    }
-    outcome = lift_and_put(&recoding);
-  }
-  tcamv6_recoding_free(&recoding);
-  return outcome;
-}
-
-uint32_t own_entry(const tm_n_ary_node *prefix) { return !tcamv6_is_anchor_only(stored_of(prefix)); }
-
-// The highest code above a prefix's that has nothing else below it.
-tcamv6_code highest_above(const tcamv6_newcomer *newcomer, tm_n_ary_node *prefix, int32_t below) {
-  const tcamv6_code code = code_of(prefix);
-  int32_t highest = code.len;
-  const tm_util_trie_node *node = cmpr_root(newcomer);
-  while (node != nullptr && node->len < code.len) {
-    const uint32_t bit = tcamv6_code_bit(code, node->len);
-    const bool alone = node->len > below && node->owners == 0 && tm_trie_child(node, 1 - bit) == nullptr;
-    highest = alone ? smaller(highest, node->len) : code.len;
-    node = tm_trie_child(node, bit);
-  }
-  return tcamv6_code_cut(code, highest);
-}
-
-// The deepest code below a prefix's that still covers all that it covers.
-tcamv6_code lowest_below(const tcamv6_newcomer *newcomer, const tm_n_ary_node *prefix) {
-  const tm_util_trie_node *node = node_of(prefix);
-  if (tm_trie_is_leaf(node)) {
-    return tcamv6_code_cut(tcamv6_code_of(node), newcomer->most);
-  }
-  for (;;) {
-    const tm_util_trie_node *left = tm_trie_child(node, 0);
-    const tm_util_trie_node *right = tm_trie_child(node, 1);
-    const tm_util_trie_node *next = left != nullptr ? left : right;
-    if ((left != nullptr && right != nullptr) || next == nullptr || next->owners != 0) {
-      return tcamv6_code_of(node);
-    }
-    node = next;
-  }
-}
-
-// How far a code that can go down to `lowest` is to go.
-tcamv6_code part_of_the_way_down(const tcamv6_newcomer *newcomer, const tm_n_ary_node *prefix, tcamv6_code lowest,
-                                 int32_t least) {
-  const int32_t len = code_of(prefix).len;
-  const int32_t wanted = tcamv6_target_length(stored_of(prefix)->len, newcomer->most) - len;
-  const int32_t half = larger(least, (lowest.len - len) / 2);
-  return tcamv6_code_cut(lowest, len + smaller(half, larger(2, wanted)));
-}
-
-// The cheapest slide that makes room below the parent: the parent's own, or that of the shortest code below it.
-slide find_slide(const tcamv6_newcomer *newcomer) {
-  slide best = {};
-  int32_t best_len = 0;
-  const auto offer = [&](tm_n_ary_node *prefix, tcamv6_code to, int32_t len) {
-    const uint32_t cost = own_entry(prefix);
-    if (best.prefix == nullptr || cost < best.cost || (cost == best.cost && len < best_len)) {
-      best = {prefix, to, cost};
-      best_len = len;
-    }
-  };
-  if (newcomer->n_enclosing > 1) {
-    const tm_util_trie_node *around =
-        tcamv6_cmpr_node(tcamv6_data_of_stored(newcomer->enclosing[newcomer->n_enclosing - 2]));
-    const tcamv6_code highest = highest_above(newcomer, newcomer->parent, around->len);
-    if (highest.len < code_of(newcomer->parent).len) {
-      offer(newcomer->parent, highest, 0);
-    }
-  }
-  for (tm_n_ary_node *child = tcamv6_anc_first_child(newcomer->parent); child != nullptr;
-       child = tcamv6_anc_next(child)) {
-    if (!is_dummy(child)) {
-      const tcamv6_code lowest = lowest_below(newcomer, child);
-      const int32_t len = code_of(child).len;
-      if (lowest.len > len) {
-        offer(child, lowest, len);
-      }
-    }
-  }
-  return best;
-}
-
-tcamv6_outcome make_slide(const tcamv6_newcomer *newcomer, const slide *found) {
-  if (found->prefix == newcomer->parent) {
-    const int32_t len = code_of(found->prefix).len;
-    const tcamv6_code to = tcamv6_code_cut(code_of(found->prefix), larger(found->to.len, len - longest_slide_up));
-    return slide_to(newcomer, found->prefix, to);
-  }
-  return slide_to(newcomer, found->prefix, part_of_the_way_down(newcomer, found->prefix, found->to, 1));
-}
-
 // ---- a larger block
 
 // Give the parent a larger free block of the prefix around it. Its children keep their places, in the first part.
@@ -248,7 +118,7 @@ bool enlarge(const tcamv6_newcomer *newcomer, tcamv6_outcome *outcome) {
   }
   const tm_util_trie_node *around =
       tcamv6_cmpr_node(tcamv6_data_of_stored(newcomer->enclosing[newcomer->n_enclosing - 2]));
-  const tcamv6_code old = code_of(newcomer->parent);
+  const tcamv6_code old = tcamv6_prefix_code(newcomer->parent);
   tcamv6_code block;
   if (!tcamv6_free_below(around, newcomer->most, nullptr, &block) || block.len >= old.len) {
     return false;
@@ -259,7 +129,7 @@ bool enlarge(const tcamv6_newcomer *newcomer, tcamv6_outcome *outcome) {
   if (*outcome == tcamv6_outcome::placed) {
     tcamv6_recoding_shift(&recoding, tcamv6_code_cut(block, old.len));
     recoding.list[0].new_code = block;
-    *outcome = lift_and_put(&recoding);
+    *outcome = tcamv6_lift_and_put(&recoding);
   }
   tcamv6_recoding_free(&recoding);
   return true;
@@ -276,7 +146,7 @@ struct destination {
 bool find_destination(const tcamv6_newcomer *newcomer, const tcamv6_recoding *child, const tm_util_trie_node *parent,
                       const tcamv6_code *avoid, destination *found) {
   const tcamv6_recoded *top = &child->list[0];
-  const tm_util_trie_node *stored = stored_of(top->node);
+  const tm_util_trie_node *stored = tcamv6_prefix_stored(top->node);
   const bool is_leaf = child->count == 1;
   const tcamv6_departure from = tcamv6_departure_of(parent, stored->key, stored->len);
   const tcamv6_spot spot = {newcomer->most, parent, stored->key, stored->len, from};
@@ -300,7 +170,7 @@ tcamv6_outcome move_child(const tcamv6_newcomer *newcomer, tm_n_ary_node *child,
     outcome = tcamv6_outcome::no_room;
   } else if (outcome == tcamv6_outcome::placed && to.is_whole && recoding.count > 1) {
     tcamv6_recoding_shift(&recoding, to.block);
-    outcome = lift_and_put(&recoding);
+    outcome = tcamv6_lift_and_put(&recoding);
   } else if (outcome == tcamv6_outcome::placed) {
     outcome = lay_out(&recoding, to.block);
   }
@@ -311,38 +181,20 @@ tcamv6_outcome move_child(const tcamv6_newcomer *newcomer, tm_n_ary_node *child,
 // Move the parent's own address out of a node. no_room: nothing was done.
 tcamv6_outcome move_address(const tcamv6_newcomer *newcomer, tcamv6_code out_of) {
   tcamv6_code to;
-  if (!tcamv6_free_below(node_of(newcomer->parent), newcomer->most, &out_of, &to)) {
+  if (!tcamv6_free_below(tcamv6_prefix_node(newcomer->parent), newcomer->most, &out_of, &to)) {
     return tcamv6_outcome::no_room;
   }
   tcamv6_recoding recoding = tcamv6_recoding_of(newcomer->state);
   tcamv6_outcome outcome = tcamv6_outcome_of(tcamv6_recoding_add(&recoding, newcomer->parent));
   if (outcome == tcamv6_outcome::placed) {
     recoding.list[0].new_address = tcamv6_code_cut(to, newcomer->most);
-    outcome = lift_and_put(&recoding);
+    outcome = tcamv6_lift_and_put(&recoding);
   }
   tcamv6_recoding_free(&recoding);
   return outcome;
 }
 
 // ---- levels
-
-// The only adopted child goes down, and the newcomer gets its code. Returns false when it cannot.
-bool slide_adopted(tcamv6_newcomer *newcomer, tcamv6_outcome *outcome) {
-  if (newcomer->n_adopted != 1) {
-    return false;
-  }
-  tm_n_ary_node *child = newcomer->adopted[0];
-  const tcamv6_code code = code_of(child);
-  const tcamv6_code lowest = lowest_below(newcomer, child);
-  if (lowest.len == code.len) {
-    return false;
-  }
-  *outcome = slide_to(newcomer, child, part_of_the_way_down(newcomer, child, lowest, 1));
-  if (*outcome == tcamv6_outcome::placed) {
-    *outcome = tcamv6_newcomer_settle(newcomer, code);
-  }
-  return true;
-}
 
 // Can the newcomer take a node: is there a place for the parent's address outside, and one for its own inside?
 bool can_take(const tcamv6_newcomer *newcomer, const tcamv6_children *children, tcamv6_code code) {
@@ -352,19 +204,20 @@ bool can_take(const tcamv6_newcomer *newcomer, const tcamv6_children *children, 
   bool has_strays = false;
   bool has_address = false;
   for (size_t i = first; i < end; ++i) {
-    has_address |= is_dummy(children->list[i].node);
+    has_address |= tcamv6_prefix_is_dummy(children->list[i].node);
     has_strays |= !children->list[i].is_adopted;
   }
   tcamv6_code unused;
-  if (has_address && !tcamv6_free_below(node_of(newcomer->parent), newcomer->most, &code, &unused)) {
+  if (has_address && !tcamv6_free_below(tcamv6_prefix_node(newcomer->parent), newcomer->most, &code, &unused)) {
     return false;
   }
-  return has_strays || tcamv6_free_below(tcamv6_node_at(cmpr_root(newcomer), code), newcomer->most, nullptr, &unused);
+  return has_strays ||
+         tcamv6_free_below(tcamv6_node_at(tcamv6_cmpr_root_of(newcomer), code), newcomer->most, nullptr, &unused);
 }
 
 // The cheapest node that the newcomer can take.
 bool choose_level_node(const tcamv6_newcomer *newcomer, const tcamv6_children *children, tcamv6_level_node *chosen) {
-  const tcamv6_code parent = code_of(newcomer->parent);
+  const tcamv6_code parent = tcamv6_prefix_code(newcomer->parent);
   tcamv6_level_node last;
   for (uint32_t i = 0; i < most_level_nodes; ++i) {
     if (!tcamv6_best_level_node(children, parent, i == 0 ? nullptr : &last, chosen)) {
@@ -387,7 +240,7 @@ tcamv6_outcome clear_node(const tcamv6_newcomer *newcomer, const tcamv6_children
   tcamv6_outcome outcome = tcamv6_outcome::placed;
   for (size_t i = first; i < end && outcome == tcamv6_outcome::placed; ++i) {
     const tcamv6_child *child = &children->list[i];
-    if (is_dummy(child->node)) {
+    if (tcamv6_prefix_is_dummy(child->node)) {
       outcome = move_address(newcomer, code);
     } else if (!child->is_adopted) {
       outcome = move_child(newcomer, child->node, parent, &code);
@@ -400,9 +253,9 @@ tcamv6_outcome clear_node(const tcamv6_newcomer *newcomer, const tcamv6_children
 tcamv6_outcome take_node(tcamv6_newcomer *newcomer, tcamv6_code code) {
   tcamv6_outcome outcome = tcamv6_newcomer_settle(newcomer, code);
   for (size_t i = 0; i < newcomer->n_adopted && outcome == tcamv6_outcome::placed; ++i) {
-    const tcamv6_code adopted = code_of(newcomer->adopted[i]);
+    const tcamv6_code adopted = tcamv6_prefix_code(newcomer->adopted[i]);
     if (adopted.len <= code.len || !tcamv6_code_covers(code, adopted)) {
-      outcome = move_child(newcomer, newcomer->adopted[i], stored_of(newcomer->node), nullptr);
+      outcome = move_child(newcomer, newcomer->adopted[i], tcamv6_prefix_stored(newcomer->node), nullptr);
     }
   }
   return outcome;
@@ -431,13 +284,7 @@ tcamv6_outcome tcamv6_repair_leaf(tcamv6_newcomer *newcomer) {
   const tcamv6_spot spot = tcamv6_spot_of(newcomer);
   constexpr tcamv6_place_wish anywhere = {tcamv6_any_depth, nullptr};
   tcamv6_outcome outcome = tcamv6_outcome::placed;
-  const slide found = find_slide(newcomer);
-  bool moved = found.prefix != nullptr;
-  if (moved) {
-    outcome = make_slide(newcomer, &found);
-  } else {
-    moved = enlarge(newcomer, &outcome);
-  }
+  const bool moved = tcamv6_slide_for_leaf(newcomer, &outcome) || enlarge(newcomer, &outcome);
   if (outcome != tcamv6_outcome::placed) {
     return outcome;
   }
@@ -448,7 +295,7 @@ tcamv6_outcome tcamv6_repair_leaf(tcamv6_newcomer *newcomer) {
 
 tcamv6_outcome tcamv6_repair_level(tcamv6_newcomer *newcomer) {
   tcamv6_outcome outcome;
-  if (slide_adopted(newcomer, &outcome)) {
+  if (tcamv6_slide_adopted(newcomer, &outcome)) {
     return outcome;
   }
   tcamv6_children children;

@@ -40,10 +40,6 @@ constexpr int32_t no_limit = 0xFFFFFFF;  // of a side without a child
 
 int32_t smaller(int32_t a, int32_t b) { return a < b ? a : b; }
 
-bool has_both_children(const tm_util_trie_node *node) {
-  return node->left != TM_CHUNK_IDX_NULL && node->right != TM_CHUNK_IDX_NULL;
-}
-
 // The path of the walk that writes keys, after it went down an edge from a depth and through all that lies below. Until
 // a node gets its own key, its key and len hold what the walk sets below it: bits up to depth `len` of the path.
 tm_key_number path_after(tm_key_number path, int32_t depth, uint32_t bit, const tm_util_trie_node *child) {
@@ -133,7 +129,7 @@ void step_down(way_down *way, tm_util_trie_node *node) {
   if (way->parent != nullptr) {
     const tm_key_number bit = tm_key_number_bit(way->depth++);
     way->path = way->bit != 0 ? way->path | bit : way->path & ~bit;
-    if (has_both_children(way->parent)) {
+    if (tm_trie_has_both_children(way->parent)) {
       shown = tm_key_number_leading((way->depth + 7) / 8 * 8);
     }
     (way->bit != 0 ? way->parent->right : way->parent->left) = tm_idx(node);
@@ -192,6 +188,19 @@ int32_t tcamv6_extend_subtrie_paths(tm_util_trie_node *node, way_down way) {
   return result != TM_OK ? result : tcamv6_extend_subtrie_paths(right, {node, depth, 1, way.path});
 }
 
+// A leaf keeps the limit that its prefix gave it.
+int32_t leaf_limit(tm_util_trie_node *node, const char *function) {
+  const tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
+  if (data == nullptr) {
+    TM_LOG(error, "%s: maximum prefix length not known for leaf cmpr_node", function);
+    return TM_EFAULT;
+  }
+  TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", function, static_cast<void *>(node),
+         static_cast<unsigned long>(node->data), data->max_depth);
+  note_path_bits(node, data->max_depth);
+  return data->max_depth;
+}
+
 int32_t make_sparse(const tm_n_ary_node *anc_root, int32_t max_cmpr_len, const char *function) {
   if (anc_root == nullptr) {
     return TM_OK;
@@ -221,17 +230,10 @@ int32_t tcamv6_set_cmpr_trie_node_limits(tm_util_trie_node *node, int32_t d, int
   if (node == nullptr) {
     return TM_OK;
   }
-  tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
   if (tm_trie_is_leaf(node)) {
-    if (data == nullptr) {
-      TM_LOG(error, "%s: maximum prefix length not known for leaf cmpr_node", function);
-      return TM_EFAULT;
-    }
-    TM_LOG(trace, "%s: leaf cmpr tree idx %p cmpr data index %lx cmpr max_depth %d", function,
-           static_cast<void *>(node), static_cast<unsigned long>(node->data), data->max_depth);
-    note_path_bits(node, data->max_depth);
-    return data->max_depth;
+    return leaf_limit(node, function);
   }
+  tcamv6_cmpr_data *data = tcamv6_cmpr_data_of(node);
   if (data != nullptr) {
     TM_LOG(info, "%s: cmpr pref_node limit %d", function, data->max_depth);
     d = 0;
