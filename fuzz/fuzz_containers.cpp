@@ -32,6 +32,20 @@ std::vector<uint64_t> words_of(const tm_util_list_node *head) {
   return words;
 }
 
+// Delete what follows the cell at a place, or the first cell when the list ends before it.
+void delete_behind(tm_util_list_node **head, std::vector<uint64_t> &twin, uint64_t place) {
+  tm_util_list_node *previous = *head;
+  size_t at = 0;
+  for (; at < place && previous != nullptr; ++at) {
+    previous = previous->next;
+  }
+  tm_util_list_delete_next_node(head, previous);
+  at = previous == nullptr ? 0 : at + 1;
+  if (at < twin.size()) {
+    twin.erase(twin.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+}
+
 void lists(byte_source &bytes) {
   tm_util_list_node *head = nullptr;
   std::vector<uint64_t> twin;
@@ -63,21 +77,7 @@ void lists(byte_source &bytes) {
       const std::vector<uint64_t> once = twin;
       twin.insert(twin.end(), once.begin(), once.end());
     } else {
-      tm_util_list_node *previous = head;
-      size_t at = 0;
-      for (uint64_t i = 0; i < word && previous != nullptr; ++i) {
-        previous = previous->next;
-        ++at;
-      }
-      tm_util_list_delete_next_node(&head, previous);
-      if (previous == nullptr) {
-        at = 0;
-      } else {
-        ++at;
-      }
-      if (at < twin.size()) {
-        twin.erase(twin.begin() + static_cast<std::ptrdiff_t>(at));
-      }
+      delete_behind(&head, twin, word);
     }
     expect(words_of(head) == twin, "the lists differ");
   }
@@ -159,47 +159,53 @@ void postorder(const std::vector<twin_node> &twin, size_t at, std::vector<uint64
   }
 }
 
+tm_n_ary_node *make_tree_node() {
+  auto *node = static_cast<tm_n_ary_node *>(tm_chunk_malloc(TM_V6_ANC_TREE));
+  tm_util_n_ary_tree_node_init(node);
+  node->data = tm_chunk_ptr2idx(TM_V6_ANC_DATA, tm_chunk_malloc(TM_V6_ANC_DATA));
+  return node;
+}
+
+void append_tree_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
+  const tm_chunk_idx idx = tm_chunk_ptr2idx(TM_V6_ANC_TREE, child);
+  tm_n_ary_node *last = tm_ptr<tm_n_ary_node>(parent->child);
+  if (last == nullptr) {
+    parent->child = idx;
+    return;
+  }
+  while (last->sibling != 0) {
+    last = tm_ptr<tm_n_ary_node>(last->sibling);
+  }
+  last->sibling = idx;
+}
+
+// A child leaves and hands its own children on. Its place in the vector is taken by a new leaf at the chain's end.
+void replace_child(std::vector<twin_node> &twin, size_t parent, size_t at) {
+  const size_t child = twin[parent].children[at];
+  expect(tm_n_ary_tree_delchld(twin[parent].node, twin[child].node) == 0, "a child could not be unlinked");
+  expect(tm_n_ary_tree_delchld(twin[parent].node, twin[child].node) != 0, "a child was unlinked twice");
+  tm_merge_n_ary_chldlst(twin[parent].node, twin[child].node);
+  tm_n_ary_tree_freenode(twin[child].node, 1, TM_V6_ANC_DATA);
+  std::vector<size_t> &siblings = twin[parent].children;
+  siblings.erase(siblings.begin() + static_cast<std::ptrdiff_t>(at));
+  siblings.insert(siblings.end(), twin[child].children.begin(), twin[child].children.end());
+  twin[child] = {make_tree_node(), {}};
+  siblings.push_back(child);
+  append_tree_child(twin[parent].node, twin[child].node);
+}
+
 void n_ary_trees(byte_source &bytes) {
-  const auto make = [] {
-    auto *node = static_cast<tm_n_ary_node *>(tm_chunk_malloc(TM_V6_ANC_TREE));
-    tm_util_n_ary_tree_node_init(node);
-    node->data = tm_chunk_ptr2idx(TM_V6_ANC_DATA, tm_chunk_malloc(TM_V6_ANC_DATA));
-    return node;
-  };
-  std::vector<twin_node> twin{{make(), {}}};
+  std::vector<twin_node> twin{{make_tree_node(), {}}};
   while (!bytes.empty() && twin.size() < 200) {
     const size_t parent = bytes.next() % twin.size();
     if (bytes.below(4) != 0) {
-      tm_n_ary_node *node = make();
+      tm_n_ary_node *node = make_tree_node();
       node->sibling = twin[parent].node->child;
       twin[parent].node->child = tm_chunk_ptr2idx(TM_V6_ANC_TREE, node);
       twin[parent].children.insert(twin[parent].children.begin(), twin.size());
       twin.push_back({node, {}});
     } else if (!twin[parent].children.empty()) {
-      // A child leaves and hands its own children on.
-      const size_t at = bytes.next() % twin[parent].children.size();
-      const size_t child = twin[parent].children[at];
-      expect(tm_n_ary_tree_delchld(twin[parent].node, twin[child].node) == 0, "a child could not be unlinked");
-      expect(tm_n_ary_tree_delchld(twin[parent].node, twin[child].node) != 0, "a child was unlinked twice");
-      tm_merge_n_ary_chldlst(twin[parent].node, twin[child].node);
-      tm_n_ary_tree_freenode(twin[child].node, 1, TM_V6_ANC_DATA);
-      std::vector<size_t> &siblings = twin[parent].children;
-      siblings.erase(siblings.begin() + static_cast<std::ptrdiff_t>(at));
-      siblings.insert(siblings.end(), twin[child].children.begin(), twin[child].children.end());
-      twin[child].children.clear();
-      // Its place in the vector stays unused, so it must not be chosen as a parent again.
-      twin[child].node = make();
-      siblings.push_back(child);
-      tm_n_ary_node *last = tm_ptr<tm_n_ary_node>(twin[parent].node->child);
-      const tm_chunk_idx idx = tm_chunk_ptr2idx(TM_V6_ANC_TREE, twin[child].node);
-      if (last == nullptr) {
-        twin[parent].node->child = idx;
-      } else {
-        while (last->sibling != 0) {
-          last = tm_ptr<tm_n_ary_node>(last->sibling);
-        }
-        last->sibling = idx;
-      }
+      replace_child(twin, parent, bytes.next() % twin[parent].children.size());
     }
   }
   tm_util_list_node *head = nullptr;
