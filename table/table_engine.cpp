@@ -101,7 +101,12 @@ int32_t fill(tcamv6_state *state, const tcamv6_prefix *records, uint32_t n) {
 }
 
 tcamv6_update_rules rules_of(const zel_v6comp_table *table, const tcamv6_batch_judge *judge) {
-  const uint32_t most_moves = table->move_limit != 0 ? table->move_limit : uint32_t{TCAMV6_NO_MOVE_LIMIT};
+  uint32_t most_moves = table->move_limit;
+  if (most_moves == 0) {
+    most_moves = TCAMV6_NO_MOVE_LIMIT;
+  } else if (most_moves == ZEL_V6COMP_TABLE_NO_MOVES) {
+    most_moves = 0;
+  }
   return {true, true, true, true, most_moves, judge};
 }
 

@@ -72,6 +72,9 @@ enum zel_v6comp_table_status {
   ZEL_V6COMP_TABLE_E_INTERNAL = -50 /* the library contradicts itself: report it */
 };
 
+/* A move_limit: no stored prefix may move. */
+#define ZEL_V6COMP_TABLE_NO_MOVES UINT32_MAX
+
 enum {
   ZEL_V6COMP_TABLE_MAX_RECORDS = 16777216, /* of one load or apply */
   ZEL_V6COMP_TABLE_REASON_BYTES = 160
@@ -96,11 +99,11 @@ typedef struct zel_v6comp_table_options {
   uint32_t expected_prefixes; /* most prefixes that all tables of the process will hold together; 0 = 16,384. The first
                                  table that is opened makes the pools for it; when the host has started the library
                                  itself (zel_v6comp_init_global_state), they stay as the host made them */
-  uint32_t move_limit;        /* most stored prefixes that one apply may move; 0 = no limit */
-  zel_v6comp_table_log log;   /* may be null: no lines */
-  void *log_user;             /* handed to log */
-  int32_t log_level;          /* ZEL_V6COMP_TABLE_LOG_*; 0 = errors */
-  uint32_t reserved;          /* 0 */
+  uint32_t move_limit;      /* most stored prefixes that one apply may move; 0 = no limit, ZEL_V6COMP_TABLE_NO_MOVES */
+  zel_v6comp_table_log log; /* may be null: no lines */
+  void *log_user;           /* handed to log */
+  int32_t log_level;        /* ZEL_V6COMP_TABLE_LOG_*; 0 = errors */
+  uint32_t reserved;        /* 0 */
 } zel_v6comp_table_options;
 
 #define ZEL_V6COMP_TABLE_OPTIONS_INIT \

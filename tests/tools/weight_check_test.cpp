@@ -23,6 +23,7 @@ prefix_table table_of(std::string_view content) {
 
 read_report report_of(std::string_view content) {
   read_report report;
+  warn_of_weights(table_of(content), report);
   const bool good = check_weights(table_of(content), report);
   EXPECT_EQ(good, report.faults.total == 0);
   return report;

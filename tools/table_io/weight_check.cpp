@@ -39,8 +39,18 @@ uint64_t all_weights(const prefix_table &table) {
   return sum;
 }
 
+uint64_t changed_weight(uint64_t before, const history_change &change) {
+  return change.add ? before + change.weight : before - std::min<uint64_t>(before, change.weight);
+}
+
+}  // namespace
+
+bool passes_for_anchor(const ip_prefix &prefix, uint64_t weight) {
+  return weight != 0 && (weight + (prefix.length == 0 ? 1 : 0)) % weight_modulus == 0;
+}
+
 // Columns of other meaning are full of numbers above 1, or have numbers that are too large to count references.
-void warn_of_other_columns(const prefix_table &table, read_report &report) {
+void warn_of_weights(const prefix_table &table, read_report &report) {
   size_t above_1 = 0;
   const table_row *first = nullptr;
   const table_row *largest = nullptr;
@@ -61,23 +71,12 @@ void warn_of_other_columns(const prefix_table &table, read_report &report) {
     report.warnings.add(place(table.name, first->line) + "the second column is read as weights, and " +
                         std::to_string(above_1) + " of " + std::to_string(table.rows.size()) + " are above 1" + advice);
   } else if (largest->weight >= weight_modulus) {
-    report.warnings.add(place(table.name, largest->line) + std::to_string(largest->weight) +
-                        " is read as a weight, and weights are kept modulo 65536" + advice);
+    report.warnings.add(place(table.name, largest->line) + std::to_string(largest->weight) + " is read as a weight" +
+                        advice);
   }
 }
 
-uint64_t changed_weight(uint64_t before, const history_change &change) {
-  return change.add ? before + change.weight : before - std::min<uint64_t>(before, change.weight);
-}
-
-}  // namespace
-
-bool passes_for_anchor(const ip_prefix &prefix, uint64_t weight) {
-  return weight != 0 && (weight + (prefix.length == 0 ? 1 : 0)) % weight_modulus == 0;
-}
-
 bool check_weights(const prefix_table &table, read_report &report) {
-  warn_of_other_columns(table, report);
   if (!any_sum_can_wrap(all_weights(table))) {
     return true;
   }

@@ -4,10 +4,10 @@
 
 #include <memory>
 
-#include "library_session.h"
 #include "output_file.h"
 #include "output_format.h"
 #include "prefix_text.h"
+#include "table_session.h"
 #include "table_summary.h"
 #include "tool_options.h"
 
@@ -21,7 +21,7 @@ struct compress_options {
   bool summary = false;
 };
 
-std::string compressed_rows(const library_session &session, const prefix_table &table, const output_format &format) {
+std::string compressed_rows(const table_session &session, const prefix_table &table, const output_format &format) {
   record_writer writer(format, {{"prefix", 43},
                                 {"weight", 0},
                                 {"compressed_prefix", 21},
@@ -39,7 +39,7 @@ std::string compressed_rows(const library_session &session, const prefix_table &
 exit_code run_compress(const compress_options &options) {
   check_output_file(options.output.file, {options.common.table});
   const prefix_table table = read_command_table(options.common);
-  const library_session session(table, options.common);
+  const table_session session(table, options.common);
   write_output(options.output, options.summary ? table_summary(session, table, *options.output.format)
                                                : compressed_rows(session, table, *options.output.format));
   return exit_good;

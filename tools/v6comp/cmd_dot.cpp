@@ -12,9 +12,9 @@
 #include <map>
 #include <memory>
 
-#include "library_session.h"
 #include "output_file.h"
 #include "prefix_text.h"
+#include "table_session.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -68,7 +68,7 @@ std::string edge_bits(const ip_prefix &child, unsigned from) {
 
 class picture {
  public:
-  explicit picture(const library_session &session) : stored_(session.stored()) {
+  explicit picture(const table_session &session) : stored_(session.stored()) {
     for (const ip_prefix &prefix : stored_.prefixes) {
       results_.push_back(session.translate_stored(prefix));
     }
@@ -165,7 +165,7 @@ exit_code run_dot(const dot_options &options) {
                        {fmt::format("{}: {} prefixes, a picture is drawn of {} at most", table.name, table.rows.size(),
                                     most_prefixes)}};
   }
-  const library_session session(table, options.common);
+  const table_session session(table, options.common);
   picture drawing(session);
   write_output(options.output, options.what == "original"     ? drawing.original()
                                : options.what == "compressed" ? drawing.compressed()

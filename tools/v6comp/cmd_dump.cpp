@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "dump_check.h"
-#include "library_session.h"
 #include "output_file.h"
 #include "output_format.h"
 #include "prefix_text.h"
+#include "table_session.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -23,12 +23,12 @@ struct dump_options {
 exit_code run_dump(const dump_options &options) {
   check_output_file(options.output.file, {options.common.table});
   const prefix_table table = read_command_table(options.common);
-  const library_session session(table, options.common);
+  const table_session session(table, options.common);
   record_writer writer(
       *options.output.format,
       {{"prefix", 43}, {"compressed_prefix", 21}, {"compressed_length_bits", 0}, {"compressed_address", 18}});
   std::vector<ip_prefix> dumped;
-  for (const dump_row &row : session.dump()) {
+  for (const dump_row &row : session.view().dump()) {
     dumped.push_back(row.prefix);
     const cell cells[] = {format_prefix(row.prefix), format_code(row.result.code), uint64_t{row.result.code.length},
                           format_code_address(row.result.address)};

@@ -8,10 +8,10 @@
 
 #include <memory>
 
-#include "library_session.h"
 #include "output_file.h"
 #include "output_format.h"
 #include "prefix_text.h"
+#include "table_session.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -84,7 +84,7 @@ std::vector<query> read_queries(const lookup_options &options) {
 }
 
 // The row of one question; false if the table has no answer.
-bool answer(const library_session &session, const query &q, record_writer &writer) {
+bool answer(const table_session &session, const query &q, record_writer &writer) {
   const stored_prefixes &stored = session.stored();
   cell stored_cell;
   cell kind_cell;
@@ -92,7 +92,7 @@ bool answer(const library_session &session, const query &q, record_writer &write
   uint32_t match = prefix_forest::none;
   if (q.is_prefix) {
     match = stored.find(q.prefix);
-    result = session.translate(q.prefix);
+    result = session.view().translate(q.prefix);
     if (result && match != prefix_forest::none) {
       stored_cell = format_prefix(q.prefix);
       kind_cell = std::string(kind_name(stored.kinds[match]));
@@ -102,9 +102,9 @@ bool answer(const library_session &session, const query &q, record_writer &write
     }
   } else {
     match = stored.longest_table_match(q.prefix.key);
-    if (const std::optional<address_answer> found = session.find(q.prefix.key)) {
+    if (const std::optional<address_answer> found = session.view().find(q.prefix.key)) {
       const uint32_t at = stored.find(found->match);
-      result = found->result;
+      result = {found->result.code, session.key_of(q.prefix.key)};
       stored_cell = format_prefix(found->match);
       kind_cell = at == prefix_forest::none ? cell{} : cell{std::string(kind_name(stored.kinds[at]))};
     }
@@ -129,7 +129,7 @@ exit_code run_lookup(const lookup_options &options) {
   check_output_file(options.output.file, {options.common.table, options.queries.empty() ? "-" : options.common.table});
   const std::vector<query> queries = read_queries(options);
   const prefix_table table = read_command_table(options.common);
-  const library_session session(table, options.common);
+  const table_session session(table, options.common);
   record_writer writer(*options.output.format, {{"query", 39},
                                                 {"found", 0},
                                                 {"match", 43},

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "dump_check.h"
-#include "full_refusal.h"
 #include "hardware_list.h"
 #include "json_summary.h"
 #include "live_options.h"
@@ -16,7 +15,8 @@
 #include "plan_simulation.h"
 #include "prefix_text.h"
 #include "progress_note.h"
-#include "table_loader.h"
+#include "room_live_table.h"
+#include "table_session.h"
 #include "text_words.h"
 #include "tool_options.h"
 #include "weight_check.h"
@@ -38,15 +38,26 @@ struct planned_step {
   simulation_result simulation;
 };
 
-// What the hardware is to hold: the library's dump, which must have what the table has.
-std::vector<first_stage_row> first_stage_rows(const library_instance &instance, const prefix_table &table) {
+// What the hardware is to hold: the rows of the table, in compatible mode the engine's dump, which must have them.
+std::vector<first_stage_row> first_stage_rows(const room_table *room, const engine_view &view,
+                                              const stored_prefixes &stored) {
   std::vector<first_stage_row> rows;
   std::vector<ip_prefix> dumped;
-  for (const dump_row &row : instance.dump()) {
-    rows.push_back({row.prefix, row.result.address.hi});
-    dumped.push_back(row.prefix);
+  if (room != nullptr) {
+    for (const zel_v6comp_table_row &row : room->rows()) {
+      rows.push_back({prefix_of(row), row.key});
+      dumped.push_back(prefix_of(row));
+    }
+    if (stored.kinds.front() == prefix_kind::default_0) {
+      dumped.emplace_back();  // a table does without
+    }
+  } else {
+    for (const dump_row &row : view.dump()) {
+      rows.push_back({row.prefix, row.result.address.hi});
+      dumped.push_back(row.prefix);
+    }
   }
-  const std::string fault = dump_counterexample(std::move(dumped), find_stored_prefixes(table));
+  const std::string fault = dump_counterexample(std::move(dumped), stored);
   if (!fault.empty()) {
     throw tool_failure{exit_no, {"no plan: " + fault}};
   }
@@ -111,26 +122,14 @@ bool is_clean(const planned_step &step, bool simulated) {
   return !simulated || (step.simulation.third_answers == 0 && step.simulation.arrived);
 }
 
-pool_needs larger_needs(const pool_needs &a, const pool_needs &b) {
-  pool_needs needs = a;
-  for (size_t i = 0; i < needs.size(); ++i) {
-    needs[i].most = std::max(a[i].most, b[i].most);
-  }
-  return needs;
-}
-
-pool_needs needs_of_table(const prefix_table &table) {
-  return needs_of_loading(find_stored_prefixes(table), table.rows.size());
-}
-
-std::vector<first_stage_row> compress_rows(const library_instance &instance, const prefix_table &table) {
-  const request_outcome outcome = load_table(instance, table);
-  if (outcome.status != 0) {
-    tool_failure failure = explain_full_refusal(instance, table, outcome.status);
+std::vector<first_stage_row> compress_rows(const prefix_table &table, const common_options &options) {
+  try {
+    const table_session session(table, options);
+    return first_stage_rows(session.room(), session.view(), session.stored());
+  } catch (tool_failure &failure) {
     failure.lines.front() = table.name + ": " + failure.lines.front();
-    throw tool_failure(failure);
+    throw;
   }
-  return first_stage_rows(instance, table);
 }
 
 void write_result(const plan_options &options, std::string data, const std::string &closing) {
@@ -143,11 +142,8 @@ void write_result(const plan_options &options, std::string data, const std::stri
 }
 
 exit_code plan_tables(const plan_options &options, const prefix_table &old_table, const prefix_table &new_table) {
-  start_library(options.live.common, larger_needs(needs_of_table(old_table), needs_of_table(new_table)));
-  const library_instance instance(options.live.common);
-  const std::vector<first_stage_row> old_rows = compress_rows(instance, old_table);
-  instance.reset();
-  const std::vector<first_stage_row> new_rows = compress_rows(instance, new_table);
+  const std::vector<first_stage_row> old_rows = compress_rows(old_table, options.live.common);
+  const std::vector<first_stage_row> new_rows = compress_rows(new_table, options.live.common);
   const auto most = static_cast<uint32_t>(old_rows.size() + new_rows.size());
   const uint32_t slots = options.slots != 0 ? options.slots : most;
   const planned_step step = plan_step_of(old_rows, longest_first_layout(old_rows), new_rows, slots, options);
@@ -252,12 +248,18 @@ size_t count_distinct(const prefix_table &table, const update_history &history) 
   return distinct_prefixes(all).size() + 1;
 }
 
+std::vector<first_stage_row> rows_of(const live_table &live) {
+  const auto *room = dynamic_cast<const room_live_table *>(&live);
+  return first_stage_rows(room == nullptr ? nullptr : &room->table(), live.view(),
+                          find_stored_prefixes(live.owned().table()));
+}
+
 exit_code plan_history(const plan_options &options, const prefix_table &table, const update_history &history) {
   const uint32_t slots = options.slots != 0 ? options.slots : static_cast<uint32_t>(2 * count_distinct(table, history));
   counted_note note("planning", history.batches.size(), options.live.common.quiet);
-  live_table live(table, history, options.live);
+  const std::unique_ptr<live_table> live = open_live_table(table, history, options.live);
   hardware_list list;
-  std::vector<first_stage_row> rows = first_stage_rows(live.instance(), live.table());
+  std::vector<first_stage_row> rows = rows_of(*live);
   std::vector<uint32_t> layout = longest_first_layout(rows);
   list.confirm(list.plan(rows));
   const std::vector<column> columns = headed_columns(history_columns);
@@ -266,9 +268,9 @@ exit_code plan_history(const plan_options &options, const prefix_table &table, c
   history_totals totals;
   for (const history_batch &batch : history.batches) {
     note.at(totals.batches + 1);
-    const batch_report report = live.apply(batch);
+    const batch_report report = live->apply(batch);
     add_held_deletes(held, history.name, report);
-    std::vector<first_stage_row> next_rows = first_stage_rows(live.instance(), live.table());
+    std::vector<first_stage_row> next_rows = rows_of(*live);
     const pending_counts pending = list.plan(next_rows);
     planned_step step = plan_step_of(rows, layout, next_rows, slots, options);
     compare_counts(pending, step.plan);
@@ -326,10 +328,14 @@ exit_code run_plan(const plan_options &options) {
   new_table.name = name;
   update_history history;
   const bool along_history = is_history(content);
-  if (along_history && parse_history(name, content, TCAMV6_MAX_PREFIXES, history, report)) {
+  const bool room = options.live.common.room;
+  if (along_history && parse_history(name, content, most_changes(room), history, report) && !room) {
     check_weights(table, history, report);
   } else if (!along_history && read_new_table(options, content, new_table, report)) {
-    check_weights(new_table, report);
+    warn_of_weights(new_table, report);
+    if (!room) {
+      check_weights(new_table, report);
+    }
   }
   take_report(report, options.live.common.quiet);
   return along_history ? plan_history(options, table, history) : plan_tables(options, table, new_table);

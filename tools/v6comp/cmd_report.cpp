@@ -121,7 +121,7 @@ exit_code run_report(const report_options &options) {
   const prefix_table prefixes = read_any_table(options.input);
   update_history history;
   if (!options.history.empty()) {
-    history = read_command_history(options.history, prefixes);
+    history = read_command_history(options.history, prefixes, true);
   }
   report_data data;
   data.table = prefixes.name;

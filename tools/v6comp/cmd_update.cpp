@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "instance_check.h"
+#include "batch_policy.h"
 #include "live_options.h"
 #include "live_table.h"
 #include "output_file.h"
@@ -28,17 +28,6 @@ struct update_options {
   bool headroom = false;
 };
 
-std::string violation_in(const live_table &live) {
-  const stored_prefixes stored = find_stored_prefixes(live.table());
-  instance_check check(live.instance(), stored);
-  if (check.codes_are_right() && check.dump_is_right() && check.edges_are_right() &&
-      live.instance().count_stored() != stored.prefixes.size()) {
-    return fmt::format("the library stores {} prefixes, {} are expected", live.instance().count_stored(),
-                       stored.prefixes.size());
-  }
-  return check.counterexample();
-}
-
 // What became of the history, and why it was not followed to its end, if it was not.
 struct update_run {
   update_figures figures;
@@ -55,23 +44,23 @@ batch_figures run_batch(live_table &live, const history_batch &batch, const upda
   batch_figures b;
   b.number = figures.batches.size() + 1;
   b.report = live.apply(batch);
-  b.table_prefixes = live.size();
+  b.table_prefixes = live.owned().size();
   b.checked = options.verify == check_time::every ||
               (options.verify == check_time::end && is_last_batch(b.report, figures, options));
-  b.violation = b.checked ? violation_in(live) : "";
+  b.violation = b.checked ? live.counterexample() : "";
   return b;
 }
 
 update_run run_history(const prefix_table &table, const update_history &history, const update_options &options) {
   counted_note note("updating", history.batches.size(), options.live.common.quiet);
-  live_table live(table, history, options.live);
+  const std::unique_ptr<live_table> live = open_live_table(table, history, options.live);
   update_run run = {{table.name,
                      history.name,
-                     live.policy_name(),
+                     policy_name(options.live),
                      options.live.common.room,
-                     options.live.as_written,
-                     live.size(),
-                     live.compress_ms(),
+                     options.live.safe_updates,
+                     live->owned().size(),
+                     live->compress_ms(),
                      {},
                      history.batches.size()},
                     {}};
@@ -79,7 +68,7 @@ update_run run_history(const prefix_table &table, const update_history &history,
   try {
     for (const history_batch &batch : history.batches) {
       note.at(figures.batches.size() + 1);
-      batch_figures b = run_batch(live, batch, figures, options);
+      batch_figures b = run_batch(*live, batch, figures, options);
       const bool is_last = is_last_batch(b.report, figures, options);
       figures.batches.push_back(std::move(b));
       if (is_last) {
@@ -107,7 +96,7 @@ exit_code run_update(const update_options &options) {
   check_live_options(options.live);
   check_output_file(options.output.file, {options.live.common.table, options.history});
   const prefix_table table = read_command_table(options.live.common);
-  const update_history history = read_command_history(options.history, table);
+  const update_history history = read_command_history(options.history, table, options.live.common.room);
   const update_run run = run_history(table, history, options);
   const update_figures &figures = run.figures;
   const output_format &format = *options.output.format;

@@ -6,10 +6,11 @@
 #include <random>
 
 #include "instance_check.h"
-#include "library_session.h"
 #include "output_file.h"
 #include "prefix_text.h"
 #include "progress_note.h"
+#include "room_check.h"
+#include "table_session.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -24,13 +25,16 @@ struct verify_options {
 };
 
 // The request's results must say the same as the lookups.
-std::string compare_results(const library_session &session, const prefix_table &table,
+std::string compare_results(const table_session &session, const prefix_table &table,
                             const std::vector<compressed_row> &rows) {
+  if (session.result_codes().empty()) {
+    return "";
+  }
   for (size_t i = 0; i < table.rows.size(); ++i) {
     const ip_prefix &prefix = table.rows[i].prefix;
     const ip_prefix &looked_up = rows[session.stored().find(prefix)].code;
-    if (session.result_code(i) != looked_up) {
-      return format_prefix(prefix) + ": the request gave " + format_code(session.result_code(i)) +
+    if (session.result_codes()[i] != looked_up) {
+      return format_prefix(prefix) + ": the request gave " + format_code(session.result_codes()[i]) +
              ", the lookup gives " + format_code(looked_up);
     }
   }
@@ -50,27 +54,38 @@ bool random_addresses_are_right(instance_check &check, const stored_prefixes &st
   return true;
 }
 
-// The first counterexample, "" = all is right.
-std::string check_table(instance_check &check, const library_session &session, const prefix_table &table,
-                        const verify_options &options) {
-  if (check.codes_are_right()) {
-    const std::string difference = compare_results(session, table, check.rows());
-    if (!difference.empty()) {
-      return difference;
-    }
-    if (check.dump_is_right() && check.edges_are_right()) {
-      random_addresses_are_right(check, session.stored(), options);
-    }
+// What the table of the library answers for itself, in room mode.
+std::string check_room(const room_table &room, const stored_prefixes &stored, const instance_check &engine) {
+  room_check check(room, stored);
+  if (check.rows_are_right(engine.codes())) {
+    check.edges_are_right();
   }
   return check.counterexample();
+}
+
+// The first counterexample, "" = all is right.
+std::string check_table(instance_check &check, const table_session &session, const prefix_table &table,
+                        const verify_options &options) {
+  if (!check.codes_are_right()) {
+    return check.counterexample();
+  }
+  const std::string difference = compare_results(session, table, check.rows());
+  if (!difference.empty()) {
+    return difference;
+  }
+  if (!check.dump_is_right() || !check.edges_are_right() ||
+      !random_addresses_are_right(check, session.stored(), options)) {
+    return check.counterexample();
+  }
+  return session.room() == nullptr ? "" : check_room(*session.room(), session.stored(), check);
 }
 
 exit_code run_verify(const verify_options &options) {
   check_output_file(options.output.file, {options.common.table});
   const prefix_table table = read_command_table(options.common);
-  const library_session session(table, options.common);
+  const table_session session(table, options.common);
   const progress_note note("verifying", options.common.quiet);
-  instance_check check(session.instance(), session.stored());
+  instance_check check(session.view(), session.stored());
   const std::string counterexample = check_table(check, session, table, options);
   const stored_prefixes &stored = session.stored();
   write_output(options.output,

@@ -4,12 +4,32 @@
 #include <fmt/core.h>
 
 #include "code_bits.h"
+#include "pool_sizing.h"
 #include "prefix_text.h"
-#include "refused_part.h"
 
 namespace v6tool {
 
 namespace {
+
+tool_failure explain_memory(const prefix_table &rows) {
+  const std::vector<std::string> pools = explain_pools(find_stored_prefixes(rows));
+  return pools.empty() ? tool_failure{exit_undone, {"the library ran out of memory"}} : tool_failure{exit_no, pools};
+}
+
+bool is_refused_beside(const std::vector<table_row> &rows, int32_t status, const common_options &options) {
+  common_options beside = options;
+  beside.instance = 1 - options.instance;
+  room_table trial(beside, rows.size());
+  return load_rows(trial, {"", rows}).status == status;
+}
+
+}  // namespace
+
+const char *const no_option_helps =
+    "no option helps: leave some of them out, or split the table, for example over two instances; other prefixes may "
+    "break the same limit";
+
+table_outcome load_rows(room_table &table, const prefix_table &rows) { return table.load(distinct_prefixes(rows)); }
 
 std::vector<std::string> explain_pools(const stored_prefixes &stored) {
   const pool_needs needs = find_pool_needs(stored);
@@ -29,14 +49,7 @@ std::vector<std::string> explain_pools(const stored_prefixes &stored) {
   return lines;
 }
 
-tool_failure explain_memory(const stored_prefixes &stored) {
-  const std::vector<std::string> pools = explain_pools(stored);
-  return pools.empty() ? tool_failure{exit_undone, {"the library ran out of memory (status 12)"}}
-                       : tool_failure{exit_no, pools};
-}
-
-// The prefixes that break the limit, and what can be done.
-void append_part(std::vector<std::string> &lines, const refused_part &part, bool fits_with_room) {
+void append_refused_part(std::vector<std::string> &lines, const refused_part &part, const std::string &advice) {
   lines.push_back(part.smallest
                       ? fmt::format("it breaks on these {} prefixes, which fit as soon as one of them is left out:",
                                     part.rows.size())
@@ -48,36 +61,29 @@ void append_part(std::vector<std::string> &lines, const refused_part &part, bool
   for (const std::string &line : names.lines()) {
     lines.push_back(line);
   }
-  lines.emplace_back(
-      fits_with_room ? "--room on, the default, takes the table as it is"
-                     : "no option helps: leave some of them out, or split the table, for example over two instances; "
-                       "other prefixes may break the same limit");
+  lines.push_back(advice);
 }
 
-}  // namespace
-
-tool_failure explain_full_refusal(const library_instance &instance, const prefix_table &table, uint32_t status) {
-  const stored_prefixes stored = find_stored_prefixes(table);
-  if (status == -TM_ENOMEM) {
-    return explain_memory(stored);
+tool_failure explain_full_refusal(const prefix_table &rows, const table_outcome &outcome,
+                                  const common_options &options) {
+  if (outcome.status == ZEL_V6COMP_TABLE_E_POOLS || outcome.status == ZEL_V6COMP_TABLE_E_MEMORY) {
+    return explain_memory(rows);
   }
-  if (status == -TM_EINVAL) {
-    return {exit_undone, {"the library refused the request (status 22); --debug-level 7 shows what it says"}};
+  if (outcome.status != ZEL_V6COMP_TABLE_E_BITS && outcome.status != ZEL_V6COMP_TABLE_E_ROOM) {
+    return {exit_undone, {fmt::format("the library refused the table: {}", outcome.reason)}};
   }
-  const uint32_t bits = required_code_bits(stored.forest, zel_v6comp_room() != 0);
+  const uint32_t bits = required_code_bits(find_stored_prefixes(rows).forest, true);
   tool_failure failure = {exit_no, {}};
-  if (status == -TM_EOVERFLOW) {
-    failure.lines.push_back(
-        fmt::format("the table does not fit: its compressed prefixes need {} bits, at most {} are possible (status 75)",
-                    bits, +TCAMV6_MAX_CMPR_LEN));
-  } else {
-    failure.lines.push_back(
-        fmt::format("the table does not fit: {} of {} bits are enough for its compressed prefixes, but not for the "
-                    "room that later updates need between them (status {})",
-                    bits, +TCAMV6_MAX_CMPR_LEN, status));
-  }
-  const bool fits_with_room = zel_v6comp_room() == 0 && required_code_bits(stored.forest, true) <= TCAMV6_MAX_CMPR_LEN;
-  append_part(failure.lines, find_refused_part(instance, table, status), fits_with_room);
+  failure.lines.push_back(
+      outcome.status == ZEL_V6COMP_TABLE_E_BITS
+          ? fmt::format("the table does not fit: its compressed prefixes need {} bits, at most {} are possible", bits,
+                        +TCAMV6_MAX_CMPR_LEN)
+          : fmt::format("the table does not fit, though {} of {} bits are enough: {}", bits, +TCAMV6_MAX_CMPR_LEN,
+                        outcome.reason));
+  const auto is_refused = [&](const std::vector<table_row> &part) {
+    return is_refused_beside(part, outcome.status, options);
+  };
+  append_refused_part(failure.lines, find_refused_part(rows, is_refused), no_option_helps);
   return failure;
 }
 

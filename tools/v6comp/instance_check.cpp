@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "instance_check.h"
 
+#include <fmt/core.h>
+
 #include <optional>
 #include <utility>
 
@@ -9,11 +11,10 @@
 
 namespace v6tool {
 
-instance_check::instance_check(const library_instance &instance, const stored_prefixes &stored)
-    : instance_(instance), stored_(stored) {
+instance_check::instance_check(const engine_view &view, const stored_prefixes &stored) : view_(view), stored_(stored) {
   rows_.reserve(stored.prefixes.size());
   for (const ip_prefix &prefix : stored.prefixes) {
-    const std::optional<translation> result = instance.translate(prefix);
+    const std::optional<translation> result = view.translate(prefix);
     if (!result) {
       fail("the library does not find " + format_prefix(prefix) + ", which it was given");
       return;
@@ -36,7 +37,7 @@ bool instance_check::codes_are_right() {
 
 bool instance_check::dump_is_right() {
   std::vector<ip_prefix> dumped;
-  for (const dump_row &row : instance_.dump()) {
+  for (const dump_row &row : view_.dump()) {
     const uint32_t at = stored_.find(row.prefix);
     if (at != prefix_forest::none && row.result != translation{rows_[at].code, rows_[at].address}) {
       return fail(format_prefix(row.prefix) + ": the dump gives other results than the lookup");
@@ -49,7 +50,7 @@ bool instance_check::dump_is_right() {
 
 bool instance_check::probe(ip_key address) {
   ++lookups_;
-  const std::optional<address_answer> found = instance_.find(address);
+  const std::optional<address_answer> found = view_.find(address);
   const uint32_t expected = stored_.forest.longest_match(address);
   if (!found) {
     return fail(format_address(address) + ": the lookup finds nothing");
@@ -77,6 +78,24 @@ bool instance_check::edges_are_right() {
     }
   }
   return true;
+}
+
+bool instance_check::is_right() {
+  if (!codes_are_right() || !dump_is_right() || !edges_are_right()) {
+    return false;
+  }
+  return view_.count_stored() == stored_.prefixes.size() ||
+         fail(fmt::format("the library stores {} prefixes, {} are expected", view_.count_stored(),
+                          stored_.prefixes.size()));
+}
+
+std::vector<ip_prefix> instance_check::codes() const {
+  std::vector<ip_prefix> codes;
+  codes.reserve(rows_.size());
+  for (const compressed_row &row : rows_) {
+    codes.push_back(row.code);
+  }
+  return codes;
 }
 
 }  // namespace v6tool

@@ -3,9 +3,11 @@
 
 #include <fmt/core.h>
 
+#include "batch_policy.h"
 #include "prefix_text.h"
 #include "weight_check.h"
 #include "zel_v6comp.h"
+#include "zel_v6comp_table.h"
 
 namespace v6tool {
 
@@ -15,7 +17,7 @@ void add_live_options(command_options &command, live_options &options) {
       {{"recompress", refusal_action::recompress}, {"stop", refusal_action::stop}, {"skip", refusal_action::skip}});
   command.check_choices("--policy", split_names(policy_names(), '|'));
   command.each("--policy", [&options](const std::string &name) { options.policy = find_policy(name); });
-  command.flag("--as-written", options.as_written);
+  command.choice("--safe-updates", options.safe_updates, {{"on", true}, {"off", false}});
   command.number("--move-limit", options.move_limit);
 }
 
@@ -24,18 +26,20 @@ void check_live_options(const live_options &options) {
   if (options.common.room && options.policy != nullptr) {
     refuse("--policy needs --room off: in room mode a batch is one request, whatever its order");
   }
-  if (options.common.room && options.as_written) {
-    refuse("--as-written needs --room off: room mode implies safe updates");
+  if (options.common.room && !options.safe_updates) {
+    refuse("--safe-updates off needs --room off: room mode implies safe updates");
   }
   if (!options.common.room && options.move_limit) {
     refuse("--move-limit needs --room on: compatible mode moves nothing");
   }
 }
 
-update_history read_command_history(const std::string &path, const prefix_table &table) {
+size_t most_changes(bool room) { return room ? size_t{ZEL_V6COMP_TABLE_MAX_RECORDS} : size_t{TCAMV6_MAX_PREFIXES}; }
+
+update_history read_command_history(const std::string &path, const prefix_table &table, bool room) {
   update_history history;
   read_report report;
-  if (read_history(path, TCAMV6_MAX_PREFIXES, history, report)) {
+  if (read_history(path, most_changes(room), history, report) && !room) {
     check_weights(table, history, report);
   }
   take_report(report, false);

@@ -17,8 +17,11 @@ void add_live_options(command_options &command, live_options &options);
 // Throw what cannot be asked for together.
 void check_live_options(const live_options &options);
 
+// Changes that one batch may have.
+size_t most_changes(bool room);
+
 // Read a history of the table; its faults go to standard error.
-update_history read_command_history(const std::string &path, const prefix_table &table);
+update_history read_command_history(const std::string &path, const prefix_table &table, bool room);
 
 // Deletes that leave their prefixes where they are, one line each, for standard error.
 void add_held_deletes(message_list &warnings, const std::string &history, const batch_report &report);

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "table_loader.h"
-
 namespace v6tool {
 
 namespace {
@@ -18,8 +16,8 @@ constexpr std::chrono::seconds most_time(4);
 
 class part_finder {
  public:
-  part_finder(const library_instance &instance, uint32_t status, std::vector<table_row> rows)
-      : instance_(instance), status_(status), rows_(std::move(rows)) {}
+  part_finder(const part_trial &is_refused, std::vector<table_row> rows)
+      : is_refused_(is_refused), rows_(std::move(rows)) {}
 
   refused_part find() {
     size_t pieces = 2;
@@ -32,7 +30,6 @@ class part_finder {
         break;
       }
     }
-    instance_.reset();
     return {rows_, !late()};
   }
 
@@ -45,7 +42,7 @@ class part_finder {
       const auto end = static_cast<std::ptrdiff_t>(rows_.size() * (i + 1) / pieces);
       std::vector<table_row> rest(rows_.begin(), rows_.begin() + begin);
       rest.insert(rest.end(), rows_.begin() + end, rows_.end());
-      if (is_refused(rest)) {
+      if (is_refused_(rest)) {
         rows_ = std::move(rest);
         return true;
       }
@@ -53,24 +50,18 @@ class part_finder {
     return false;
   }
 
-  bool is_refused(const std::vector<table_row> &rows) const {
-    instance_.reset();
-    return load_table(instance_, {"", rows}).status == status_;
-  }
-
-  const library_instance &instance_;
-  uint32_t status_;
+  const part_trial &is_refused_;
   std::vector<table_row> rows_;
   steady::time_point began_ = steady::now();
 };
 
 }  // namespace
 
-refused_part find_refused_part(const library_instance &instance, const prefix_table &table, uint32_t status) {
+refused_part find_refused_part(const prefix_table &table, const part_trial &is_refused) {
   std::vector<table_row> rows = table.rows;
   const auto by_prefix = [](const table_row &a, const table_row &b) { return a.prefix < b.prefix; };
   std::stable_sort(rows.begin(), rows.end(), by_prefix);
-  return part_finder(instance, status, std::move(rows)).find();
+  return part_finder(is_refused, std::move(rows)).find();
 }
 
 }  // namespace v6tool

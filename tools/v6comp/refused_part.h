@@ -7,10 +7,9 @@
 #ifndef REFUSED_PART_H
 #define REFUSED_PART_H
 
-#include <cstdint>
+#include <functional>
 #include <vector>
 
-#include "library_instance.h"
 #include "table_reader.h"
 
 namespace v6tool {
@@ -20,9 +19,12 @@ struct refused_part {
   bool smallest = false;        // fits without any one of its rows; false: time was up before that was sure
 };
 
-// The instance has refused `table` with `status`; it is left empty. Takes a few seconds at most, since with hostile
-// tables the number of compressions grows with the square of the part's size.
-refused_part find_refused_part(const library_instance &instance, const prefix_table &table, uint32_t status);
+// Is a table of these rows refused in the same way?
+using part_trial = std::function<bool(const std::vector<table_row> &rows)>;
+
+// `table` is. Takes a few seconds at most, since with hostile tables the number of compressions grows with the square
+// of the part's size.
+refused_part find_refused_part(const prefix_table &table, const part_trial &is_refused);
 
 }  // namespace v6tool
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <map>
 
-#include "code_bits.h"
 #include "json_summary.h"
 
 namespace v6tool {
@@ -28,14 +27,14 @@ struct summary {
   double compress_ms = 0;
 };
 
-summary summarize(const library_session &session, const prefix_table &table) {
+summary summarize(const table_session &session, const prefix_table &table) {
   const stored_prefixes &stored = session.stored();
   summary s;
   s.rows = table.rows.size();
   s.distinct = stored.n_table;
   s.anchors = stored.n_anchors;
   s.stored = static_cast<uint32_t>(stored.prefixes.size());
-  s.bits_required = required_code_bits(stored.forest, zel_v6comp_room() != 0);
+  s.bits_required = session.required_bits();
   s.pools = session.pools();
   s.compress_ms = session.compress_ms();
   for (uint32_t i = 0; i < s.stored; ++i) {
@@ -108,7 +107,7 @@ std::string text_summary(const summary &s) {
 
 }  // namespace
 
-std::string table_summary(const library_session &session, const prefix_table &table, const output_format &format) {
+std::string table_summary(const table_session &session, const prefix_table &table, const output_format &format) {
   const summary s = summarize(session, table);
   return &format == &text_format() ? text_summary(s) : format_summary(json_summary(s, table.name), format);
 }

@@ -5,13 +5,13 @@
 
 #include <string>
 
-#include "library_session.h"
 #include "output_format.h"
+#include "table_session.h"
 
 namespace v6tool {
 
 // Sizes, lengths before and after, pools, time; json is one object, ndjson the same on one line, csv key and value.
-std::string table_summary(const library_session &session, const prefix_table &table, const output_format &format);
+std::string table_summary(const table_session &session, const prefix_table &table, const output_format &format);
 
 }  // namespace v6tool
 

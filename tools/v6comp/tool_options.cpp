@@ -14,6 +14,13 @@ namespace v6tool {
 
 namespace {
 
+using weight_check = void (*)(const prefix_table &table, read_report &report);
+
+void check_compatible_weights(const prefix_table &table, read_report &report) {
+  warn_of_weights(table, report);
+  check_weights(table, report);
+}
+
 build_rules rules_of(const input_options &options) {
   build_rules rules;
   rules.clear_host_bits = options.mask;
@@ -21,12 +28,13 @@ build_rules rules_of(const input_options &options) {
   return rules;
 }
 
-prefix_table read_with_rules(const input_options &options, const build_rules &rules, bool for_the_library) {
+// `weights`: what there is to say about those of a good table.
+prefix_table read_with_rules(const input_options &options, const build_rules &rules, weight_check weights) {
   const progress_note note("reading", options.quiet);
   prefix_table table;
   read_report report;
-  if (read_table(options.table, {find_table_format(options.format), rules}, table, report) && for_the_library) {
-    check_weights(table, report);
+  if (read_table(options.table, {find_table_format(options.format), rules}, table, report)) {
+    weights(table, report);
   }
   if (report.misfits != 0) {
     report.notes.emplace_back("--room on, the default, takes tables of any size");
@@ -105,11 +113,11 @@ void take_report(const read_report &report, bool quiet) {
 prefix_table read_any_table(const input_options &options) {
   build_rules rules = rules_of(options);
   rules.distinct = true;
-  return read_with_rules(options, rules, false);
+  return read_with_rules(options, rules, [](const prefix_table &, read_report &) {});
 }
 
 prefix_table read_command_table(const common_options &options) {
-  return read_with_rules(options, library_rules(options), true);
+  return read_with_rules(options, library_rules(options), options.room ? warn_of_weights : check_compatible_weights);
 }
 
 void write_output(const output_options &options, const std::string &data) { write_output_file(options.file, data); }

@@ -34,10 +34,10 @@ constexpr column refusal_columns[] = {{"batch", 6},
 uint64_t microseconds(double ms) { return static_cast<uint64_t>(std::llround(ms * 1000)); }
 
 std::string result_of(const batch_report &report) {
-  if (report.recompressed) {
-    return "recompressed";
+  if (report.refused_changes != 0) {
+    return "refused";
   }
-  return report.refused_changes != 0 ? "refused" : report.refused ? "split" : "accepted";
+  return report.recompressed ? "recompressed" : report.refused ? "split" : "accepted";
 }
 
 cell text_or_nothing(const std::string &text) { return text.empty() ? cell() : cell(text); }
@@ -51,7 +51,7 @@ figure_list json_of(const update_figures &f, const update_totals &t) {
           {"history", f.history},
           {"policy", f.policy},
           {"room", f.room},
-          {"safe_updates", !f.as_written},
+          {"safe_updates", f.safe_updates},
           {"table_prefixes_before", f.first_prefixes},
           {"table_prefixes_after", f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes},
           {"batches", f.batches.size()},
@@ -81,6 +81,14 @@ figure_list json_of(const update_figures &f, const update_totals &t) {
           {"time_us", microseconds(t.sum.ms)}};
 }
 
+std::string text_of_cases(const update_totals &t) {
+  std::string out = "records\n";
+  for (size_t i = 0; i < n_record_cases; ++i) {
+    out += fmt::format("  {:<18}{}\n", case_name(static_cast<record_case>(i)), t.sum.cases[i]);
+  }
+  return out;
+}
+
 std::string text_of(const update_figures &f, const update_totals &t) {
   std::string out;
   const uint64_t after = f.batches.empty() ? f.first_prefixes : f.batches.back().table_prefixes;
@@ -97,10 +105,7 @@ std::string text_of(const update_figures &f, const update_totals &t) {
   out += fmt::format("changed             {} by batches, {} by recompressions\n", t.changed_by_batches,
                      t.changed_by_recompressions);
   out += f.room ? fmt::format("moved               {}\n", t.sum.moved) : "";
-  out += "records\n";
-  for (size_t i = 0; i < n_record_cases; ++i) {
-    out += fmt::format("  {:<18}{}\n", case_name(static_cast<record_case>(i)), t.sum.cases[i]);
-  }
+  out += f.room ? "" : text_of_cases(t);
   out += fmt::format("time                {:.1f} ms, and {:.1f} ms for the first compression\n", t.sum.ms, f.first_ms);
   return out;
 }
@@ -126,7 +131,7 @@ update_totals total_of(const update_figures &figures) {
       t.sum.cases[i] += r.cases[i];
     }
     (r.recompressed ? t.changed_by_recompressions : t.changed_by_batches) += r.changed;
-    ++(r.recompressed ? t.recompressed : r.refused_changes != 0 ? t.left_out : t.accepted);
+    ++(r.refused_changes != 0 ? t.left_out : r.recompressed ? t.recompressed : t.accepted);
     t.split += result_of(r) == "split" ? 1 : 0;
     if (r.refused) {
       ++t.refusals[r.refused->kind];

@@ -25,7 +25,7 @@ struct batch_figures {
 struct update_figures {
   std::string table, history, policy;
   bool room = false;
-  bool as_written = false;
+  bool safe_updates = true;
   uint64_t first_prefixes = 0;
   double first_ms = 0;  // the full compression before the first batch
   std::vector<batch_figures> batches;

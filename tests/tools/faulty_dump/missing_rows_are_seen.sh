@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# missing_rows_are_seen.sh TOOL FAULTY_DUMP TABLE NEW_TABLE HISTORY: with a library whose dump lacks a row, every command that
+# missing_rows_are_seen.sh TOOL FAULTY_DUMP TABLE NEW_TABLE HISTORY: with a library whose dump and rows lack one, every command that
 # speaks of the hardware answers no, and names the prefix.
 set -uo pipefail
 tool=$1 faulty=$2 table=$3 new_table=$4 history=$5
@@ -14,8 +14,10 @@ answers_no() {
   fi
 }
 
-answers_no verify "$table"
-answers_no dump "$table"
-answers_no plan "$table" "$new_table" --simulate
-answers_no plan "$table" "$history" --simulate
-answers_no update "$table" "$history"
+for room in on off; do
+  answers_no verify "$table" --room $room
+  answers_no dump "$table" --room $room
+  answers_no plan "$table" "$new_table" --simulate --room $room
+  answers_no plan "$table" "$history" --simulate --room $room
+  answers_no update "$table" "$history" --room $room
+done

@@ -226,7 +226,7 @@ constexpr option_row options[] = {
      .kind = choice,
      .choices = "recompress|stop|skip",
      .standard = "recompress",
-     .help = "when a batch is refused: compress the whole table anew, stop, or leave the batch out"},
+     .help = "when a batch is refused: compress the whole table anew where that helps, stop, or leave the batch out"},
     {.of = "@live",
      .names = "--move-limit",
      .value = "N",
@@ -238,7 +238,12 @@ constexpr option_row options[] = {
      .kind = choice,
      .choices = "plain|deletes-first|split|shortest-first",
      .help = "with --room off: in which requests a batch is sent, see below; if not given, shortest-first"},
-    {.of = "@live", .names = "--as-written", .help = "with --room off: turn safe updates off"},
+    {.of = "@live",
+     .names = "--safe-updates",
+     .kind = choice,
+     .choices = "on|off",
+     .standard = "on",
+     .help = "with --room off: refuse batches that would leave a table wrong"},
 
     // ---- library
     {.of = "@library",

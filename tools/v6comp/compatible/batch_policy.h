@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "compatible_instance.h"
 #include "history_reader.h"
-#include "library_instance.h"
 
 namespace v6tool {
 

@@ -1,1 +1,0 @@
-v6comp update $histories/dc_wikimedia.base.txt $histories/dc_wikimedia.updates.txt --room off --policy plain --as-written --verify every | tail -n 2; exit ${PIPESTATUS[0]}
