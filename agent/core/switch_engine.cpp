@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint64_t least_history_to_compact = 10000;  // changes
 constexpr int most_reads = 20;
-constexpr auto pause_between_reads = std::chrono::milliseconds(50);
+constexpr auto pause_between_reads = std::chrono::milliseconds(20);
 
 std::vector<zel_v6comp_table_prefix> prefixes_from(const std::vector<zel_v6comp_table_change> &changes) {
   std::vector<zel_v6comp_table_prefix> prefixes(changes.size());

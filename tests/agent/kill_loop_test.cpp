@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The agent's process is killed two hundred times, at any moment: while it replays, writes the journal, or writes the
-// switch. What it had acknowledged is never lost, the codes are those of an agent that was never killed, and the next
-// one finds nothing in the switch that the last batch does not explain.
+// The agent's process is killed two hundred times: before the N-th write to the journal's files or to the switch, for
+// any N, and at any moment. What it had acknowledged is never lost, the codes are those of an agent that was never
+// killed, and the next one finds nothing in the switch that the last batch does not explain.
+#include <sqlite3.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,7 +20,6 @@ constexpr int kills_of_a_generation = 20;
 
 // Shared by the test and the processes that it kills.
 struct progress {
-  std::atomic<uint32_t> started;
   std::atomic<uint32_t> acknowledged;  // batches
   std::atomic<uint32_t> outstanding;   // recoveries that had something to do
 };
@@ -37,11 +37,51 @@ class shared_progress {
   void *page_;
 };
 
+// The write before which this process dies. 0: none.
+int writes_to_live = 0;
+
+void count_down() {
+  if (writes_to_live > 0 && --writes_to_live == 0) {
+    kill(getpid(), SIGKILL);
+  }
+}
+
+ssize_t mortal_pwrite(int file, const void *bytes, size_t n, off_t at) {
+  count_down();
+  return pwrite(file, bytes, n, at);
+}
+
+// From here on this process's journals die before a write.
+void make_journals_mortal() {
+  sqlite3_vfs *files = sqlite3_vfs_find(nullptr);
+  const auto call = reinterpret_cast<sqlite3_syscall_ptr>(mortal_pwrite);
+  for (const char *name : {"pwrite", "pwrite64"}) {
+    files->xSetSystemCall(files, name, call);
+  }
+}
+
+class mortal_driver final : public switch_driver {
+ public:
+  explicit mortal_driver(const std::string &path) : trace_(path) {}
+  driver_answer write(const switch_step &step) override {
+    count_down();
+    const driver_answer answer = trace_.write(step);
+    count_down();
+    return answer;
+  }
+  driver_answer read(switch_image &image) override { return trace_.read(image); }
+
+ private:
+  trace_driver trace_;
+};
+
 // An agent: recovers, then runs batches for ever. Returns why it cannot go on.
-const char *live(const scratch_folder &folder, shared_progress &shared) {
+const char *live(const scratch_folder &folder, shared_progress &shared, int writes) {
+  writes_to_live = writes;
+  make_journals_mortal();
   table_pair tables({4096, 0});
   batch_journal journal(folder.file("journal"));
-  trace_driver driver(folder.file("trace"));
+  mortal_driver driver(folder.file("trace"));
   switch_engine engine(tables, journal, driver);
   const reconcile_result recovered = engine.recover();
   if (recovered.status != driver_status::done) {
@@ -117,10 +157,14 @@ TEST(KillLoop, two_hundred_kills_change_nothing) {
     const scratch_folder folder;
     shared_progress shared;
     for (int i = 0; i < kills_of_a_generation; ++i) {
-      const pid_t child = in_process([&] { return live(folder, shared); });
+      const bool at_any_moment = i % 4 == 3;
+      const int writes = at_any_moment ? 0 : 1 + static_cast<int>(random() % 60);
+      const pid_t child = in_process([&] { return live(folder, shared, writes); });
       ASSERT_GT(child, 0);
-      usleep(static_cast<useconds_t>(random() % 30000));
-      kill(child, SIGKILL);
+      if (at_any_moment) {
+        usleep(static_cast<useconds_t>(random() % 20000));
+        kill(child, SIGKILL);
+      }
       int status = 0;
       ASSERT_EQ(waitpid(child, &status, 0), child);
       ASSERT_TRUE(WIFSIGNALED(status)) << "the agent ended by itself";
