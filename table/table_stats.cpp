@@ -40,8 +40,8 @@ tree_figures walk_tree(const tm_n_ary_node *node) {
   return figures;
 }
 
-void describe(const zel_v6comp_table *table, zel_v6comp_table_figures *figures) {
-  *figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+void describe(const zel_v6comp_table *table, zel_v6comp_table_stats_record *figures) {
+  *figures = ZEL_V6COMP_TABLE_STATS_INIT;
   figures->moves = table->moves;
   figures->changes = table->changes;
   figures->prefixes = table->n_rows;
@@ -60,7 +60,7 @@ void describe(const zel_v6comp_table *table, zel_v6comp_table_figures *figures) 
 
 }  // namespace
 
-int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_figures *figures) {
+int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_stats_record *figures) {
   int32_t status = table_begin_reading(table);
   if (status != ZEL_V6COMP_TABLE_OK) {
     return table_refuse(table, __func__, status);

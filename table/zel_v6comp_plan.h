@@ -108,4 +108,11 @@ TM_API int32_t zel_v6comp_slots_find(const zel_v6comp_slots *slots, const uint8_
 
 TM_API_END
 
+/* The layouts are part of the binary interface. */
+TM_ASSERT_SIZE(zel_v6comp_slot_step, 40);
+TM_ASSERT_OFFSET(zel_v6comp_slot_step, slot, 24);
+TM_ASSERT_OFFSET(zel_v6comp_slot_step, kind, 37);
+TM_ASSERT_SIZE(zel_v6comp_slot_steps, 40);
+TM_ASSERT_OFFSET(zel_v6comp_slot_steps, moves, 24);
+
 #endif

@@ -179,8 +179,8 @@ typedef struct zel_v6comp_table_outcome {
   int32_t status;      /* as returned: the reason of a refusal */
   uint32_t added;      /* prefixes that only the new table holds */
   uint32_t removed;    /* prefixes that only the old table holds */
-  uint32_t present;    /* additions of what was there already */
-  uint32_t absent;     /* removals of what was not there */
+  uint32_t present;    /* additions of what was there already when their turn came */
+  uint32_t absent;     /* removals of what was not there when their turn came */
   uint32_t moved;      /* prefixes in both tables with another code */
   uint32_t rekeyed;    /* prefixes in both tables with the same code and another key */
   uint32_t parked;     /* keys and codes that stood in an interim place, because two prefixes changed places */
@@ -215,8 +215,8 @@ typedef struct zel_v6comp_table_pool {
 
 enum { ZEL_V6COMP_TABLE_POOLS = 5 };
 
-/** Figures of a table. Begin with ZEL_V6COMP_TABLE_FIGURES_INIT. */
-typedef struct zel_v6comp_table_figures {
+/** Figures of a table. Begin with ZEL_V6COMP_TABLE_STATS_INIT. */
+typedef struct zel_v6comp_table_stats_record {
   size_t struct_size;
   uint64_t moves;        /* prefixes moved since it was opened, by apply and by compact */
   uint64_t changes;      /* accepted loads, applies and compacts since it was opened */
@@ -227,13 +227,13 @@ typedef struct zel_v6comp_table_figures {
   uint32_t indexed;      /* 1 = lookups use the read index (zel_v6comp_table_index) */
   uint32_t reserved;
   zel_v6comp_table_pool pools[ZEL_V6COMP_TABLE_POOLS]; /* tree nodes, tree data, prefix data, path data, trie nodes */
-} zel_v6comp_table_figures;
+} zel_v6comp_table_stats_record;
 
-#define ZEL_V6COMP_TABLE_FIGURES_INIT                           \
-  {                                                             \
-    sizeof(zel_v6comp_table_figures), 0, 0, 0, 0, 0, 0, 0, 0, { \
-      {0, 0}, {0, 0}, {0, 0}, {0, 0}, { 0, 0 }                  \
-    }                                                           \
+#define ZEL_V6COMP_TABLE_STATS_INIT                                  \
+  {                                                                  \
+    sizeof(zel_v6comp_table_stats_record), 0, 0, 0, 0, 0, 0, 0, 0, { \
+      {0, 0}, {0, 0}, {0, 0}, {0, 0}, { 0, 0 }                       \
+    }                                                                \
   }
 
 /** Open an empty table on an instance of the grid. The first call of a process starts the library, unless the host has.
@@ -262,7 +262,8 @@ TM_API int32_t zel_v6comp_table_load(zel_v6comp_table *table, const zel_v6comp_t
                                      zel_v6comp_table_outcome *outcome);
 
 /** Add and remove prefixes, all or nothing. Changes are taken in their order: of several for one prefix the last one
- *  decides. Adding what is there and removing what is not are counted, and no error.
+ *  decides. Adding what is there and removing what is not are counted, and no error. A prefix that is removed and added
+ *  in one call stays as it is, but for its word: it counts as neither added, removed, present nor absent.
  *  @param changes  n records; may be null when n is 0
  *  @param outcome  may be null
  *  @return as zel_v6comp_table_load, and E_OPERATION
@@ -314,7 +315,7 @@ TM_API int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const u
 
 /** Figures of the table and of the pools.
  *  @return OK, E_NULL, E_SIZE, E_NO_TABLE, E_BUSY, E_FOREIGN. Cost: a walk of the table. Only reads. */
-TM_API int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_figures *figures);
+TM_API int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_stats_record *stats);
 
 /** Build the read index: lookups take a step per byte instead of one per bit, until the next change. Without it they
  *  walk the tries; the answers are the same.
@@ -325,7 +326,7 @@ TM_API int32_t zel_v6comp_table_index(zel_v6comp_table *table);
 /** The elements that the library's pools need for tables of so many prefixes, whatever these are: what the first open
  *  makes of expected_prefixes. For hosts that start the library themselves.
  *  @param prefixes  of all tables together
- *  @param elements  out: a number for each pool, in the order of zel_v6comp_table_figures; null is ignored
+ *  @param elements  out: a number for each pool, in the order of zel_v6comp_table_stats_record; null is ignored
  *  Cost: none. */
 TM_API void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL_V6COMP_TABLE_POOLS]);
 
@@ -333,5 +334,27 @@ TM_API void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL
 TM_API const char *zel_v6comp_table_text(int32_t status);
 
 TM_API_END
+
+/* The layouts are part of the binary interface. */
+TM_ASSERT_SIZE(zel_v6comp_table_options, 40);
+TM_ASSERT_OFFSET(zel_v6comp_table_options, log, 16);
+TM_ASSERT_SIZE(zel_v6comp_table_prefix, 24);
+TM_ASSERT_OFFSET(zel_v6comp_table_prefix, word, 20);
+TM_ASSERT_SIZE(zel_v6comp_table_change, 24);
+TM_ASSERT_OFFSET(zel_v6comp_table_change, operation, 17);
+TM_ASSERT_OFFSET(zel_v6comp_table_change, word, 20);
+TM_ASSERT_SIZE(zel_v6comp_table_row, 40);
+TM_ASSERT_OFFSET(zel_v6comp_table_row, key, 24);
+TM_ASSERT_OFFSET(zel_v6comp_table_row, code_length, 37);
+TM_ASSERT_SIZE(zel_v6comp_table_write, 40);
+TM_ASSERT_OFFSET(zel_v6comp_table_write, key, 24);
+TM_ASSERT_OFFSET(zel_v6comp_table_write, kind, 38);
+TM_ASSERT_SIZE(zel_v6comp_table_outcome, 240);
+TM_ASSERT_OFFSET(zel_v6comp_table_outcome, record, 24);
+TM_ASSERT_OFFSET(zel_v6comp_table_outcome, reason, 76);
+TM_ASSERT_SIZE(zel_v6comp_table_place, 20);
+TM_ASSERT_SIZE(zel_v6comp_table_pool, 8);
+TM_ASSERT_SIZE(zel_v6comp_table_stats_record, 88);
+TM_ASSERT_OFFSET(zel_v6comp_table_stats_record, pools, 48);
 
 #endif

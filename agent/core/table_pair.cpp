@@ -76,8 +76,8 @@ void table_pair::visit_rows(side which, const std::function<void(const zel_v6com
   }
 }
 
-zel_v6comp_table_figures table_pair::figures(side which) const {
-  zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+zel_v6comp_table_stats_record table_pair::figures(side which) const {
+  zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
   zel_v6comp_table_stats(table(which), &figures);
   return figures;
 }

@@ -37,7 +37,7 @@ class table_pair {
   bool find(side which, const ip_prefix &prefix, zel_v6comp_table_row &row) const;
   bool lookup(side which, ip_key address, zel_v6comp_table_row &row) const;
   void visit_rows(side which, const std::function<void(const zel_v6comp_table_row &)> &visit) const;
-  zel_v6comp_table_figures figures(side which) const;
+  zel_v6comp_table_stats_record figures(side which) const;
 
   // Would a load of these prefixes, all that the table holds, give the codes and keys that it has now? Takes the pools
   // for a third table while it tries.

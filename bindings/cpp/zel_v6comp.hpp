@@ -19,9 +19,7 @@
 #ifndef ZEL_V6COMP_HPP
 #define ZEL_V6COMP_HPP
 
-#include <algorithm>
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -32,158 +30,9 @@
 
 #include "zel_v6comp_prefix.hpp"
 #include "zel_v6comp_table.h"
+#include "zel_v6comp_write.hpp"
 
 namespace v6comp {
-
-/// A prefix to load, with the host's own word.
-using entry = zel_v6comp_table_prefix;
-/// A prefix that comes or goes: add(), remove().
-using change = zel_v6comp_table_change;
-
-namespace detail {
-template <class Record>
-Record record_of(const prefix &from, std::uint32_t word) {
-  Record record{};
-  std::copy(from.address.bytes.begin(), from.address.bytes.end(), std::begin(record.address));
-  record.length = from.length;
-  record.word = word;
-  return record;
-}
-
-template <class Record>
-prefix prefix_of(const Record &record) {
-  return {address_of(record.address), record.length};
-}
-}  // namespace detail
-
-inline entry entry_of(const prefix &prefix, std::uint32_t word = 0) { return detail::record_of<entry>(prefix, word); }
-
-inline change add(const prefix &prefix, std::uint32_t word = 0) {
-  change record = detail::record_of<change>(prefix, word);
-  record.operation = ZEL_V6COMP_TABLE_ADD;
-  return record;
-}
-
-inline change remove(const prefix &prefix) {
-  change record = detail::record_of<change>(prefix, 0);
-  record.operation = ZEL_V6COMP_TABLE_REMOVE;
-  return record;
-}
-
-/// A stored prefix and what it became.
-struct row {
-  v6comp::prefix prefix{};
-  v6comp::code code{};    // what rules on the prefix match
-  std::uint64_t key = 0;  // what stage 1 answers for addresses of which this is the longest prefix
-  std::uint32_t word = 0;
-
-  row() = default;
-  explicit row(const zel_v6comp_table_row &record)
-      : prefix(detail::prefix_of(record)), code{record.code, record.code_length}, key(record.key), word(record.word) {}
-
-  friend bool operator==(const row &, const row &) = default;
-};
-
-enum class write_kind : std::uint8_t {
-  add_code = ZEL_V6COMP_TABLE_ADD_CODE,       // stage 2: rules on the prefix match this code too
-  add_key = ZEL_V6COMP_TABLE_ADD_KEY,         // stage 1: a new entry, prefix -> key
-  change_key = ZEL_V6COMP_TABLE_CHANGE_KEY,   // stage 1: the prefix's entry gets this key
-  remove_key = ZEL_V6COMP_TABLE_REMOVE_KEY,   // stage 1: the prefix's entry goes
-  remove_code = ZEL_V6COMP_TABLE_REMOVE_CODE  // stage 2: rules on the prefix no longer match this code
-};
-
-inline const char *to_string(write_kind kind) {
-  switch (kind) {
-    case write_kind::add_code:
-      return "add code";
-    case write_kind::add_key:
-      return "add key";
-    case write_kind::change_key:
-      return "change key";
-    case write_kind::remove_key:
-      return "remove key";
-    case write_kind::remove_code:
-      return "remove code";
-  }
-  return "unknown write";
-}
-
-/// One write to hardware.
-struct write {
-  write_kind kind{};
-  v6comp::prefix prefix{};
-  v6comp::code code{};     // add_code, remove_code; else empty
-  std::uint64_t key = 0;   // add_key, change_key: to be written; remove_key: the last one; else 0
-  std::uint32_t word = 0;  // the prefix's; of one that is removed the last one
-
-  write() = default;
-  explicit write(const zel_v6comp_table_write &record)
-      : kind(static_cast<write_kind>(record.kind)),
-        prefix(detail::prefix_of(record)),
-        code{record.code, record.code_length},
-        key(record.key),
-        word(record.word) {}
-
-  /// Which of the two lookup stages it goes to: 1 (prefix -> key) or 2 (codes).
-  int stage() const { return kind == write_kind::add_code || kind == write_kind::remove_code ? 2 : 1; }
-
-  friend bool operator==(const write &, const write &) = default;
-};
-
-/// The writes of an outcome: a random-access range of v6comp::write, made as they are looked at.
-class write_list {
- public:
-  class iterator {
-   public:
-    using iterator_concept = std::random_access_iterator_tag;
-    using iterator_category = std::input_iterator_tag;
-    using value_type = write;
-    using difference_type = std::ptrdiff_t;
-    using reference = write;
-    using pointer = void;
-
-    iterator() = default;
-    explicit iterator(const zel_v6comp_table_write *at) : at_(at) {}
-
-    write operator*() const { return write(*at_); }
-    write operator[](difference_type n) const { return write(at_[n]); }
-    iterator &operator++() { return *this += 1; }
-    iterator operator++(int) { return iterator(at_++); }
-    iterator &operator--() { return *this -= 1; }
-    iterator operator--(int) { return iterator(at_--); }
-    iterator &operator+=(difference_type n) {
-      at_ += n;
-      return *this;
-    }
-    iterator &operator-=(difference_type n) {
-      at_ -= n;
-      return *this;
-    }
-    friend iterator operator+(iterator it, difference_type n) { return it += n; }
-    friend iterator operator+(difference_type n, iterator it) { return it += n; }
-    friend iterator operator-(iterator it, difference_type n) { return it -= n; }
-    friend difference_type operator-(iterator a, iterator b) { return a.at_ - b.at_; }
-    friend auto operator<=>(iterator, iterator) = default;
-
-   private:
-    const zel_v6comp_table_write *at_ = nullptr;
-  };
-
-  write_list() = default;
-  explicit write_list(std::span<const zel_v6comp_table_write> records) : records_(records) {}
-
-  iterator begin() const { return iterator(records_.data()); }
-  iterator end() const { return iterator(records_.data() + records_.size()); }
-  std::size_t size() const { return records_.size(); }
-  bool empty() const { return records_.empty(); }
-  write operator[](std::size_t n) const { return write(records_[n]); }
-
-  /// The library's own records.
-  std::span<const zel_v6comp_table_write> records() const { return records_; }
-
- private:
-  std::span<const zel_v6comp_table_write> records_{};
-};
 
 /// What became of a load, an apply or a compact: true when it was accepted. Refused, it has changed nothing.
 class [[nodiscard]] outcome {
@@ -269,7 +118,7 @@ class row_walk {
 };
 
 /// Figures of a table, as the library's header says.
-using figures = zel_v6comp_table_figures;
+using table_stats = zel_v6comp_table_stats_record;
 
 enum class log_level : std::int32_t {
   error = ZEL_V6COMP_TABLE_LOG_ERROR,
@@ -362,10 +211,10 @@ class table {
                                                        covered.empty() ? nullptr : covered.data()));
   }
 
-  result<figures> stats() const {
-    figures record = ZEL_V6COMP_TABLE_FIGURES_INIT;
+  result<table_stats> stats() const {
+    table_stats record = ZEL_V6COMP_TABLE_STATS_INIT;
     const std::int32_t answer = zel_v6comp_table_stats(table_, &record);
-    return answer < 0 ? result<figures>(detail::error_of(answer)) : result<figures>(record);
+    return answer < 0 ? result<table_stats>(detail::error_of(answer)) : result<table_stats>(record);
   }
 
   /// Build the read index: quicker answers until the next change.

@@ -200,7 +200,7 @@ TEST(TableApply, MorePrefixesUnderOneAnchorThanACounterHolds) {
 TEST(TableStats, CountWhatIsThere) {
   table_twin twin;
   ASSERT_EQ(twin.load({add("2001:db8:1::/48"), add("2001:db8:2::/48"), add("2001:db8:3::/48")}), ZEL_V6COMP_TABLE_OK);
-  const zel_v6comp_table_figures figures = twin.figures();
+  const zel_v6comp_table_stats_record figures = twin.figures();
   EXPECT_EQ(figures.prefixes, 3u);
   EXPECT_EQ(figures.anchors, 2u);      // the /32, and ::/0
   EXPECT_EQ(figures.bits_needed, 3u);  // three leaves and a rest, in one that has a rest

@@ -219,7 +219,7 @@ TEST_F(BadUse, OfCounts) {
 TEST_F(BadUse, OfQuestions) {
   zel_v6comp_table_row row = {};
   zel_v6comp_table_place place = ZEL_V6COMP_TABLE_PLACE_INIT;
-  zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+  zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
   uint64_t key = 0;
   EXPECT_EQ(zel_v6comp_table_find(table_, nullptr, 32, &row), ZEL_V6COMP_TABLE_E_NULL);
   EXPECT_EQ(zel_v6comp_table_find(table_, address_, 32, nullptr), ZEL_V6COMP_TABLE_E_NULL);
@@ -252,7 +252,7 @@ TEST_F(BadUse, OfHandles) {
   for (zel_v6comp_table *bad : {closed, wild, inside}) {
     zel_v6comp_table_row row = {};
     zel_v6comp_table_place place = ZEL_V6COMP_TABLE_PLACE_INIT;
-    zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+    zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
     zel_v6comp_table_outcome outcome = ZEL_V6COMP_TABLE_OUTCOME_INIT;
     uint64_t key = 0;
     constexpr int32_t no = ZEL_V6COMP_TABLE_E_NO_TABLE;

@@ -43,7 +43,7 @@ TEST(TableThreads, EightReadersAndAChange) {
         zel_v6comp_table_row row = {};
         uint64_t keys[4];
         uint8_t covered[4];
-        zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+        zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
         zel_v6comp_table_place place = ZEL_V6COMP_TABLE_PLACE_INIT;
         wrong += zel_v6comp_table_lookup(twin.table, addresses[0], &row) < 0;
         wrong += zel_v6comp_table_find(twin.table, row.address, row.length, &row) < 0;

@@ -94,8 +94,8 @@ std::vector<zel_v6comp_table_row> table_twin::rows() const {
   return all;
 }
 
-zel_v6comp_table_figures table_twin::figures() const {
-  zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+zel_v6comp_table_stats_record table_twin::figures() const {
+  zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
   EXPECT_EQ(zel_v6comp_table_stats(table, &figures), ZEL_V6COMP_TABLE_OK);
   return figures;
 }

@@ -43,7 +43,7 @@ class table_twin {
   void check_lookups() const;
 
   std::vector<zel_v6comp_table_row> rows() const;
-  zel_v6comp_table_figures figures() const;
+  zel_v6comp_table_stats_record figures() const;
 
   zel_v6comp_table *table = nullptr;
   zel_v6comp_table_outcome last = ZEL_V6COMP_TABLE_OUTCOME_INIT;

@@ -26,7 +26,7 @@ struct report_data {
   std::string history;  // "" when there is none
   std::string version;
   std::vector<zel_v6comp_table_row> rows;  // by address, containing prefixes first
-  zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+  zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
   std::vector<report_batch> batches;
 };
 

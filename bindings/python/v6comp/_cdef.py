@@ -112,7 +112,7 @@ typedef struct zel_v6comp_table_pool {
   uint32_t in_use;
 } zel_v6comp_table_pool;
 enum { ZEL_V6COMP_TABLE_POOLS = 5 };
-typedef struct zel_v6comp_table_figures {
+typedef struct zel_v6comp_table_stats_record {
   size_t struct_size;
   uint64_t moves;
   uint64_t changes;
@@ -123,7 +123,7 @@ typedef struct zel_v6comp_table_figures {
   uint32_t indexed;
   uint32_t reserved;
   zel_v6comp_table_pool pools[ZEL_V6COMP_TABLE_POOLS];
-} zel_v6comp_table_figures;
+} zel_v6comp_table_stats_record;
 int32_t zel_v6comp_table_open(int32_t processor, int32_t instance, const zel_v6comp_table_options *options, zel_v6comp_table **table);
 int32_t zel_v6comp_table_close(zel_v6comp_table *table);
 int32_t zel_v6comp_table_load(zel_v6comp_table *table, const zel_v6comp_table_prefix *prefixes, size_t n, zel_v6comp_table_outcome *outcome);
@@ -133,7 +133,7 @@ int32_t zel_v6comp_table_find(const zel_v6comp_table *table, const uint8_t addre
 int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint8_t address[16], zel_v6comp_table_row *row);
 int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place, zel_v6comp_table_row *rows, uint32_t n);
 int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t *addresses, size_t n, uint64_t *keys, uint8_t *covered);
-int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_figures *figures);
+int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_stats_record *stats);
 int32_t zel_v6comp_table_index(zel_v6comp_table *table);
 void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL_V6COMP_TABLE_POOLS]);
 const char *zel_v6comp_table_text(int32_t status);

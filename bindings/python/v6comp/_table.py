@@ -235,8 +235,8 @@ class Table:
 
     def stats(self) -> Stats:
         """Figures of the table and of the pools. Walks the table."""
-        figures = ffi.new('zel_v6comp_table_figures *')
-        figures.struct_size = ffi.sizeof('zel_v6comp_table_figures')
+        figures = ffi.new('zel_v6comp_table_stats_record *')
+        figures.struct_size = ffi.sizeof('zel_v6comp_table_stats_record')
         with turn:
             _check(library().zel_v6comp_table_stats(self._open_handle(), figures))
         return Stats(
