@@ -134,6 +134,24 @@ constexpr command_row commands[] = {
      .good = "done",
      .no = "the table does not fit, or a batch was refused",
      .examples = "v6comp report -o report.html routes.txt changes.txt  a page to look at"},
+    {.name = "acl",
+     .purpose = "Turn access rules on source and destination prefixes into narrow ternary entries",
+     .sets = "output general",
+     .description =
+         "Source prefixes become one table of the library, destination prefixes another. Each address of a packet is "
+         "looked up in its table, and the two keys of 64 bits that come out stand where the two addresses of 128 bits "
+         "would: a rule's entry matches the codes of its prefixes in them.\n\n"
+         "RULES is what `nft -j list ruleset` or ip6tables-save print, or CSV whose first line names the fields "
+         "source, destination and verdict, and perhaps protocol, source_ports, destination_ports, icmp_type, priority and "
+         "name. Of nft and ip6tables the chain of forwarded packets is taken, with all that it jumps to. A rule that no "
+         "entry can say (state of connections, interfaces, negations, rates) is a fault.\n\n"
+         "Flows are lines for `ovs-ofctl -O OpenFlow15 add-flows`: tables 0 and 1 map source and destination to xreg0 "
+         "and xreg1, table 2 holds the entries. A rejected packet is dropped there.",
+     .good = "done, or right",
+     .no = "wrong (with a counterexample), the prefixes do not fit, or more rules than flows have priorities",
+     .examples = "nft -j list ruleset | v6comp acl --verify -  prove that every verdict stays the same\n"
+                 "v6comp acl --summary rules.csv  bits and entries before and after\n"
+                 "v6comp acl --what flows rules.csv > flows.txt  for a software switch"},
     {.name = "help",
      .purpose = "Print the help of a command",
      .sets = "general",
@@ -163,6 +181,7 @@ constexpr option_row options[] = {
      .names = "[HISTORY]",
      .kind = file,
      .help = "file of batches of changes that are applied first, - for standard input"},
+    {.of = "acl", .names = "RULES", .kind = file, .help = "access rules, - for standard input"},
     {.of = "help", .names = "[COMMAND]", .kind = text, .help = "a command"},
 
     // ---- of single commands
@@ -174,7 +193,7 @@ constexpr option_row options[] = {
      .most = UINT32_MAX,
      .standard = "10000",
      .help = "random addresses inside stored prefixes to look up"},
-    {.of = "verify",
+    {.of = "verify acl",
      .names = "--seed",
      .value = "N",
      .kind = number,
@@ -203,6 +222,45 @@ constexpr option_row options[] = {
      .help = "slots of the hardware; if not given, as many as any plan can use"},
     {.of = "plan", .names = "--simulate", .help = "drive the plan through a model TCAM and watch every answer"},
 
+    {.of = "acl",
+     .names = "-w,--what",
+     .kind = choice,
+     .choices = "entries|sources|destinations|flows",
+     .standard = "entries",
+     .help = "print the entries, the codes and keys of the source or the destination prefixes, or flows"},
+    {.of = "acl", .names = "-s,--summary", .help = "print bits and entries before and after instead"},
+    {.of = "acl", .names = "--verify", .help = "prove that every verdict is that of the rules, and say so instead"},
+    {.of = "acl",
+     .names = "--chain",
+     .value = "NAME",
+     .kind = text,
+     .help = "chain to take from nft or ip6tables; in nft also TABLE/NAME"},
+    {.of = "acl",
+     .names = "--accept",
+     .value = "ACTIONS",
+     .kind = text,
+     .standard = "NORMAL",
+     .help = "what flows do with accepted packets"},
+    {.of = "acl",
+     .names = "--corner-probes",
+     .value = "N",
+     .kind = number,
+     .standard = "200000",
+     .help = "most packets at corners of rules to try; of more, every n-th is tried"},
+    {.of = "acl",
+     .names = "--random-probes",
+     .value = "N",
+     .kind = number,
+     .standard = "10000",
+     .help = "packets of random edges to try"},
+    {.of = "acl",
+     .names = "--input",
+     .value = "FORMAT",
+     .kind = choice,
+     .choices = "auto|nft|ip6tables|csv",
+     .standard = "auto",
+     .help = "format of the rules; auto sees it in the first bytes"},
+
     // ---- input
     {.of = "@input",
      .names = "--input",
@@ -211,14 +269,18 @@ constexpr option_row options[] = {
      .choices = "auto|mrt|json|ip-json|frr-json|proc|bgpdump|csv|frr|bird|ip-route|rows|list",
      .standard = "auto",
      .help = "format of the table, see `v6comp help list`; auto sees it in the first bytes"},
-    {.of = "@input", .names = "--mask", .help = "clear bits set beyond a prefix's length, which are a fault otherwise"},
-    {.of = "@input",
+    {.of = "@input acl",
+     .names = "--mask",
+     .help = "clear bits set beyond a prefix's length, which are a fault otherwise"},
+    {.of = "@input acl",
      .names = "--skip-bad",
      .value = "N",
      .kind = number,
      .standard = "0",
      .help = "bad lines that are left out and counted"},
-    {.of = "@input", .names = "-v,--verbose", .help = "say which format the table was in, and how much of it was read"},
+    {.of = "@input acl",
+     .names = "-v,--verbose",
+     .help = "say which format the input was in, and how much of it was read"},
 
     // ---- batches
     {.of = "@live",

@@ -1,0 +1,1 @@
+v6comp acl --what destinations --format csv - < "${tables%/tables}/rules/office.csv"

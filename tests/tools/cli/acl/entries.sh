@@ -1,0 +1,1 @@
+v6comp acl "${tables%/tables}/rules/office.csv"

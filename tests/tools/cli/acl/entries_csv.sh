@@ -1,0 +1,1 @@
+v6comp acl --format csv "${tables%/tables}/rules/office.csv" | head -3

@@ -1,0 +1,1 @@
+v6comp acl --what flows --accept "resubmit(,10)" "${tables%/tables}/rules/office.csv"

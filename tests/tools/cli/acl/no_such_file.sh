@@ -1,0 +1,1 @@
+v6comp acl nothing.csv

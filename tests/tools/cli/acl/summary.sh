@@ -1,0 +1,1 @@
+v6comp acl --summary "${tables%/tables}/rules/office.csv"

@@ -1,0 +1,1 @@
+v6comp acl --summary --format json "${tables%/tables}/rules/office.csv"

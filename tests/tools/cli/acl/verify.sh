@@ -1,0 +1,1 @@
+v6comp acl --verify "${tables%/tables}/rules/office.csv"
