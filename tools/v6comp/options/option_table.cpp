@@ -142,9 +142,9 @@ constexpr command_row commands[] = {
          "looked up in its table, and the two keys of 64 bits that come out stand where the two addresses of 128 bits "
          "would: a rule's entry matches the codes of its prefixes in them.\n\n"
          "RULES is what `nft -j list ruleset` or ip6tables-save print, or CSV whose first line names the fields "
-         "source, destination and verdict, and perhaps protocol, source_ports, destination_ports, icmp_type, priority and "
-         "name. Of nft and ip6tables the chain of forwarded packets is taken, with all that it jumps to. A rule that no "
-         "entry can say (state of connections, interfaces, negations, rates) is a fault.\n\n"
+         "source, destination and verdict, and perhaps protocol, source_ports, destination_ports, icmp_type, priority "
+         "and name. Of nft and ip6tables the chain of forwarded packets is taken, with all that it jumps to. A rule "
+         "that no entry can say (state of connections, interfaces, negations, rates) is a fault.\n\n"
          "Flows are lines for `ovs-ofctl -O OpenFlow15 add-flows`: tables 0 and 1 map source and destination to xreg0 "
          "and xreg1, table 2 holds the entries. A rejected packet is dropped there.",
      .good = "done, or right",
@@ -280,7 +280,7 @@ constexpr option_row options[] = {
      .help = "bad lines that are left out and counted"},
     {.of = "@input acl",
      .names = "-v,--verbose",
-     .help = "say which format the input was in, and how much of it was read"},
+     .help = "say which format the table was in, and how much of it was read"},
 
     // ---- batches
     {.of = "@live",
