@@ -11,6 +11,7 @@
 #include "output_format.h"
 #include "prefix_text.h"
 #include "progress_note.h"
+#include "row_writer.h"
 #include "rule_flows.h"
 #include "rules_reader.h"
 #include "tool_options.h"
@@ -52,20 +53,8 @@ cell masked_cell(uint32_t value, uint32_t mask) {
 std::string code_text(narrow_code code) { return format_code({{code.code, 0}, code.bits}); }
 std::string word_text(uint64_t word) { return fmt::format("0x{:016x}", word); }
 
-std::string entry_rows(const rule_set &set, const std::vector<rule_entry> &entries, const output_format &format) {
-  record_writer writer(format, {{"order", 6},
-                                {"source_code", 21},
-                                {"destination_code", 21},
-                                {"protocol", 8},
-                                {"source_port", 13},
-                                {"destination_port", 16},
-                                {"verdict", 7},
-                                {"rule", 20},
-                                {"source_value", 0},
-                                {"source_mask", 0},
-                                {"destination_value", 0},
-                                {"destination_mask", 0},
-                                {"name", 0}});
+void write_entries(const rule_set &set, const std::vector<rule_entry> &entries, const output_options &output) {
+  row_writer writer(output, "acl");
   uint64_t order = 0;
   for (const rule_entry &entry : entries) {
     const bool is_rule = entry.rule < set.rules.size();
@@ -84,16 +73,16 @@ std::string entry_rows(const rule_set &set, const std::vector<rule_entry> &entri
                           is_rule ? cell{set.rules[entry.rule].name} : cell{}};
     writer.row(cells);
   }
-  return writer.finish();
+  writer.finish();
 }
 
-std::string prefix_rows(const acl_table &table, const output_format &format) {
-  record_writer writer(format, {{"prefix", 43}, {"code", 21}, {"code_length_bits", 0}, {"key", 18}});
+void write_prefixes(const acl_table &table, const output_options &output) {
+  row_writer writer(output, "acl-prefixes");
   for (const acl_row &row : table.rows()) {
-    const cell cells[] = {format_prefix(row.prefix), code_text(row.code), uint64_t{row.code.bits}, word_text(row.key)};
+    const cell cells[] = {row.prefix, code_text(row.code), uint64_t{row.code.bits}, word_text(row.key)};
     writer.row(cells);
   }
-  return writer.finish();
+  writer.finish();
 }
 
 std::string flows(const acl_options &options, const acl_tables &tables, const std::vector<rule_entry> &entries) {
@@ -179,31 +168,46 @@ exit_code verify(const acl_options &options, const rule_set &set, const acl_tabl
   return exit_good;
 }
 
-std::string part_of(const acl_options &options, const rule_set &set, const acl_tables &tables,
-                    const std::vector<rule_entry> &entries) {
+void write_part(const acl_options &options, const rule_set &set, const acl_tables &tables,
+                const std::vector<rule_entry> &entries) {
   switch (options.part) {
-    case acl_part::sources:
-      return prefix_rows(tables.sources, *options.output.format);
-    case acl_part::destinations:
-      return prefix_rows(tables.destinations, *options.output.format);
-    case acl_part::flows:
-      return flows(options, tables, entries);
     case acl_part::entries:
+      write_entries(set, entries, options.output);
+      break;
+    case acl_part::sources:
+      write_prefixes(tables.sources, options.output);
+      break;
+    case acl_part::destinations:
+      write_prefixes(tables.destinations, options.output);
+      break;
+    case acl_part::flows:
+      write_output(options.output, flows(options, tables, entries));
       break;
   }
-  return entry_rows(set, entries, *options.output.format);
+}
+
+void check_acl_output(const acl_options &options) {
+  const bool plain = options.summary || options.verify || options.part == acl_part::flows;
+  if (plain) {
+    check_plain_output(options.output, {options.rules});
+  } else {
+    check_output(options.output, options.part == acl_part::entries ? "acl" : "acl-prefixes", {options.rules});
+  }
 }
 
 exit_code run_acl(const acl_options &options) {
-  check_output_file(options.output.file, {options.rules});
+  check_acl_output(options);
   const rule_set set = read_command_rules(options);
   const acl_tables tables(set);
   const std::vector<rule_entry> entries = acl_entries(set, tables);
   if (options.verify) {
     return verify(options, set, tables, entries);
   }
-  write_output(options.output, options.summary ? summary(set, tables, entries.size(), *options.output.format)
-                                               : part_of(options, set, tables, entries));
+  if (options.summary) {
+    write_output(options.output, summary(set, tables, entries.size(), *options.output.format));
+  } else {
+    write_part(options, set, tables, entries);
+  }
   return exit_good;
 }
 
@@ -234,7 +238,7 @@ void add_acl_command(command_line &line) {
   command.number("--seed", options->probes.seed);
   command.flag("--verbose", options->verbose);
   command.flag("--quiet", options->quiet);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -136,7 +136,7 @@ constexpr command_row commands[] = {
      .examples = "v6comp report -o report.html routes.txt changes.txt  a page to look at"},
     {.name = "acl",
      .purpose = "Turn access rules on source and destination prefixes into narrow ternary entries",
-     .sets = "output general",
+     .sets = "rows output general",
      .description =
          "Source prefixes become one table of the library, destination prefixes another. Each address of a packet is "
          "looked up in its table, and the two keys of 64 bits that come out stand where the two addresses of 128 bits "
@@ -278,9 +278,8 @@ constexpr option_row options[] = {
      .kind = number,
      .standard = "0",
      .help = "bad lines that are left out and counted"},
-    {.of = "@input acl",
-     .names = "-v,--verbose",
-     .help = "say which format the table was in, and how much of it was read"},
+    {.of = "@input", .names = "-v,--verbose", .help = "say which format the table was in, and how much of it was read"},
+    {.of = "acl", .names = "-v,--verbose", .help = "say which format the rules were in, and how many there are"},
 
     // ---- batches
     {.of = "@live",

@@ -102,6 +102,29 @@ constexpr column plan_history_columns[] = {
     {"arrived", 7, yes_no, "does the model end as the new table?", true},
 };
 
+constexpr column acl_columns[] = {
+    {"order", 6, count, "entries are tried in this order, from 1"},
+    {"source_code", 21, code, "what the source key begins with; 0x0/0: any"},
+    {"destination_code", 21, code, "what the destination key begins with; 0x0/0: any"},
+    {"protocol", 8, count, "number of the protocol; none: any", true},
+    {"source_port", 13, text, "value and mask, of ICMPv6 the type; none: any", true},
+    {"destination_port", 16, text, "value and mask, of ICMPv6 the code; none: any", true},
+    {"verdict", 7, choice, "what becomes of the packet", false, "accept|drop|reject"},
+    {"rule", 20, text, "where the rule stands in its file; none: what holds when no rule matches", true},
+    {"source_value", 0, address, "the source code as 64 bits"},
+    {"source_mask", 0, address, "which of them are matched"},
+    {"destination_value", 0, address, "the destination code as 64 bits"},
+    {"destination_mask", 0, address, "which of them are matched"},
+    {"name", 0, text, "the rule's name or comment", true},
+};
+
+constexpr column acl_prefix_columns[] = {
+    {"prefix", 43, prefix, "the prefix, ::/0 included"},
+    {"code", 21, code, "what entries match"},
+    {"code_length_bits", 0, count, "length of the code"},
+    {"key", 18, address, "what an address gets whose longest match this is"},
+};
+
 constexpr row_kind kinds[] = {
     {"list", "list", "", "a prefix of the table", 1, false, list_columns},
     {"compress", "compress", "", "a line of the table", 1, false, compress_columns},
@@ -111,6 +134,9 @@ constexpr row_kind kinds[] = {
     {"update-headroom", "update", "--headroom", "a refused batch", 1, true, update_refusal_columns},
     {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},
     {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
+    {"acl", "acl", "", "a ternary entry", 1, false, acl_columns},
+    {"acl-prefixes", "acl", "--what sources, --what destinations", "a prefix of that side", 1, false,
+     acl_prefix_columns},
 };
 
 }  // namespace
