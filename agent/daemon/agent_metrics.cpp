@@ -150,7 +150,7 @@ void agent_metrics::families::count_all(const agent_counters &now) {
 
 void agent_metrics::families::set_tables(const switch_agent &agent) {
   for (const side which : both_sides) {
-    const zel_v6comp_table_figures figures = agent.engine().tables().figures(which);
+    const zel_v6comp_table_stats_record figures = agent.engine().tables().figures(which);
     const prometheus::Labels labels{{"table", name_of(which)}};
     set("v6comp_prefixes", "Prefixes in a table", figures.prefixes, labels);
     set("v6comp_bits_left", "Bits of 64 that the tightest code leaves", 64.0 - figures.bits_needed, labels);

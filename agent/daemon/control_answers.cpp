@@ -30,7 +30,7 @@ json row_json(side which, const zel_v6comp_table_row &row) {
   return object;
 }
 
-json table_json(const zel_v6comp_table_figures &figures) {
+json table_json(const zel_v6comp_table_stats_record &figures) {
   return {{"prefixes", figures.prefixes},
           {"anchors", figures.anchors},
           {"bits_needed", figures.bits_needed},
@@ -39,7 +39,7 @@ json table_json(const zel_v6comp_table_figures &figures) {
           {"moves", figures.moves}};
 }
 
-json pools_json(const zel_v6comp_table_figures &figures) {
+json pools_json(const zel_v6comp_table_stats_record &figures) {
   constexpr const char *names[ZEL_V6COMP_TABLE_POOLS] = {"tree_nodes", "tree_data", "prefix_data", "path_data",
                                                          "trie_nodes"};
   json pools = json::object();
@@ -70,8 +70,8 @@ json counters_json(const agent_counters &counters) {
 json status_json(const switch_agent &agent) {
   const std::string trouble = agent.trouble();
   const switch_engine &engine = agent.engine();
-  const zel_v6comp_table_figures source = engine.tables().figures(side::source);
-  const zel_v6comp_table_figures destination = engine.tables().figures(side::destination);
+  const zel_v6comp_table_stats_record source = engine.tables().figures(side::source);
+  const zel_v6comp_table_stats_record destination = engine.tables().figures(side::destination);
   return {{"state", trouble.empty() ? "good" : "trouble"},
           {"trouble", trouble},
           {"feed", name_of(agent.feed())},
@@ -92,8 +92,8 @@ json status_json(const switch_agent &agent) {
 
 // How much more there is room for.
 json fit_json(const switch_agent &agent) {
-  const zel_v6comp_table_figures source = agent.engine().tables().figures(side::source);
-  const zel_v6comp_table_figures destination = agent.engine().tables().figures(side::destination);
+  const zel_v6comp_table_stats_record source = agent.engine().tables().figures(side::source);
+  const zel_v6comp_table_stats_record destination = agent.engine().tables().figures(side::destination);
   double fullest = 0;
   for (const zel_v6comp_table_pool &pool : source.pools) {
     fullest = std::max(fullest, pool.size == 0 ? 0 : 100.0 * pool.in_use / pool.size);

@@ -102,7 +102,7 @@ std::vector<std::string> reload_rules(const daemon_options &options, switch_agen
 // Thresholds, before anything is full.
 void warn_early(const switch_agent &agent, const daemon_options &options, line_limit &lines) {
   for (const side which : both_sides) {
-    const zel_v6comp_table_figures figures = agent.engine().tables().figures(which);
+    const zel_v6comp_table_stats_record figures = agent.engine().tables().figures(which);
     if (64 - std::min(figures.bits_needed, 64U) < few_bits_left) {
       lines.say(log_level::warning, fmt::format("the {} prefixes nest deeply: {} of 64 bits are needed", name_of(which),
                                                 figures.bits_needed));

@@ -78,7 +78,7 @@ acl_row acl_table::lookup(ip_key address) const {
 }
 
 uint32_t acl_table::bits_needed() const {
-  zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+  zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
   checked(zel_v6comp_table_stats(table_, &figures));
   return figures.bits_needed;
 }

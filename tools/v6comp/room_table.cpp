@@ -124,8 +124,8 @@ std::vector<zel_v6comp_table_row> room_table::rows() const {
   return all;
 }
 
-zel_v6comp_table_figures room_table::figures() const {
-  zel_v6comp_table_figures figures = ZEL_V6COMP_TABLE_FIGURES_INIT;
+zel_v6comp_table_stats_record room_table::figures() const {
+  zel_v6comp_table_stats_record figures = ZEL_V6COMP_TABLE_STATS_INIT;
   checked(zel_v6comp_table_stats(table_, &figures));
   return figures;
 }

@@ -52,7 +52,7 @@ class room_table {
   // By address, containing prefixes first.
   std::vector<zel_v6comp_table_row> rows() const;
 
-  zel_v6comp_table_figures figures() const;
+  zel_v6comp_table_stats_record figures() const;
 
   // For calls of the library.
   const zel_v6comp_table *handle() const { return table_; }
