@@ -116,7 +116,7 @@ class packet_check {
   std::string counterexample_;
 };
 
-constexpr uint64_t corners_of_a_rule = 4 * 4 * 2 * 4 * 4;
+constexpr uint64_t corners_of_a_rule = uint64_t{4} * 4 * 2 * 4 * 4;
 
 // Corner `n` of a rule: which edge of each field is in the digits of n.
 rule_packet corner(const rule_match &match, uint64_t n) {
