@@ -165,7 +165,7 @@ parsed_line command_line::parse(int argc, char **argv, unsigned help_width) {
     CLI::App &app = row == nullptr ? parser_->app : *parser_->commands.at(word);
     const std::vector<std::string> unknown = app.remaining(true);
     const bool is_extra = dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr;
-    if ((is_extra || row == nullptr) && !unknown.empty()) {
+    if (!unknown.empty() && (is_extra || row == nullptr || unknown.front().starts_with("-"))) {
       return usage_fault(word, unknown_argument(asked, unknown.front()));
     }
     return usage_fault(word, row == nullptr ? "a command is missing; there are " + join_names(command_names(), ", ")
@@ -180,21 +180,6 @@ parsed_line command_line::parse(int argc, char **argv, unsigned help_width) {
     std::for_each(parser_->quiet_targets.begin(), parser_->quiet_targets.end(), [](bool *target) { *target = true; });
   }
   return {parser_->chosen, exit_good, "", ""};
-}
-
-std::vector<parser_option> command_line::parser_options() const {
-  std::vector<parser_option> all;
-  const auto add = [&all](const std::string &name, const CLI::App &app) {
-    for (const CLI::Option *option : app.get_options()) {
-      std::vector<std::string> names = split_names(option->get_name(false, true), ',');
-      all.push_back({name, std::move(names)});
-    }
-  };
-  add("", parser_->app);
-  for (const auto &[name, app] : parser_->commands) {
-    add(name, *app);
-  }
-  return all;
 }
 
 namespace {

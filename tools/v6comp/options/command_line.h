@@ -33,12 +33,6 @@ struct parsed_line {
   std::string talk;
 };
 
-// An option as the parser knows it, for comparison with the table.
-struct parser_option {
-  std::string command;
-  std::vector<std::string> names;
-};
-
 class command_line {
  public:
   explicit command_line(const std::string &version);
@@ -48,8 +42,6 @@ class command_line {
 
   // Every command of the table must have announced itself. `help_width`: columns of the help.
   parsed_line parse(int argc, char **argv, unsigned help_width);
-
-  std::vector<parser_option> parser_options() const;
 
  private:
   friend class command_options;

@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""check_schemas.py V6COMP PAGES SOURCE: every schema is as it would be made, and what the tool prints is as they say."""
+import csv
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+tool, pages, source = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+folder = source / "docs/schemas"
+tables = source / "examples/tables"
+base, changes = (source / f"examples/histories/dc_wikimedia.{part}.txt" for part in ("base", "updates"))
+refused = ["update", "--room", "off", "--policy", "plain", base, changes]
+
+# What prints each kind of rows or figures.
+SAMPLES = {
+    "list": [["list", tables / "office_5.txt"]],
+    "compress": [["compress", tables / "dc_wikimedia_144.txt"]],
+    "compress-summary": [["compress", "--summary", tables / "dc_wikimedia_144.txt"]],
+    "lookup": [["lookup", tables / "office_5.txt", "2001:db8:1::/48", "2001:db8:ffff::2", "2001:db9::1", "::/0"]],
+    "dump": [["dump", tables / "office_5.txt"]],
+    "update": [["update", "--verify", "every", base, changes], refused],
+    "update-headroom": [[*refused[:1], "--headroom", *refused[1:]]],
+    "update-summary": [[*refused[:1], "--summary", *refused[1:]], ["update", "--summary", base, changes]],
+    "plan": [["plan", tables / "office_5.txt", tables / "office_next.txt"]],
+    "plan-history": [["plan", "--simulate", base, changes]],
+}
+
+
+def printed(arguments, form):
+    run = subprocess.run([tool, *arguments, "--format", form], capture_output=True, text=True, check=False)
+    assert run.returncode in (0, 1), (arguments, run.stderr)
+    return run.stdout
+
+
+def check_rows(schema, arguments):
+    rows = json.loads(printed(arguments, "json"))
+    jsonschema.validate(rows, schema)
+    assert rows, arguments
+    lines = printed(arguments, "ndjson").splitlines()
+    row_schema = dict(schema["$defs"]["row"])
+    for line in lines:
+        jsonschema.validate(json.loads(line), row_schema)
+    table = list(csv.reader(printed(arguments, "csv").splitlines()))
+    assert table[0] == list(row_schema["properties"]), table[0]
+    assert len(rows) == len(lines) == len(table) - 1, arguments
+
+
+def leaves(value, key=""):
+    if not isinstance(value, dict):
+        return [key]
+    return [leaf for name, inner in value.items() for leaf in leaves(inner, f"{key}.{name}" if key else name)]
+
+
+def check_figures(schema, arguments):
+    figures = json.loads(printed(arguments, "json"))
+    jsonschema.validate(figures, schema)
+    jsonschema.validate(json.loads(printed(arguments, "ndjson")), schema)
+    table = list(csv.reader(printed(arguments, "csv").splitlines()))
+    assert table[0] == ["key", "value"] and [row[0] for row in table[1:]] == leaves(figures), table
+
+
+def is_of_rows(schema):
+    return schema["type"] == "array"
+
+
+with tempfile.TemporaryDirectory() as scratch:
+    subprocess.run([pages, "schemas", scratch], check=True)
+    made = {path.name: path.read_text() for path in pathlib.Path(scratch).iterdir()}
+kept = {path.name: path.read_text() for path in folder.glob("*.schema.json")}
+for name, text in made.items():
+    assert kept.get(name) == text, f"docs/schemas/{name} is old: v6comp_pages schemas docs/schemas"
+assert {name.split(".")[0] for name in kept} == set(SAMPLES), set(SAMPLES) ^ {name.split(".")[0] for name in kept}
+
+for name, samples in SAMPLES.items():
+    schema = json.loads(kept[f"{name}.schema.json"])
+    jsonschema.Draft202012Validator.check_schema(schema)
+    assert schema["$id"].startswith(f"urn:v6comp:schema:{name}:"), schema["$id"]
+    assert is_of_rows(schema) or f"{name}.schema.json" not in made
+    for arguments in samples:
+        (check_rows if is_of_rows(schema) else check_figures)(schema, arguments)
