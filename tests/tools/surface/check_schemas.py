@@ -14,10 +14,14 @@ tool, pages, source = (pathlib.Path(argument).resolve() for argument in sys.argv
 folder = source / "docs/schemas"
 tables = source / "examples/tables"
 base, changes = (source / f"examples/histories/dc_wikimedia.{part}.txt" for part in ("base", "updates"))
+rules = source / "examples/rules/office.csv"
 refused = ["update", "--room", "off", "--policy", "plain", base, changes]
 
 # What prints each kind of rows or figures.
 SAMPLES = {
+    "acl": [["acl", rules]],
+    "acl-prefixes": [["acl", "--what", side, rules] for side in ("sources", "destinations")],
+    "acl-summary": [["acl", "--summary", rules]],
     "list": [["list", tables / "office_5.txt"]],
     "compress": [["compress", tables / "dc_wikimedia_144.txt"]],
     "compress-summary": [["compress", "--summary", tables / "dc_wikimedia_144.txt"]],
