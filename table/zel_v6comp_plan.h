@@ -22,13 +22,14 @@ TM_API_BEGIN
  *                   them back with zel_v6comp_table_free_writes. Refused: record is the index of a row at fault,
  * counted through the old rows and then the new ones
  *  @return OK, E_NULL, E_LENGTH, E_HOST_BITS, E_COUNT, E_SIZE, E_ROW, E_MEMORY
- *  Cost: O(n log n) in time, about 150 bytes a row while it runs. */
+ *  Cost: O(n log n) in time, about 150 bytes a row while it runs. Allocates. */
 TM_API int32_t zel_v6comp_table_diff(const zel_v6comp_table_row *old_rows, size_t n_old,
                                      const zel_v6comp_table_row *new_rows, size_t n_new,
                                      zel_v6comp_table_outcome *outcome);
 
 /** Give back the writes of zel_v6comp_table_diff, and of no other call.
- *  @param writes  null is allowed */
+ *  @param writes  null is allowed
+ *  Cost: constant. Does not allocate. */
 TM_API void zel_v6comp_table_free_writes(const zel_v6comp_table_write *writes);
 
 /** A first-match TCAM: which row stands in which slot. Only its address means anything.
@@ -82,10 +83,11 @@ enum { ZEL_V6COMP_MAX_SLOTS = 16777216 };
 /** Empty slots.
  *  @param n      1..ZEL_V6COMP_MAX_SLOTS
  *  @param slots  out: the handle; null when refused. Give it back with zel_v6comp_slots_close
- *  @return OK, E_NULL, E_COUNT, E_MEMORY. Cost: about 130 bytes a slot, memory as it is used */
+ *  @return OK, E_NULL, E_COUNT, E_MEMORY. Cost: about 130 bytes a slot, memory as it is used. Allocates. */
 TM_API int32_t zel_v6comp_slots_open(uint32_t n, zel_v6comp_slots **slots);
 
-/** @param slots  null is allowed */
+/** @param slots  null is allowed
+ *  Cost: constant. Does not allocate. */
 TM_API void zel_v6comp_slots_close(zel_v6comp_slots *slots);
 
 /** Find slots for what writes bring, and free those of what they take away: all of the writes, or none.
@@ -96,13 +98,14 @@ TM_API void zel_v6comp_slots_close(zel_v6comp_slots *slots);
  *          E_OPERATION  a row comes that is there, or one changes or goes that is not: the writes are not this table's
  *          E_ROOM       more rows than slots
  *  Cost: O(log n) for each write and each of its moves; a row inside k others moves at most k of them, nearly always
- *  none while an eighth of the slots is free. */
+ *  none while an eighth of the slots is free. Allocates. */
 TM_API int32_t zel_v6comp_slots_follow(zel_v6comp_slots *slots, const zel_v6comp_table_write *writes, size_t n,
                                        zel_v6comp_slot_steps *steps);
 
 /** The slot of a row.
  *  @param slot  written when the row is there
- *  @return 1 there, 0 not, E_NULL, E_LENGTH, E_HOST_BITS. Only reads */
+ *  @return 1 there, 0 not, E_NULL, E_LENGTH, E_HOST_BITS. Only reads
+ *  Cost: O(length). Does not allocate. */
 TM_API int32_t zel_v6comp_slots_find(const zel_v6comp_slots *slots, const uint8_t address[16], uint32_t length,
                                      uint32_t *slot);
 

@@ -242,13 +242,13 @@ typedef struct zel_v6comp_table_stats_record {
  *  @param options    may be null: all defaults
  *  @param table      out: the handle; null when refused. Give it back with zel_v6comp_table_close
  *  @return OK, E_NULL, E_SIZE, E_GRID, E_TAKEN, E_BUSY, E_MEMORY
- *  Cost: the first one makes the pools: address space for all that is expected, memory as it is used. */
+ *  Cost: the first one makes the pools: address space for all that is expected, memory as it is used. Allocates. */
 TM_API int32_t zel_v6comp_table_open(int32_t processor, int32_t instance, const zel_v6comp_table_options *options,
                                      zel_v6comp_table **table);
 
 /** Close a table and release all that it holds; the instance is free again. The pools stay for other tables.
  *  @param table  null is allowed
- *  @return OK, E_NO_TABLE, E_BUSY. Cost: grows with the table */
+ *  @return OK, E_NO_TABLE, E_BUSY. Cost: grows with the table. Does not allocate. */
 TM_API int32_t zel_v6comp_table_close(zel_v6comp_table *table);
 
 /** Make the table hold exactly these prefixes, all or nothing. An empty table is compressed in full; of one that holds
@@ -274,14 +274,14 @@ TM_API int32_t zel_v6comp_table_apply(zel_v6comp_table *table, const zel_v6comp_
 /** Compress the table anew: all codes may change, short ones come back, words stay. All or nothing.
  *  @param outcome  may be null
  *  @return OK, E_SIZE, E_NO_TABLE, E_BUSY, E_FOREIGN, E_POOLS, E_MEMORY, E_INTERNAL
- *  Cost: as of a load; the writes are two to six for each row that changes. */
+ *  Cost: as of a load; the writes are two to six for each row that changes. Allocates. */
 TM_API int32_t zel_v6comp_table_compact(zel_v6comp_table *table, zel_v6comp_table_outcome *outcome);
 
 /** The row of exactly this prefix.
  *  @param address  16 bytes, bits beyond length are 0
  *  @param row      written when there is one
  *  @return 1 found, 0 not there, E_NULL, E_LENGTH, E_HOST_BITS, E_NO_TABLE, E_BUSY, E_FOREIGN
- *  Cost: a step per bit, or per byte with a read index. Only reads. */
+ *  Cost: a step per bit, or per byte with a read index. Only reads. Does not allocate. */
 TM_API int32_t zel_v6comp_table_find(const zel_v6comp_table *table, const uint8_t address[16], uint32_t length,
                                      zel_v6comp_table_row *row);
 
@@ -289,7 +289,7 @@ TM_API int32_t zel_v6comp_table_find(const zel_v6comp_table *table, const uint8_
  *  @param address  16 bytes
  *  @param row      written when there is one
  *  @return 1 found, 0 no prefix covers it, E_NULL, E_NO_TABLE, E_BUSY, E_FOREIGN
- *  Cost: as zel_v6comp_table_find. Only reads. */
+ *  Cost: as zel_v6comp_table_find. Only reads. Does not allocate. */
 TM_API int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint8_t address[16],
                                        zel_v6comp_table_row *row);
 
@@ -298,7 +298,7 @@ TM_API int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint
  *  @param rows   room for n rows
  *  @param n      1 or more
  *  @return rows written; 0 at the end; E_NULL, E_COUNT (n is 0 or above INT32_MAX), E_NO_TABLE, E_BUSY, E_FOREIGN
- *  Cost: a step per bit for the first row of a call, a few for each further one. Only reads. */
+ *  Cost: a step per bit for the first row of a call, a few for each further one. Only reads. Does not allocate. */
 TM_API int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place,
                                      zel_v6comp_table_row *rows, uint32_t n);
 
@@ -308,29 +308,32 @@ TM_API int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_t
  *  @param keys       out: n keys. Of an address that no prefix covers: one that begins with no code but that of ::/0
  *  @param covered    out, may be null: n bytes, 1 = a prefix covers the address, 0 = none does
  *  @return OK, E_NULL, E_NO_TABLE, E_BUSY, E_FOREIGN
- *  Cost: with a read index, addresses are taken several at a time, so that they wait for memory together. Only reads.
- */
+ *  Cost: with a read index, addresses are taken several at a time, so that they wait for memory together. Only
+ *  reads. Does not allocate. */
 TM_API int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t *addresses, size_t n,
                                           uint64_t *keys, uint8_t *covered);
 
 /** Figures of the table and of the pools.
- *  @return OK, E_NULL, E_SIZE, E_NO_TABLE, E_BUSY, E_FOREIGN. Cost: a walk of the table. Only reads. */
+ *  @return OK, E_NULL, E_SIZE, E_NO_TABLE, E_BUSY, E_FOREIGN. Cost: a walk of the table. Only reads. Does not
+ *  allocate. */
 TM_API int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_stats_record *stats);
 
 /** Build the read index: lookups take a step per byte instead of one per bit, until the next change. Without it they
  *  walk the tries; the answers are the same.
  *  @return OK, E_NO_TABLE, E_BUSY, E_FOREIGN, E_MEMORY (lookups go on by the tries)
- *  Cost: O(rows), about 0.2 microseconds and 0.1 to 0.6 kilobytes of heap a row; 0 when it is there already. */
+ *  Cost: O(rows), about 0.2 microseconds and 0.1 to 0.6 kilobytes of heap a row; 0 when it is there already.
+ *  Allocates. */
 TM_API int32_t zel_v6comp_table_index(zel_v6comp_table *table);
 
 /** The elements that the library's pools need for tables of so many prefixes, whatever these are: what the first open
  *  makes of expected_prefixes. For hosts that start the library themselves.
  *  @param prefixes  of all tables together
  *  @param elements  out: a number for each pool, in the order of zel_v6comp_table_stats_record; null is ignored
- *  Cost: none. */
+ *  Cost: none. Does not allocate. */
 TM_API void zel_v6comp_table_size_pools(uint32_t prefixes, uint64_t elements[ZEL_V6COMP_TABLE_POOLS]);
 
-/** A status in words, never null; any other number is "unknown status". Does not allocate. */
+/** A status in words, never null; any other number is "unknown status". Does not allocate.
+ *  Cost: constant. */
 TM_API const char *zel_v6comp_table_text(int32_t status);
 
 TM_API_END

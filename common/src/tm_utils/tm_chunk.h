@@ -75,29 +75,36 @@ extern TM_API tm_chunk_info *gbl_chunk_info;
  *  @param info_base   statistics row of type 0
  *  @param table       row of type 0
  *  @return 0; (uint32_t)-12 when the platform cannot make a pool: pools made before it stay; (uint32_t)-22 a pointer is
- *          null or a row lies beyond the eight types ("Bad arguments" under the info word) */
+ *          null or a row lies beyond the eight types ("Bad arguments" under the info word)
+ *  Cost: one call of the platform for each pool. Allocates the pools. */
 TM_API uint32_t tm_init_raw_chunks(tm_chunk_info *info_base, tm_raw_blk_row *table, uint32_t first_type,
                                    uint32_t n_types);
 
 /** Take one element of a type, contents undefined.
  *  @return the element; null when the pool is exhausted (counted), or when the type is unknown or has no
- *          pool (reported under the error word). Constant-time. */
+ *          pool (reported under the error word). Constant-time.
+ *  Cost: constant. Takes from the pool, which was allocated before. */
 TM_API void *tm_chunk_malloc(uint32_t type);
 
 /** Give an element back to its pool. An unknown type is reported under the error word, nothing else.
- *  A null element goes to the platform and is counted: do not pass one. */
+ *  A null element goes to the platform and is counted: do not pass one.
+ *  Cost: constant. Does not allocate. */
 TM_API void tm_chunk_free(uint32_t type, void *element);
 
-/** The element of a handle: null for TM_CHUNK_IDX_NULL and for a type of 8 or more. */
+/** The element of a handle: null for TM_CHUNK_IDX_NULL and for a type of 8 or more.
+ *  Cost: constant. Does not allocate. */
 TM_API void *tm_chunk_idx2ptr(uint32_t type, tm_chunk_idx idx);
 
-/** The handle of an element: TM_CHUNK_IDX_NULL for null and for a type of 8 or more. */
+/** The handle of an element: TM_CHUNK_IDX_NULL for null and for a type of 8 or more.
+ *  Cost: constant. Does not allocate. */
 TM_API tm_chunk_idx tm_chunk_ptr2idx(uint32_t type, const void *ptr);
 
-/** Set the statistics that the allocator counts in: eight records. Null ends the process. */
+/** Set the statistics that the allocator counts in: eight records. Null ends the process.
+ *  Cost: constant. Does not allocate. */
 TM_API void tm_chunk_set_chunk_inf_base(tm_chunk_info *base);
 
-/** Set `gbl_chunk_info`. */
+/** Set `gbl_chunk_info`.
+ *  Cost: constant. Does not allocate. */
 TM_API void tm_dump_chk_info_set_base(tm_chunk_info *base);
 
 TM_API_END

@@ -22,12 +22,14 @@ TM_ASSERT_OFFSET(tm_util_heap_elem, value, 8);
 
 /** Build a min-heap in place.
  *  @param count   elements, at least 1
- *  @return 0; -22 array is null or count is 0 */
+ *  @return 0; -22 array is null or count is 0
+ *  Cost: O(count). Does not allocate. */
 TM_API int32_t tm_util_heap_heapify(tm_util_heap_elem *array, uint32_t count);
 
 /** Take the minimum out.
  *  @param count   decremented
- *  @return 0; -22 a pointer is null or the heap is empty: nothing is read or written */
+ *  @return 0; -22 a pointer is null or the heap is empty: nothing is read or written
+ *  Cost: O(log count). Does not allocate. */
 TM_API int32_t tm_util_heap_delmin(tm_util_heap_elem *array, uint32_t *count, tm_util_heap_elem *result);
 
 /** Add an element. It climbs past its parent when the parent's key is not smaller, and further only while
@@ -35,7 +37,8 @@ TM_API int32_t tm_util_heap_delmin(tm_util_heap_elem *array, uint32_t *count, tm
  *  end up not being a heap. Codes depend on this rule.
  *  @param array   room for *count + 1 elements
  *  @param count   incremented
- *  @return 0; -22 a pointer is null, or *count is 2^32 - 1 already */
+ *  @return 0; -22 a pointer is null, or *count is 2^32 - 1 already
+ *  Cost: O(log count). Does not allocate. */
 TM_API int32_t tm_util_heap_insert(tm_util_heap_elem *array, uint32_t *count, const tm_util_heap_elem *element);
 
 TM_API_END

@@ -18,7 +18,9 @@ TM_API_BEGIN
  *          pointer is null, count is 0 or above 2^31 - 1, a record is longer than 128 bits or the state was kept by a
  *          reset (printed as "Bad arguments" under the info word, nothing touched); other negative results of the
  *          depth limits (-1).
- *          After a failure the elements taken stay counted as allocated until the next request is accepted. */
+ *          After a failure the elements taken stay counted as allocated until the next request is accepted.
+ *  Cost: O(count log count), some 5,000 instructions a prefix; at most 129 steps of each tree a prefix. Allocates:
+ *  all nodes from the pools, working arrays from the heap. */
 TM_API int32_t tcamv6_optimized_compress(tcamv6_state *state, uint32_t count, const tcamv6_prefix *list,
                                          tcamv6_cmpr_pref *cmpr_prefs, tcamv6_cmpr_addr *cmpr_addrs,
                                          uint32_t *n_distinct_out);

@@ -33,7 +33,8 @@ TM_ASSERT_OFFSET(tcamv6_pcmpr_data, extension, 36);
 /** Fold a trie.
  *  @param output   the new root; null for a null trie. After a failure it leads to what was built; free it
  *                  with tm_util_trie_free(root, 1, TM_V6_PCMPR_DATA)
- *  @return 0; -22 output is null; -12 pool exhausted */
+ *  @return 0; -22 output is null; -12 pool exhausted
+ *  Cost: O(nodes of the trie). Allocates nodes and their data from the pools. */
 TM_API int32_t tm_util_trie_pcmpr_gen(tm_util_trie_node *trie_root, tm_util_trie_node **output);
 
 /** Fold the part of a trie below one edge: the step of tm_util_trie_pcmpr_gen.
@@ -42,11 +43,13 @@ TM_API int32_t tm_util_trie_pcmpr_gen(tm_util_trie_node *trie_root, tm_util_trie
  *  @param edge          16 bytes: bits of the edge, appended to
  *  @param edge_len      number of them
  *  @param extend        non-zero: keep room for one edge above the stop node
- *  @return 0; -22 a pointer other than node is null; -12 pool exhausted */
+ *  @return 0; -22 a pointer other than node is null; -12 pool exhausted
+ *  Cost: O(nodes below). Allocates nodes and their data from the pools. */
 TM_API int32_t tm_util_trie_pcmpr_gen_internal(tm_util_trie_node *node, tm_util_trie_node *cmpr_node, uint8_t *edge,
                                                uint8_t *edge_len, int32_t extend);
 
-/** Longest downward path of a node in edges, from its children's `longest`. Null ends the process. */
+/** Longest downward path of a node in edges, from its children's `longest`. Null ends the process.
+ *  Cost: constant. Does not allocate. */
 TM_API int32_t tm_util_calculate_longest_pathlen(const tm_util_trie_node *node);
 
 /** Follow a key from a node.
@@ -56,27 +59,31 @@ TM_API int32_t tm_util_calculate_longest_pathlen(const tm_util_trie_node *node);
  *  @param record     1 = write the direction of each edge into `bits`
  *  @param bits       16 bytes; may be null when record is not 1
  *  @param count      edges followed
- *  @return the node reached, the node above the edge in which the key ends, or null */
+ *  @return the node reached, the node above the edge in which the key ends, or null
+ *  Cost: O(edges). Does not allocate. */
 TM_API tm_util_trie_node *tm_util_trie_pcmpr_lookup_internal(tm_util_trie_node *node, const uint8_t *key,
                                                              int32_t key_len, int32_t start, int32_t record,
                                                              uint8_t *bits, int32_t *count);
 
 /** Edges between two prefixes, the first of which contains the second.
  *  @param longest_out   may be null; `longest` of the second one's node
- *  @return edges; -22 bad arguments or not found */
+ *  @return edges; -22 bad arguments or not found
+ *  Cost: O(edges). Does not allocate. */
 TM_API int32_t tm_util_trie_pcmpr_len(tm_util_trie_node *root, const uint8_t *key_a, int32_t len_a,
                                       const uint8_t *key_b, int32_t len_b, int8_t *longest_out);
 
 /** Directions of the edges between two prefixes.
  *  @param bits    16 bytes, laid out as a key
  *  @param count   number of them
- *  @return 0; -22 bad arguments or not found */
+ *  @return 0; -22 bad arguments or not found
+ *  Cost: O(edges). Does not allocate. */
 TM_API int32_t tm_util_trie_pcmpr_getpath(tm_util_trie_node *root, const uint8_t *key_a, int32_t len_a,
                                           const uint8_t *key_b, int32_t len_b, uint8_t *bits, int32_t *count);
 
 /** Hang a node at the end of a path of n bits below another, making the nodes between.
  *  @return 0 (n = 0 does nothing); -22 start or bits is null, or n is negative or above 128; -12: nodes made so far
- * stay */
+ *          stay
+ *  Cost: O(n). Allocates the missing nodes from their pool. */
 TM_API int32_t tm_util_trie_pcmpr_addpath(tm_util_trie_node *start, tm_util_trie_node *end, const uint8_t *bits,
                                           int32_t n);
 

@@ -15,11 +15,14 @@ TM_API_BEGIN
  *  @param list_out   the list, released with zel_free_named; null after a failure
  *  @param count_out  its length
  *  @return 0; -12 no memory; -22 a pointer is null, a record is longer than 128 bits, the list would have more than
- *          2^31 - 1 records, or the records changed while they were read: "Bad arguments" under the info word */
+ *          2^31 - 1 records, or the records changed while they were read: "Bad arguments" under the info word
+ *  Cost: O(n log n). Allocates the list, at most 5 n + 1 records, and as much again while it sorts. */
 TM_API int32_t tcamv6_build_prefix_list(const tcamv6_prefix *prefixes, tcamv6_prefix **list_out, uint32_t n,
                                         uint32_t *count_out, int32_t full);
 
-/** Sort compressed prefixes by tag, the order in which a request returns them. */
+/** Sort compressed prefixes by tag, the order in which a request returns them.
+ *  Cost: O(count) where tags are a sequence, else that of a sort. Allocates as many records for the time of the
+ *  call. */
 TM_API void tcamv6_prepare_return_cmpr_prefs(tcamv6_cmpr_pref *cmpr_prefs, uint32_t count);
 
 TM_API_END

@@ -69,7 +69,8 @@ TM_ASSERT_OFFSET(tm_incr_update_list, n_insert, 1024076);
  *  @param corrupted    1 = the list held another number and was reset to the single entry ::/0, else 0
  *  @param force_update non-zero: every slot that equals a record becomes Update
  *  @return 0; -22 list or corrupted is null, or an array is null while n is not 0.
- *  Cost: that of sorting slots and records; with no memory for an index, slots x records. */
+ *  Cost: that of sorting slots and records; with no memory for an index, slots x records. Allocates the index and
+ *  what sorting needs, for the time of the call. */
 TM_API int32_t tm_build_incremental_update_prefixes_list(tm_incr_update_list *list, const tcamv6_prefix *prefixes,
                                                          const void *ignored, const tcamv6_cmpr_addr *cmpr_addrs,
                                                          uint32_t n, uint32_t expected, uint32_t *corrupted,
@@ -77,7 +78,9 @@ TM_API int32_t tm_build_incremental_update_prefixes_list(tm_incr_update_list *li
 
 /** Check a list before a build: Insert slots are dropped, Delete slots revert to In HW, used slots are packed,
  *  sorted and counted. When their number is not the expected one, the list is reset to one slot, ::/0 In HW.
- *  @param corrupted   1 = reset, else 0 */
+ *  @param corrupted   1 = reset, else 0
+ *  Cost: O(slots log slots) where slots are out of order, else O(slots). Allocates what sorting needs, for the time
+ *  of the call. */
 TM_API void tm_prepare_incremental_update_prefixes_list_initial(tm_incr_update_list *list, uint32_t expected,
                                                                 uint32_t *corrupted);
 
@@ -85,29 +88,35 @@ TM_API void tm_prepare_incremental_update_prefixes_list_initial(tm_incr_update_l
  *  @param first, last, found   the run (found = 1); without one: found = 0, first = 0, last = the last slot
  *                              looked at, which wraps to 0xFFFFFFFF before slot 0
  *  @param limit                longest run wanted; a run has at least one slot once found, even for 0
- *  @return 0; -22 a pointer is null */
+ *  @return 0; -22 a pointer is null
+ *  Cost: O(slots looked at). Does not allocate. */
 TM_API int32_t tm_build_incremental_update_hw_requests_find_entries(tm_incr_update_list *list, uint32_t first_index,
                                                                     uint32_t *first, uint32_t *last, uint32_t *found,
                                                                     uint32_t state, uint32_t limit);
 
 /** Confirm up to n slots of one state from slot `first` on: Insert and Update become In HW, Delete Invalid.
- *  @return 0; -22 first + n exceeds the list's count, or list is null */
+ *  @return 0; -22 first + n exceeds the list's count, or list is null
+ *  Cost: O(slots behind the first). Does not allocate. */
 TM_API int32_t tm_clear_pending_state(tm_incr_update_list *list, uint32_t first, uint32_t n, uint32_t state);
 
 /** Reorder after a plan was programmed: used slots first, longest prefix first.
  *  @param n_freed, n_added   slots that became free and that were added
  *  @param keep_count         0 = count += n_freed + n_added before sorting; n_freed is taken off after it
- *  @return the position that the sort of equal lengths reached */
+ *  @return the position that the sort of equal lengths reached
+ *  Cost: O(slots log slots) where slots are out of order, else O(slots). Allocates what sorting needs, for the time
+ *  of the call. */
 TM_API uint32_t tm_prepare_incremental_update_prefixes_list_for_insert_and_update(tm_incr_update_list *list,
                                                                                   uint32_t n_freed, uint32_t n_added,
                                                                                   int32_t keep_count);
 
 /** Print the list under the result_hw word.
- *  @return 0; -22 list is null */
+ *  @return 0; -22 list is null
+ *  Cost: a line for each slot that is shown; constant when the word is off. Does not allocate. */
 TM_API int32_t tm_show_incremental_update_prefixes(tm_incr_update_list *list);
 
 /** Orders of 32-byte slots, for qsort: longer prefixes first; used before free; by tm_cmp_v6_pref. All
- *  three: (of b) - (of a), lengths as they are; -22 a pointer is null. */
+ *  three: (of b) - (of a), lengths as they are; -22 a pointer is null.
+ *  Cost: constant. Does not allocate. */
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_prefix_length_f(const void *a, const void *b);
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_state_f(const void *a, const void *b);
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_prefix_f(const void *a, const void *b);

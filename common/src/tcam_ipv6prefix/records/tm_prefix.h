@@ -62,16 +62,19 @@ TM_ASSERT_OFFSET(tcamv6_cmpr_pref, key, 17);
 TM_ASSERT_OFFSET(tcamv6_cmpr_pref, operation, 36);
 TM_ASSERT_SIZE(tcamv6_cmpr_addr, 16);
 
-/** Order two tcamv6_prefix by length, shorter first: -1, 0, 1; -22 a pointer is null. */
+/** Order two tcamv6_prefix by length, shorter first: -1, 0, 1; -22 a pointer is null.
+ *  Cost: constant. Does not allocate. */
 TM_API int tm_prefix_length_cmp(const void *a, const void *b);
 
-/** Order two tcamv6_cmpr_pref by tag, ascending: -1, 0, 1; -22 a pointer is null. */
+/** Order two tcamv6_cmpr_pref by tag, ascending: -1, 0, 1; -22 a pointer is null.
+ *  Cost: constant. Does not allocate. */
 TM_API int tm_cmpr_pref_tag_cmp(const void *a, const void *b);
 
 /** Order two tcamv6_prefix: longer first, then by address. The last, partial byte is compared by its low
  *  (length mod 8) bits, so that different prefixes can compare equal; lists and results depend on it. Lengths are
  *  compared as they are, also above 128; no bit beyond the 128th is read.
- *  @return a signed difference, 0 when they compare equal; -22 a pointer is null */
+ *  @return a signed difference, 0 when they compare equal; -22 a pointer is null
+ *  Cost: constant. Does not allocate. */
 TM_API int tm_cmp_v6_pref(const void *a, const void *b);
 
 TM_API_END

@@ -72,11 +72,13 @@ extern TM_API uint32_t tags_so_far;
 /** Initialise one instance from its configuration. An instance that has completed a full compression is left
  *  exactly as it is; any other is cleared.
  *  @param was_reset   1 = cleared, 0 = kept
- *  @return 0; -22 a pointer is null, or a limit of conf is above 128 */
+ *  @return 0; -22 a pointer is null, or a limit of conf is above 128
+ *  Cost: constant; that of clearing one record when it is cleared. Does not allocate. */
 TM_API int32_t tcamv6_init(tcamv6_state *state, const tcamv6_conf *conf, int32_t *was_reset);
 
 /** Has the instance completed a full compression?
- *  @return 0 yes; -2 no; -22 state is null */
+ *  @return 0 yes; -2 no; -22 state is null
+ *  Cost: constant. Does not allocate. */
 TM_API int32_t tcamv6_init_opt_done(const tcamv6_state *state);
 
 /** Release everything that an instance holds.
@@ -84,7 +86,8 @@ TM_API int32_t tcamv6_init_opt_done(const tcamv6_state *state);
  *  @param keep      1 = the record stays as it is, links included: it answers -22 to everything until it is
  *                   cleared. Any other value: the record is cleared and *handlep becomes null; a record outside
  *                   the global block is passed to zel_free_named
- *  @return 0; -22 handlep or *handlep is null */
+ *  @return 0; -22 handlep or *handlep is null
+ *  Cost: O(nodes that it holds). Does not allocate. */
 TM_API int32_t tcamv6_reset(tcamv6_state **handlep, int32_t keep);
 
 TM_API_END
