@@ -14,6 +14,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** How the compiler checks the calls, where it can.
+ *  @{ */
 #if defined(__GNUC__)
 #define ZEL_PRINTF_LIKE(format_at, args_at) __attribute__((format(printf, format_at, args_at)))
 #define ZEL_NORETURN __attribute__((noreturn))
@@ -21,6 +23,7 @@
 #define ZEL_PRINTF_LIKE(format_at, args_at)
 #define ZEL_NORETURN
 #endif
+/** @} */
 
 #ifdef __cplusplus
 extern "C" {

@@ -20,7 +20,7 @@ TM_API_BEGIN
  *  @param new_rows  n_new rows, likewise
  *  @param outcome   out: as of an apply that leads from the old rows to the new ones. Its writes are the caller's: give
  *                   them back with zel_v6comp_table_free_writes. Refused: record is the index of a row at fault,
- * counted through the old rows and then the new ones
+ *                   counted through the old rows and then the new ones
  *  @return OK, E_NULL, E_LENGTH, E_HOST_BITS, E_COUNT, E_SIZE, E_ROW, E_MEMORY
  *  Cost: O(n log n) in time, about 150 bytes a row while it runs. Allocates. */
 TM_API int32_t zel_v6comp_table_diff(const zel_v6comp_table_row *old_rows, size_t n_old,
@@ -45,6 +45,7 @@ TM_API void zel_v6comp_table_free_writes(const zel_v6comp_table_write *writes);
  */
 typedef struct zel_v6comp_slots zel_v6comp_slots;
 
+/** What a step does. */
 enum zel_v6comp_slot_kind {
   ZEL_V6COMP_SLOT_WRITE = 1, /* prefix and key go into the slot, over what is there */
   ZEL_V6COMP_SLOT_MOVE = 2,  /* likewise; the same entry stands in `from`, and the next step writes over it there */
@@ -53,14 +54,14 @@ enum zel_v6comp_slot_kind {
 
 /** One write to one slot. */
 typedef struct zel_v6comp_slot_step {
-  uint8_t address[16];
-  uint64_t key;   /* WRITE, MOVE: what the slot answers from now on; else 0 */
-  uint32_t slot;  /* the slot to write */
-  uint32_t from;  /* MOVE: where the entry stands until now; else 0 */
-  uint32_t write; /* the index of the table's write that needs the step */
-  uint8_t length;
-  uint8_t kind;  /* ZEL_V6COMP_SLOT_WRITE ... */
-  uint8_t early; /* CLEAR: 1 = before its time, because no slot was free; addresses may miss it for a while */
+  uint8_t address[16]; /* of the row; bits beyond length are 0 */
+  uint64_t key;        /* WRITE, MOVE: what the slot answers from now on; else 0 */
+  uint32_t slot;       /* the slot to write */
+  uint32_t from;       /* MOVE: where the entry stands until now; else 0 */
+  uint32_t write;      /* the index of the table's write that needs the step */
+  uint8_t length;      /* 0..128 */
+  uint8_t kind;        /* ZEL_V6COMP_SLOT_WRITE ... */
+  uint8_t early;       /* CLEAR: 1 = before its time, because no slot was free; addresses may miss it for a while */
   uint8_t reserved;
 } zel_v6comp_slot_step;
 
@@ -68,13 +69,14 @@ typedef struct zel_v6comp_slot_step {
 typedef struct zel_v6comp_slot_steps {
   size_t struct_size;               /* bytes of this record */
   const zel_v6comp_slot_step *list; /* in the order to follow. The slots', until the next call that follows writes */
-  size_t n;
-  uint32_t moves;      /* of the steps: MOVE */
+  size_t n;                         /* of list */
+  uint32_t moves;                   /* of the steps: MOVE */
   uint32_t early;      /* of the steps: CLEAR before its time; 0 when there are slots for old and new rows together */
   uint32_t peak_slots; /* most rows at a time */
   uint32_t reserved;
 } zel_v6comp_slot_steps;
 
+/** What such a record begins as. */
 #define ZEL_V6COMP_SLOT_STEPS_INIT \
   { sizeof(zel_v6comp_slot_steps), NULL, 0, 0, 0, 0, 0 }
 
@@ -86,7 +88,8 @@ enum { ZEL_V6COMP_MAX_SLOTS = 16777216 };
  *  @return OK, E_NULL, E_COUNT, E_MEMORY. Cost: about 130 bytes a slot, memory as it is used. Allocates. */
 TM_API int32_t zel_v6comp_slots_open(uint32_t n, zel_v6comp_slots **slots);
 
-/** @param slots  null is allowed
+/** Close the slots and release what they hold.
+ *  @param slots  null is allowed
  *  Cost: constant. Does not allocate. */
 TM_API void zel_v6comp_slots_close(zel_v6comp_slots *slots);
 

@@ -72,7 +72,7 @@ enum zel_v6comp_table_status {
   ZEL_V6COMP_TABLE_E_INTERNAL = -50 /* the library contradicts itself: report it */
 };
 
-/* A move_limit: no stored prefix may move. */
+/** A move_limit: no stored prefix may move. */
 #define ZEL_V6COMP_TABLE_NO_MOVES UINT32_MAX
 
 enum {
@@ -106,6 +106,7 @@ typedef struct zel_v6comp_table_options {
   uint32_t reserved;        /* 0 */
 } zel_v6comp_table_options;
 
+/** What such a record begins as. */
 #define ZEL_V6COMP_TABLE_OPTIONS_INIT \
   { sizeof(zel_v6comp_table_options), 0, 0, NULL, NULL, 0, 0 }
 
@@ -117,6 +118,7 @@ typedef struct zel_v6comp_table_prefix {
   uint32_t word;       /* the host's own; comes back in rows and writes */
 } zel_v6comp_table_prefix;
 
+/** What a change does. */
 enum zel_v6comp_table_operation { ZEL_V6COMP_TABLE_REMOVE = 0, ZEL_V6COMP_TABLE_ADD = 1 };
 
 /** One change. */
@@ -130,11 +132,11 @@ typedef struct zel_v6comp_table_change {
 
 /** A stored prefix and what it became. */
 typedef struct zel_v6comp_table_row {
-  uint8_t address[16];
-  uint64_t code; /* what rules on the prefix match */
-  uint64_t key;  /* what stage 1 answers for addresses of which this is the longest prefix */
-  uint32_t word;
-  uint8_t length;
+  uint8_t address[16]; /* of the prefix; bits beyond length are 0 */
+  uint64_t code;       /* what rules on the prefix match */
+  uint64_t key;        /* what stage 1 answers for addresses of which this is the longest prefix */
+  uint32_t word;       /* the host's own */
+  uint8_t length;      /* 0..128 */
   uint8_t code_length; /* 0..64 */
   uint8_t reserved[2];
 } zel_v6comp_table_row;
@@ -153,11 +155,11 @@ enum zel_v6comp_table_write_kind {
  * A rule on a prefix stands in stage 2 once for every code that the prefix has at the moment: usually one, and two or
  * more while it moves. A host without a rule on the prefix leaves its stage 2 writes out. */
 typedef struct zel_v6comp_table_write {
-  uint8_t address[16];
-  uint64_t code; /* ADD_CODE, REMOVE_CODE; else 0 */
-  uint64_t key;  /* ADD_KEY, CHANGE_KEY: to be written; REMOVE_KEY: the last one; else 0 */
-  uint32_t word; /* of the prefix; of one that is removed: the last one */
-  uint8_t length;
+  uint8_t address[16]; /* of the prefix; bits beyond length are 0 */
+  uint64_t code;       /* ADD_CODE, REMOVE_CODE; else 0 */
+  uint64_t key;        /* ADD_KEY, CHANGE_KEY: to be written; REMOVE_KEY: the last one; else 0 */
+  uint32_t word;       /* of the prefix; of one that is removed: the last one */
+  uint8_t length;      /* 0..128 */
   uint8_t code_length; /* ADD_CODE, REMOVE_CODE; else 0 */
   uint8_t kind;        /* ZEL_V6COMP_TABLE_ADD_CODE ... */
   uint8_t reserved;
@@ -174,15 +176,15 @@ typedef struct zel_v6comp_table_write {
 typedef struct zel_v6comp_table_outcome {
   size_t struct_size;                   /* bytes of this record */
   const zel_v6comp_table_write *writes; /* in the order to follow. The table's, until its next changing call */
-  size_t n_writes;
-  size_t record;       /* refused: the index of the record at fault, SIZE_MAX when it is none alone */
-  int32_t status;      /* as returned: the reason of a refusal */
-  uint32_t added;      /* prefixes that only the new table holds */
-  uint32_t removed;    /* prefixes that only the old table holds */
-  uint32_t present;    /* additions of what was there already when their turn came */
-  uint32_t absent;     /* removals of what was not there when their turn came */
-  uint32_t moved;      /* prefixes in both tables with another code */
-  uint32_t rekeyed;    /* prefixes in both tables with the same code and another key */
+  size_t n_writes;                      /* of writes */
+  size_t record;                        /* refused: the index of the record at fault, SIZE_MAX when it is none alone */
+  int32_t status;                       /* as returned: the reason of a refusal */
+  uint32_t added;                       /* prefixes that only the new table holds */
+  uint32_t removed;                     /* prefixes that only the old table holds */
+  uint32_t present;                     /* additions of what was there already when their turn came */
+  uint32_t absent;                      /* removals of what was not there when their turn came */
+  uint32_t moved;                       /* prefixes in both tables with another code */
+  uint32_t rekeyed;                     /* prefixes in both tables with the same code and another key */
   uint32_t parked;     /* keys and codes that stood in an interim place, because two prefixes changed places */
   uint32_t early;      /* removals before their time, because not even an interim place was free; nearly always 0 */
   uint32_t peak_codes; /* most codes that the prefixes of the writes have at a time, summed */
@@ -190,18 +192,20 @@ typedef struct zel_v6comp_table_outcome {
   char reason[ZEL_V6COMP_TABLE_REASON_BYTES]; /* refused: why, in words; else "" */
 } zel_v6comp_table_outcome;
 
+/** What such a record begins as. */
 #define ZEL_V6COMP_TABLE_OUTCOME_INIT \
   { sizeof(zel_v6comp_table_outcome), NULL, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, "" }
 
 /** Where a walk stands: begin with zeros (ZEL_V6COMP_TABLE_PLACE_INIT). It belongs to no table: it is the last row's
  *  prefix, and a walk goes on behind it, whatever has changed meanwhile. */
 typedef struct zel_v6comp_table_place {
-  uint8_t address[16];
-  uint8_t length;
-  uint8_t begun; /* 0 = before the first row */
+  uint8_t address[16]; /* of the last row */
+  uint8_t length;      /* likewise */
+  uint8_t begun;       /* 0 = before the first row */
   uint8_t reserved[2];
 } zel_v6comp_table_place;
 
+/** What such a record begins as. */
 #define ZEL_V6COMP_TABLE_PLACE_INIT \
   {                                 \
     {0}, 0, 0, { 0 }                \
@@ -217,7 +221,7 @@ enum { ZEL_V6COMP_TABLE_POOLS = 5 };
 
 /** Figures of a table. Begin with ZEL_V6COMP_TABLE_STATS_INIT. */
 typedef struct zel_v6comp_table_stats_record {
-  size_t struct_size;
+  size_t struct_size;    /* bytes of this record */
   uint64_t moves;        /* prefixes moved since it was opened, by apply and by compact */
   uint64_t changes;      /* accepted loads, applies and compacts since it was opened */
   uint32_t prefixes;     /* rows */
@@ -229,6 +233,7 @@ typedef struct zel_v6comp_table_stats_record {
   zel_v6comp_table_pool pools[ZEL_V6COMP_TABLE_POOLS]; /* tree nodes, tree data, prefix data, path data, trie nodes */
 } zel_v6comp_table_stats_record;
 
+/** What such a record begins as. */
 #define ZEL_V6COMP_TABLE_STATS_INIT                                  \
   {                                                                  \
     sizeof(zel_v6comp_table_stats_record), 0, 0, 0, 0, 0, 0, 0, 0, { \

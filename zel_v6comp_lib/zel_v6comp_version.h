@@ -9,20 +9,26 @@
 
 #include "tm_api.h"
 
+/** The three numbers.
+ *  @{ */
 #define ZEL_V6COMP_VERSION_MAJOR 1
 #define ZEL_V6COMP_VERSION_MINOR 0
 #define ZEL_V6COMP_VERSION_PATCH 0
+/** @} */
 
-/* "1.0.0" */
+/** "1.0.0" */
 #define ZEL_V6COMP_VERSION_STRING                   \
   ZEL_V6COMP_VERSION_TEXT(ZEL_V6COMP_VERSION_MAJOR) \
   "." ZEL_V6COMP_VERSION_TEXT(ZEL_V6COMP_VERSION_MINOR) "." ZEL_V6COMP_VERSION_TEXT(ZEL_V6COMP_VERSION_PATCH)
 
-/* 1.2.3 is 10203: #if ZEL_V6COMP_VERSION_NUMBER >= 10100 */
+/** One number to compare by: 1.2.3 is 10203. */
 #define ZEL_V6COMP_VERSION_NUMBER \
   (ZEL_V6COMP_VERSION_MAJOR * 10000 + ZEL_V6COMP_VERSION_MINOR * 100 + ZEL_V6COMP_VERSION_PATCH)
 
+/** A number as text.
+ *  @{ */
 #define ZEL_V6COMP_VERSION_TEXT(number) ZEL_V6COMP_VERSION_TEXT_OF(number)
 #define ZEL_V6COMP_VERSION_TEXT_OF(number) #number
+/** @} */
 
 #endif

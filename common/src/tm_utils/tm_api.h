@@ -10,12 +10,15 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** Marks an exported declaration. */
 #if defined(__GNUC__)
 #define TM_API __attribute__((visibility("default")))
 #else
 #define TM_API
 #endif
 
+/** Around the declarations of a header: C linkage, in C++ too.
+ *  @{ */
 #ifdef __cplusplus
 #define TM_API_BEGIN extern "C" {
 #define TM_API_END }
@@ -23,6 +26,7 @@
 #define TM_API_BEGIN
 #define TM_API_END
 #endif
+/** @} */
 
 /* Compile-time checks of record layouts, in C11 and in C++ alike. The layouts are part of the ABI. */
 #ifdef __cplusplus

@@ -14,6 +14,7 @@ TM_API_BEGIN
 
 /** Handle of a pooled element: its address, or TM_CHUNK_IDX_NULL. Convert with the two functions below. */
 typedef uint64_t tm_chunk_idx;
+/** The handle of no element. */
 #define TM_CHUNK_IDX_NULL ((tm_chunk_idx)0)
 
 enum {
@@ -30,7 +31,7 @@ enum {
 
 /** One row of the table of chunk types, indexed by type. */
 typedef struct tm_raw_blk_row {
-  uint32_t type;
+  uint32_t type;      /* TM_V6_*, the row's own index */
   char name[52];      /* the pool's name */
   uint64_t n_elems;   /* elements that the pool is created with */
   uint64_t elem_size; /* bytes; 0 = no pool for this row */

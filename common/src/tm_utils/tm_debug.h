@@ -24,21 +24,24 @@ typedef struct tcamv6_debug_flags_t {
 
 TM_ASSERT_SIZE(tcamv6_debug_flags_t, 24);
 
+/** The library's six words. */
 extern TM_API tcamv6_debug_flags_t tcamv6_debug_flags;
 
-/** Six words for the host's own use, initially 0; the library never reads them. */
+/** Six words for the host's own use, initially 0; the library never reads them.
+ *  @{ */
 extern TM_API int32_t tcamv6_debug_processing_flag;
 extern TM_API int32_t tcamv6_debug_trace_flag;
 extern TM_API int32_t tcamv6_debug_errors_flag;
 extern TM_API int32_t tcamv6_debug_result_flag;
 extern TM_API int32_t tcamv6_debug_profiling_flag;
 extern TM_API int32_t tcamv6_debug_incremental_flag;
+/** @} */
 
 TM_API_END
 
 #ifdef __cplusplus
 
-/* TM_LOG(error, "%s: ...", function, ...): one log line, gated by the named word. */
+/** TM_LOG(error, "%s: ...", function, ...): one log line, gated by the named word. */
 #define TM_LOG(word, ...)               \
   do {                                  \
     if (tcamv6_debug_flags.word != 0) { \
@@ -47,7 +50,7 @@ TM_API_END
     }                                   \
   } while (0)
 
-/* TM_LOG_PROCESSING(info, "%s: ...", ...): the same for problems of the request layer. */
+/** TM_LOG_PROCESSING(info, "%s: ...", ...): the same for problems of the request layer. */
 #define TM_LOG_PROCESSING(word, ...)    \
   do {                                  \
     if (tcamv6_debug_flags.word != 0) { \
@@ -57,7 +60,7 @@ TM_API_END
     }                                   \
   } while (0)
 
-/* TM_REQUIRE(node, "node is NULL"): a broken invariant ends the process, naming the function. */
+/** TM_REQUIRE(node, "node is NULL"): a broken invariant ends the process, naming the function. */
 #define TM_REQUIRE(condition, text)       \
   do {                                    \
     if (!(condition)) {                   \
@@ -65,11 +68,13 @@ TM_API_END
     }                                     \
   } while (0)
 
-/* The two ways in which a prefix is printed: arguments of a format that begins with "%s ". */
+/** The two halves of how an address is printed: part of a format, and its arguments.
+ *  @{ */
 #define TM_ADDR_FORMAT "%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x"
 #define TM_ADDR_ARGS(a)                                                                                               \
   (a)[0], (a)[1], (a)[2], (a)[3], (a)[4], (a)[5], (a)[6], (a)[7], (a)[8], (a)[9], (a)[10], (a)[11], (a)[12], (a)[13], \
       (a)[14], (a)[15]
+/** @} */
 
 #endif
 

@@ -11,10 +11,11 @@
 
 TM_API_BEGIN
 
+/** An element of a heap. */
 typedef struct tm_util_heap_elem {
-  int32_t key;
+  int32_t key;       /* what is compared */
   uint32_t key_high; /* travels with the element, never compared */
-  uint64_t value;
+  uint64_t value;    /* the caller's */
 } tm_util_heap_elem;
 
 TM_ASSERT_SIZE(tm_util_heap_elem, 16);

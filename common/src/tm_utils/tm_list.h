@@ -11,9 +11,10 @@
 
 TM_API_BEGIN
 
+/** A cell. */
 typedef struct tm_util_list_node {
-  uint64_t data;
-  struct tm_util_list_node *next;
+  uint64_t data;                  /* the caller's word */
+  struct tm_util_list_node *next; /* null at the end */
 } tm_util_list_node;
 
 TM_ASSERT_SIZE(tm_util_list_node, 16);

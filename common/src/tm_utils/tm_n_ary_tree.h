@@ -12,6 +12,7 @@
 
 TM_API_BEGIN
 
+/** A node; its links are none when there is nothing. */
 typedef struct tm_n_ary_node {
   tm_chunk_idx sibling; /* next child of the same parent */
   tm_chunk_idx child;   /* first child */

@@ -13,6 +13,7 @@
 
 TM_API_BEGIN
 
+/** A node of any of the tries; some fields mean something in one of them only. */
 typedef struct tm_util_trie_node {
   tm_chunk_idx left;  /* child for bit 0 */
   tm_chunk_idx right; /* child for bit 1 */
@@ -21,9 +22,9 @@ typedef struct tm_util_trie_node {
   uint16_t aux2;      /* trie of uncompressed prefixes: summed anchor_ref, modulo 2^16 */
   uint16_t full;      /* compressed trie: levels below that hold no free place, as far as known */
   uint32_t tag;       /* 0 on plain path nodes; non-zero marks a node that carries a prefix */
-  uint8_t key[16];
-  uint32_t owners; /* compressed trie: ancestor-tree nodes whose compressed node this is */
-  tm_chunk_idx data;
+  uint8_t key[16];    /* the path from the root; bits beyond len as said above */
+  uint32_t owners;    /* compressed trie: ancestor-tree nodes whose compressed node this is */
+  tm_chunk_idx data;  /* payload of the kind that the trie has, or none */
 } tm_util_trie_node;
 
 TM_ASSERT_SIZE(tm_util_trie_node, 56);

@@ -31,6 +31,7 @@ enum {
   TM_INCR_UPDATE = 4   /* programmed; its compressed address changed */
 };
 
+/** A slot: one hardware entry. */
 typedef struct tm_incr_update_entry {
   uint8_t prefix[16];   /* most significant byte first */
   uint8_t length;       /* bits */
@@ -41,10 +42,10 @@ typedef struct tm_incr_update_entry {
 
 /** The caller-owned region. */
 typedef struct tm_incr_update_list {
-  uint8_t header[72]; /* the caller's; not read or written here */
-  tm_incr_update_entry entries[TM_INCR_SLOTS];
-  uint32_t count;    /* slots in use, from slot 0 */
-  uint32_t n_insert; /* Insert slots that the last build appended after them */
+  uint8_t header[72];                          /* the caller's; not read or written here */
+  tm_incr_update_entry entries[TM_INCR_SLOTS]; /* used ones first */
+  uint32_t count;                              /* slots in use, from slot 0 */
+  uint32_t n_insert;                           /* Insert slots that the last build appended after them */
 } tm_incr_update_list;
 
 TM_ASSERT_SIZE(tm_incr_update_entry, 32);
@@ -116,10 +117,12 @@ TM_API int32_t tm_show_incremental_update_prefixes(tm_incr_update_list *list);
 
 /** Orders of 32-byte slots, for qsort: longer prefixes first; used before free; by tm_cmp_v6_pref. All
  *  three: (of b) - (of a), lengths as they are; -22 a pointer is null.
- *  Cost: constant. Does not allocate. */
+ *  Cost: constant. Does not allocate.
+ *  @{ */
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_prefix_length_f(const void *a, const void *b);
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_state_f(const void *a, const void *b);
 TM_API int tm_prepare_incremental_update_prefixes_list_cmp_prefix_f(const void *a, const void *b);
+/** @} */
 
 TM_API_END
 

@@ -38,12 +38,12 @@ typedef struct tcamv6_cmpr_pref {
   uint8_t length;     /* bits of the compressed prefix, at most 64 */
   uint8_t key[16];    /* its bits, most significant first; bits beyond length are undefined */
   uint8_t reserved[3];
-  uint32_t operation;
+  uint32_t operation; /* only used in extra-operation records: 0 = remove, 1 = write */
 } tcamv6_cmpr_pref;
 
 /** One compressed address: bits beyond the compressed length are 0. */
 typedef struct tcamv6_cmpr_addr {
-  uint8_t bytes[16];
+  uint8_t bytes[16]; /* most significant first */
 } tcamv6_cmpr_addr;
 
 TM_ASSERT_SIZE(tcamv6_prefix, 40);

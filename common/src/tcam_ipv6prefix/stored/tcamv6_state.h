@@ -24,8 +24,8 @@ enum {
 /** One table instance. Hosts hold its address as a handle; the fields are the library's.
  *  Its first 1,024,080 bytes are laid out as a tm_incr_update_list, and may be used as one. */
 typedef struct tcamv6_state {
-  uint32_t max_pref_len;
-  uint32_t max_cmpr_len;
+  uint32_t max_pref_len;       /* bits of an uncompressed key, at most 128 */
+  uint32_t max_cmpr_len;       /* most bits of a compressed prefix */
   int32_t opt_done;            /* 1 = a full compression has succeeded; requests are batches from then on */
   int32_t trees_built;         /* ancestor tree and path-compressed trie are those of this run */
   tm_chunk_idx cmpr_root;      /* compressed trie */
@@ -37,10 +37,10 @@ typedef struct tcamv6_state {
   tcamv6_cmpr_pref *extra_ops; /* 2 x extra_op_count records on the platform heap, or null */
   uint64_t read_index;         /* answers of lookups beside the tries (tcamv6_read_index.h) */
   tm_incr_update_entry entries[TM_INCR_SLOTS]; /* the instance's update list */
-  uint32_t count;
-  uint32_t n_insert;
-  uint32_t marks;  /* TCAMV6_MARK_* */
-  uint32_t n_rows; /* rows that a dump of the table has; kept while opt_done is 1 */
+  uint32_t count;                              /* slots of the update list in use */
+  uint32_t n_insert;                           /* Insert slots that the last build appended after them */
+  uint32_t marks;                              /* TCAMV6_MARK_* */
+  uint32_t n_rows;                             /* rows that a dump of the table has; kept while opt_done is 1 */
 } tcamv6_state;
 
 TM_ASSERT_SIZE(tcamv6_state, 1024088);
@@ -57,9 +57,9 @@ enum {
 
 /** Configuration of one instance. */
 typedef struct tcamv6_conf {
-  uint32_t max_pref_len;
-  uint32_t max_cmpr_len;
-  tcamv6_state *state; /* the instance's handle; null outside the counts given at start */
+  uint32_t max_pref_len; /* as in the state */
+  uint32_t max_cmpr_len; /* likewise */
+  tcamv6_state *state;   /* the instance's handle; null outside the counts given at start */
 } tcamv6_conf;
 
 TM_ASSERT_SIZE(tcamv6_conf, 16);
