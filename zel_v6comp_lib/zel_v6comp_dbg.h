@@ -14,11 +14,15 @@ TM_API_BEGIN
  *  Cost: constant. Does not allocate. */
 TM_API void zel_v6comp_dbg_init(void);
 
+/** Turn words on (not 0) or off.
+ *  Cost: constant. Does not allocate.
+ *  @{ */
 TM_API void zel_v6comp_dbg_trace_set(uint32_t on);   /**< the trace word */
 TM_API void zel_v6comp_dbg_info_set(uint32_t on);    /**< the info and stats words */
 TM_API void zel_v6comp_dbg_error_set(uint32_t on);   /**< the error word */
 TM_API void zel_v6comp_dbg_warning_set(uint32_t on); /**< the error word too: there is no warning word */
 TM_API void zel_v6comp_dbg_result_set(uint32_t on);  /**< the result and result_hw words */
+/** @} */
 
 /** Set all words by one level: 0-2 silent, 3-6 errors only, 7 and above everything.
  *  Cost: constant. Does not allocate. */

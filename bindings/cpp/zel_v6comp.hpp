@@ -37,7 +37,9 @@ namespace v6comp {
 /// What became of a load, an apply or a compact: true when it was accepted. Refused, it has changed nothing.
 class [[nodiscard]] outcome {
  public:
+  /// Was it accepted?
   explicit operator bool() const noexcept { return record_.status == ZEL_V6COMP_TABLE_OK; }
+  /// Why not; false when it was.
   std::error_code error() const noexcept { return detail::error_of(record_.status); }
 
   /// Refused: the index of the record at fault, if it is one alone.
@@ -84,13 +86,16 @@ class row_walk {
     row_walk *walk_ = nullptr;
   };
 
+  /// The first row.
   iterator begin() {
     if (place_.begun == 0) {
       fetch();
     }
     return iterator(this);
   }
+  /// The end of the walk.
   std::default_sentinel_t end() const { return {}; }
+  /// Why the walk ended before its time; false when it came to the end.
   std::error_code error() const { return detail::error_of(answer_); }
 
  private:
@@ -120,10 +125,11 @@ class row_walk {
 /// Figures of a table, as the library's header says.
 using table_stats = zel_v6comp_table_stats_record;
 
+/// How much a log line matters.
 enum class log_level : std::int32_t {
-  error = ZEL_V6COMP_TABLE_LOG_ERROR,
-  warning = ZEL_V6COMP_TABLE_LOG_WARNING,
-  info = ZEL_V6COMP_TABLE_LOG_INFO
+  error = ZEL_V6COMP_TABLE_LOG_ERROR,      // a refused call
+  warning = ZEL_V6COMP_TABLE_LOG_WARNING,  // it worked, but look at it
+  info = ZEL_V6COMP_TABLE_LOG_INFO         // an accepted change and its counts
 };
 
 /// Where a table lives in the library's grid.
@@ -132,20 +138,23 @@ struct grid_place {
   std::int32_t instance = 0;   // 0..1
 };
 
+/// How to open a table.
 struct options {
-  std::optional<grid_place> place{};    // none: the first free one
-  std::uint32_t expected_prefixes = 0;  // of all tables of the process together; 0 = 16,384
-  std::uint32_t move_limit = 0;         // most stored prefixes that one apply may move; 0 = no limit
-  zel_v6comp_table_log log = nullptr;   // takes one line; must not call the library
-  void *log_user = nullptr;
-  v6comp::log_level log_level = v6comp::log_level::error;
+  std::optional<grid_place> place{};                       // none: the first free one
+  std::uint32_t expected_prefixes = 0;                     // of all tables of the process together; 0 = 16,384
+  std::uint32_t move_limit = 0;                            // most stored prefixes that one apply may move; 0 = no limit
+  zel_v6comp_table_log log = nullptr;                      // takes one line; must not call the library
+  void *log_user = nullptr;                                // handed to log
+  v6comp::log_level log_level = v6comp::log_level::error;  // lines up to this one are passed on
 };
 
 /// A table. Moved, never copied; closes itself.
 class table {
  public:
   table() = default;
+  /// The other one is left without a table.
   table(table &&other) noexcept : table_(std::exchange(other.table_, nullptr)) {}
+  /// Likewise; what was open here is closed.
   table &operator=(table &&other) noexcept {
     if (this != &other) {
       zel_v6comp_table_close(std::exchange(table_, std::exchange(other.table_, nullptr)));
@@ -164,6 +173,7 @@ class table {
     return detail::error_of(answer);
   }
 
+  /// Is there a table?
   bool is_open() const noexcept { return table_ != nullptr; }
 
   /// Make the table hold exactly these prefixes.
@@ -211,6 +221,7 @@ class table {
                                                        covered.empty() ? nullptr : covered.data()));
   }
 
+  /// Figures of the table and of the pools.
   result<table_stats> stats() const {
     table_stats record = ZEL_V6COMP_TABLE_STATS_INIT;
     const std::int32_t answer = zel_v6comp_table_stats(table_, &record);

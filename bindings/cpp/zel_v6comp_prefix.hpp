@@ -61,6 +61,7 @@ inline const std::error_category &category() noexcept {
   return the_category;
 }
 
+/// Lets a status be compared with error codes.
 inline std::error_code make_error_code(status value) noexcept { return {static_cast<int>(value), category()}; }
 
 namespace detail {
@@ -80,18 +81,26 @@ template <class T>
 class [[nodiscard]] result {
  public:
   result() = default;
+  /// It is there.
   result(T value) : value_(std::move(value)), has_value_(true) {}
+  /// There is none, and why.
   result(std::error_code error) : error_(error) {}
 
+  /// Is there one?
   bool has_value() const noexcept { return has_value_; }
+  /// Likewise.
   explicit operator bool() const noexcept { return has_value_; }
+  /// Why there is none; false when it is there, or simply is not.
   std::error_code error() const noexcept { return error_; }
 
+  /// The value; default-constructed when there is none.
+  /// @{
   T &operator*() &noexcept { return value_; }
   const T &operator*() const &noexcept { return value_; }
   T &&operator*() &&noexcept { return std::move(value_); }
   T *operator->() noexcept { return &value_; }
   const T *operator->() const noexcept { return &value_; }
+  /// @}
 
  private:
   T value_{};
@@ -99,12 +108,14 @@ class [[nodiscard]] result {
   bool has_value_ = false;
 };
 
+/// An address.
 struct address {
   std::array<std::uint8_t, 16> bytes{};  // most significant first
 
   /// As inet_pton reads it.
   static result<address> parse(std::string_view text);
 
+  /// By their bytes, the first one first.
   friend auto operator<=>(const address &, const address &) = default;
 };
 static_assert(sizeof(address) == 16);
@@ -142,9 +153,12 @@ struct prefix {
   /// "2001:db8::/32". Errors: std::errc::invalid_argument (no such text), status::length, status::host_bits.
   static result<prefix> parse(std::string_view text);
 
+  /// Does an address lie in it?
   bool covers(const v6comp::address &other) const { return detail::agree(address, other, length); }
+  /// Is another one equal to it, or inside it?
   bool covers(const prefix &other) const { return length <= other.length && covers(other.address); }
 
+  /// By address, then length.
   friend auto operator<=>(const prefix &, const prefix &) = default;
 };
 
@@ -153,9 +167,12 @@ struct code {
   std::uint64_t bits = 0;   // the highest bit comes first; what is beyond length is 0
   std::uint8_t length = 0;  // 0..64
 
+  /// Does a key begin with it?
   bool covers(std::uint64_t key) const { return detail::leading_bits(key, length) == bits; }
+  /// Does another one begin with it?
   bool covers(const code &other) const { return length <= other.length && covers(other.bits); }
 
+  /// By bits, then length.
   friend auto operator<=>(const code &, const code &) = default;
 };
 
@@ -194,12 +211,14 @@ inline result<prefix> prefix::parse(std::string_view text) {
   return prefix{*parsed, static_cast<std::uint8_t>(length)};
 }
 
+/// As inet_ntop writes it.
 inline std::string to_string(const address &value) {
   char digits[INET6_ADDRSTRLEN] = {};
   inet_ntop(AF_INET6, value.bytes.data(), digits, sizeof digits);
   return digits;
 }
 
+/// "2001:db8::/32".
 inline std::string to_string(const prefix &value) {
   return to_string(value.address) + '/' + std::to_string(unsigned{value.length});
 }

@@ -39,12 +39,14 @@ prefix prefix_of(const Record &record) {
 
 inline entry entry_of(const prefix &prefix, std::uint32_t word = 0) { return detail::record_of<entry>(prefix, word); }
 
+/// An addition for table::apply, with a word of the host's own.
 inline change add(const prefix &prefix, std::uint32_t word = 0) {
   change record = detail::record_of<change>(prefix, word);
   record.operation = ZEL_V6COMP_TABLE_ADD;
   return record;
 }
 
+/// A removal for table::apply.
 inline change remove(const prefix &prefix) {
   change record = detail::record_of<change>(prefix, 0);
   record.operation = ZEL_V6COMP_TABLE_REMOVE;
@@ -53,18 +55,21 @@ inline change remove(const prefix &prefix) {
 
 /// A stored prefix and what it became.
 struct row {
-  v6comp::prefix prefix{};
-  v6comp::code code{};    // what rules on the prefix match
-  std::uint64_t key = 0;  // what stage 1 answers for addresses of which this is the longest prefix
-  std::uint32_t word = 0;
+  v6comp::prefix prefix{};  // as it is stored
+  v6comp::code code{};      // what rules on the prefix match
+  std::uint64_t key = 0;    // what stage 1 answers for addresses of which this is the longest prefix
+  std::uint32_t word = 0;   // the host's own
 
   row() = default;
+  /// From the C interface's record.
   explicit row(const zel_v6comp_table_row &record)
       : prefix(detail::prefix_of(record)), code{record.code, record.code_length}, key(record.key), word(record.word) {}
 
+  /// Field by field.
   friend bool operator==(const row &, const row &) = default;
 };
 
+/// What a write does.
 enum class write_kind : std::uint8_t {
   add_code = ZEL_V6COMP_TABLE_ADD_CODE,       // stage 2: rules on the prefix match this code too
   add_key = ZEL_V6COMP_TABLE_ADD_KEY,         // stage 1: a new entry, prefix -> key
@@ -73,6 +78,7 @@ enum class write_kind : std::uint8_t {
   remove_code = ZEL_V6COMP_TABLE_REMOVE_CODE  // stage 2: rules on the prefix no longer match this code
 };
 
+/// "add code", "change key" and so on.
 inline const char *to_string(write_kind kind) {
   switch (kind) {
     case write_kind::add_code:
@@ -91,13 +97,14 @@ inline const char *to_string(write_kind kind) {
 
 /// One write to hardware.
 struct write {
-  write_kind kind{};
-  v6comp::prefix prefix{};
-  v6comp::code code{};     // add_code, remove_code; else empty
-  std::uint64_t key = 0;   // add_key, change_key: to be written; remove_key: the last one; else 0
-  std::uint32_t word = 0;  // the prefix's; of one that is removed the last one
+  write_kind kind{};        // what it does
+  v6comp::prefix prefix{};  // whose code or key it is
+  v6comp::code code{};      // add_code, remove_code; else empty
+  std::uint64_t key = 0;    // add_key, change_key: to be written; remove_key: the last one; else 0
+  std::uint32_t word = 0;   // the prefix's; of one that is removed the last one
 
   write() = default;
+  /// From the C interface's record.
   explicit write(const zel_v6comp_table_write &record)
       : kind(static_cast<write_kind>(record.kind)),
         prefix(detail::prefix_of(record)),
@@ -108,6 +115,7 @@ struct write {
   /// Which of the two lookup stages it goes to: 1 (prefix -> key) or 2 (codes).
   int stage() const { return kind == write_kind::add_code || kind == write_kind::remove_code ? 2 : 1; }
 
+  /// Field by field.
   friend bool operator==(const write &, const write &) = default;
 };
 
@@ -151,12 +159,18 @@ class write_list {
   };
 
   write_list() = default;
+  /// Over records of the C interface, which it does not copy.
   explicit write_list(std::span<const zel_v6comp_table_write> records) : records_(records) {}
 
+  /// The first write.
   iterator begin() const { return iterator(records_.data()); }
+  /// Behind the last one.
   iterator end() const { return iterator(records_.data() + records_.size()); }
+  /// Number of writes.
   std::size_t size() const { return records_.size(); }
+  /// Is there none?
   bool empty() const { return records_.empty(); }
+  /// Write n, from 0 on.
   write operator[](std::size_t n) const { return write(records_[n]); }
 
   /// The library's own records.
