@@ -34,7 +34,11 @@ struct live_options {
   refusal_action on_refusal = refusal_action::recompress;
   bool safe_updates = true;            // of compatible mode
   std::optional<uint32_t> move_limit;  // of room mode: stored prefixes that a batch may move
+  bool keep_writes = false;            // for live_table::take_writes
 };
+
+using table_writes = std::vector<zel_v6comp_table_write>;
+using table_rows = std::vector<zel_v6comp_table_row>;
 
 // Why a batch was refused, and what had run out.
 struct refusal {
@@ -75,6 +79,12 @@ class live_table {
 
   // The first difference between what the library holds and what it should, in words; "": none.
   virtual std::string counterexample() const = 0;
+
+  // What the hardware is to hold; throws when the library does not have the rows of the table.
+  virtual table_rows rows() const = 0;
+
+  // The writes for both stages since the last call; the first time, into empty hardware.
+  virtual table_writes take_writes() = 0;
 
   const weighted_table &owned() const { return owned_; }
   double compress_ms() const { return compress_ms_; }

@@ -4,11 +4,13 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "full_refusal.h"
 #include "instance_check.h"
 #include "prefix_text.h"
 #include "room_check.h"
+#include "table_rows.h"
 
 namespace v6tool {
 
@@ -56,11 +58,21 @@ room_live_table::room_live_table(const prefix_table &table, const update_history
     throw explain_full_refusal(distinct, outcome, options.common);
   }
   compress_ms_ = outcome.ms;
+  keep_writes(outcome);
 }
+
+void room_live_table::keep_writes(const table_outcome &outcome) {
+  if (options_.keep_writes) {
+    writes_.insert(writes_.end(), outcome.all_writes().begin(), outcome.all_writes().end());
+  }
+}
+
+table_rows room_live_table::rows() const { return checked_rows(table_.rows(), owned_.table()); }
+
+table_writes room_live_table::take_writes() { return std::exchange(writes_, {}); }
 
 batch_report room_live_table::apply(const history_batch &batch) {
   batch_report report;
-  writes_.clear();
   const weighted_table::weights after = owned_.after(batch, report);
   const std::string excess = owned_.excess_in(batch);
   bool accepted = false;
@@ -110,7 +122,7 @@ bool room_live_table::compact(batch_report &report) {
 
 void room_live_table::take_over(const table_outcome &outcome, batch_report &report) {
   report.changed += outcome.moved + outcome.rekeyed;
-  writes_.insert(writes_.end(), outcome.all_writes().begin(), outcome.all_writes().end());
+  keep_writes(outcome);
 }
 
 refusal room_live_table::explain(const table_outcome &outcome, const std::vector<table_change> &changes) const {

@@ -19,21 +19,20 @@ class room_live_table : public live_table {
   const engine_view &view() const override { return view_; }
   std::string counterexample() const override;
 
-  const room_table &table() const { return table_; }
-
-  // What the hardware has to do for the last batch: two lists when the table was compacted for it.
-  const std::vector<zel_v6comp_table_write> &writes() const { return writes_; }
+  table_rows rows() const override;
+  table_writes take_writes() override;
 
  private:
   bool change(const std::vector<table_change> &changes, batch_report &report);
   bool compact(batch_report &report);
+  void keep_writes(const table_outcome &outcome);
   void take_over(const table_outcome &outcome, batch_report &report);
   refusal explain(const table_outcome &outcome, const std::vector<table_change> &changes) const;
 
   live_options options_;
   room_table table_;
   engine_view view_;
-  std::vector<zel_v6comp_table_write> writes_;
+  table_writes writes_;
 };
 
 }  // namespace v6tool

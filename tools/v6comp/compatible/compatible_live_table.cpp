@@ -9,6 +9,7 @@
 #include "instance_check.h"
 #include "pool_sizing.h"
 #include "prefix_text.h"
+#include "table_rows.h"
 
 namespace v6tool {
 
@@ -298,6 +299,15 @@ std::string compatible_live_table::counterexample() const {
   instance_check check(view(), stored);
   check.is_right();
   return check.counterexample();
+}
+
+table_rows compatible_live_table::rows() const { return checked_rows(rows_of_dump(view()), owned_.table()); }
+
+table_writes compatible_live_table::take_writes() {
+  table_rows now = rows();
+  table_writes writes = writes_between(planned_, now);
+  planned_ = std::move(now);
+  return writes;
 }
 
 }  // namespace v6tool

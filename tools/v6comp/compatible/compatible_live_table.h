@@ -21,6 +21,8 @@ class compatible_live_table : public live_table {
   batch_report apply(const history_batch &batch) override;
   const engine_view &view() const override { return instance_->view(); }
   std::string counterexample() const override;
+  table_rows rows() const override;
+  table_writes take_writes() override;
 
  private:
   using forms = std::vector<std::pair<ip_prefix, std::optional<translation>>>;  // sorted by prefix
@@ -41,6 +43,7 @@ class compatible_live_table : public live_table {
   stored_counts counts_;
   std::optional<compatible_instance> instance_;  // once the library runs
   forms forms_;
+  table_rows planned_;  // the rows that the writes have led to
 };
 
 }  // namespace v6tool

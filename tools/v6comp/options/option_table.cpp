@@ -118,13 +118,15 @@ constexpr command_row commands[] = {
      .purpose = "Print the hardware writes from one table to another",
      .sets = "table input live library output general",
      .description =
-         "Each step is one write, in the order in which a driver follows them. Given two tables, both are compressed "
+         "Each step is one write, in the order in which a driver follows them: to a slot of the first stage, a TCAM "
+         "whose first matching slot wins, or a code of the second. Given two tables, both are compressed "
          "in full, and the hardware begins with the old one, longest prefixes first. Given a history, each batch is "
          "planned on what the batch before left; the options on refusals are those of `v6comp update`.\n\n"
          "A third answer is an address that, between two writes, gets neither its old nor its new result.",
      .good = "done",
      .no = "no plan, a third answer, or a batch refused",
-     .examples = "v6comp plan --simulate old.txt new.txt  the writes, watched on a model TCAM"},
+     .examples = "v6comp plan --simulate old.txt new.txt  the writes, watched on a model\n"
+                 "v6comp plan --steps routes.txt changes.txt  every write of every batch"},
     {.name = "report",
      .purpose = "Make a web page about a table and its history",
      .sets = "table input general",
@@ -220,7 +222,12 @@ constexpr option_row options[] = {
      .least = 1,
      .most = uint64_t{1} << 24,
      .help = "slots of the hardware; if not given, as many as any plan can use"},
-    {.of = "plan", .names = "--simulate", .help = "drive the plan through a model TCAM and watch every answer"},
+    {.of = "plan",
+     .names = "--simulate",
+     .help = "drive the plan through a model of both stages and look at it after every write"},
+    {.of = "plan",
+     .names = "--steps",
+     .help = "with a history: print every write of every batch, of both stages, in the order to follow"},
 
     {.of = "acl",
      .names = "-w,--what",

@@ -78,27 +78,42 @@ constexpr column update_refusal_columns[] = {
 
 constexpr column plan_columns[] = {
     {"step", 6, count, "number of the write, from 1"},
-    {"kind", 7, choice, "what is written", false, "remove|update|insert|move"},
-    {"slot", 6, count, "the slot written to, the first searched first"},
+    {"stage", 5, count, "the stage that is written: 1 (prefix to key) or 2 (codes)"},
+    {"kind", 11, choice, "what is written", false, "add_code|remove_code|insert|update|remove|move"},
+    {"slot", 6, count, "stage 1: the slot written to, the first searched first", true},
     {"from_slot", 6, count, "the slot that a moved row comes from", true},
-    {"prefix", 43, prefix, "the row's prefix"},
-    {"compressed_address", 18, address, "the row's result"},
+    {"prefix", 43, prefix, "the prefix that it is about"},
+    {"compressed_prefix", 21, code, "stage 2: the code that comes or goes", true},
+    {"compressed_address", 18, address, "stage 1: the key that the slot answers from now on", true},
+    {"early", 0, yes_no, "a remove that comes early, because no slot is free"},
+};
+
+constexpr column plan_steps_columns[] = {
+    {"batch", 6, count, "number of the batch, from 1"},
+    {"step", 6, count, "number of the write in the batch, from 1"},
+    {"stage", 5, count, "the stage that is written: 1 (prefix to key) or 2 (codes)"},
+    {"kind", 11, choice, "what is written", false, "add_code|remove_code|insert|update|remove|move"},
+    {"slot", 6, count, "stage 1: the slot written to, the first searched first", true},
+    {"from_slot", 6, count, "the slot that a moved row comes from", true},
+    {"prefix", 43, prefix, "the prefix that it is about"},
+    {"compressed_prefix", 21, code, "stage 2: the code that comes or goes", true},
+    {"compressed_address", 18, address, "stage 1: the key that the slot answers from now on", true},
     {"early", 0, yes_no, "a remove that comes early, because no slot is free"},
 };
 
 constexpr column plan_history_columns[] = {
     {"batch", 6, count, "number of the batch, from 1"},
     {"removes", 7, count, "rows removed"},
-    {"updates", 7, count, "rows given another result"},
+    {"updates", 7, count, "rows given another key"},
     {"inserts", 7, count, "rows inserted"},
     {"moves", 6, count, "rows moved to another slot"},
-    {"writes", 7, count, "writes in all"},
-    {"unchanged", 9, count, "rows that stay as they are"},
+    {"writes", 7, count, "writes to slots of the first stage in all"},
+    {"code_writes", 7, count, "writes to the second stage"},
+    {"unchanged", 9, count, "rows whose entry in the first stage stays as it is"},
     {"peak_slots", 10, count, "most slots in use at a time"},
     {"result", 12, choice, "what came of the batch", false, "accepted|recompressed|refused"},
     {"early_removes", 0, count, "removes that came early, because no slot was free"},
-    {"eighth_byte_updates", 0, count, "updates seen by the eighth byte of the address only"},
-    {"third_answers", 13, count, "watched addresses that got neither their old nor their new result", true},
+    {"third_answers", 13, count, "writes after which an address had neither its old nor its new answer", true},
     {"arrived", 7, yes_no, "does the model end as the new table?", true},
 };
 
@@ -134,6 +149,7 @@ constexpr row_kind kinds[] = {
     {"update-headroom", "update", "--headroom", "a refused batch", 1, true, update_refusal_columns},
     {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},
     {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
+    {"plan-steps", "plan", "with a history and --steps", "a write of a batch", 1, true, plan_steps_columns},
     {"acl", "acl", "", "a ternary entry", 1, false, acl_columns},
     {"acl-prefixes", "acl", "--what sources, --what destinations", "a prefix of that side", 1, false,
      acl_prefix_columns},
