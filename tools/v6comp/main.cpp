@@ -47,6 +47,7 @@ void add_commands(v6tool::command_line &line) {
   v6tool::add_update_command(line);
   v6tool::add_plan_command(line);
   v6tool::add_report_command(line);
+  v6tool::add_fit_command(line);
   v6tool::add_acl_command(line);
 }
 

@@ -136,6 +136,22 @@ constexpr command_row commands[] = {
      .good = "done",
      .no = "the table does not fit, or a batch was refused",
      .examples = "v6comp report -o report.html routes.txt changes.txt  a page to look at"},
+    {.name = "fit",
+     .purpose = "Say whether a table fits, and for how long",
+     .sets = "table input output general",
+     .description =
+         "The first line is the answer. Below it: bits that the tightest code needs, elements and memory of each pool, "
+         "and by depth (prefixes around a prefix) the bits that are left behind codes when their inside is packed "
+         "tightly.\n\n"
+         "With a history the answer is about the table after it, and says after how many more changes like those 64 "
+         "bits or a pool are used up, by a straight line through the history.\n\n"
+         "Pools count when --pool-elements says how large they are; by itself the library makes them as large as "
+         "needed.",
+     .good = "fits, perhaps with a warning",
+     .no = "does not fit, or is fuller than --fail allows",
+     .examples = "v6comp fit routes.txt changes.txt  now and later\n"
+                 "v6comp fit --format json --pool-elements default routes.txt  for a monitor, with the library's own "
+                 "pools"},
     {.name = "acl",
      .purpose = "Turn access rules on source and destination prefixes into narrow ternary entries",
      .sets = "rows output general",
@@ -183,6 +199,7 @@ constexpr option_row options[] = {
      .names = "[HISTORY]",
      .kind = file,
      .help = "file of batches of changes that are applied first, - for standard input"},
+    {.of = "fit", .names = "[HISTORY]", .kind = file, .help = "file of batches of changes, - for standard input"},
     {.of = "acl", .names = "RULES", .kind = file, .help = "access rules, - for standard input"},
     {.of = "help", .names = "[COMMAND]", .kind = text, .help = "a command"},
 
@@ -229,6 +246,20 @@ constexpr option_row options[] = {
      .names = "--steps",
      .help = "with a history: print every write of every batch, of both stages, in the order to follow"},
 
+    {.of = "fit",
+     .names = "--warn",
+     .value = "PERCENT",
+     .kind = number,
+     .most = 100,
+     .standard = "70",
+     .help = "warn when so much of 64 bits or of a pool is in use"},
+    {.of = "fit",
+     .names = "--fail",
+     .value = "PERCENT",
+     .kind = number,
+     .most = 100,
+     .standard = "90",
+     .help = "answer no when so much is in use"},
     {.of = "acl",
      .names = "-w,--what",
      .kind = choice,
@@ -314,7 +345,7 @@ constexpr option_row options[] = {
      .help = "with --room off: refuse batches that would leave a table wrong"},
 
     // ---- library
-    {.of = "@library",
+    {.of = "@library fit",
      .names = "--pool-elements",
      .value = "N",
      .kind = number,
