@@ -105,9 +105,9 @@ void take_needs(const prefix_table &table, const tool_failure &failure, fit_stud
   study.bits_needed = required_code_bits(stored.forest, true);
   study.prefixes = stored.n_table;
   study.anchors = stored.n_anchors;
-  for (const std::string &line : failure.lines) {
-    study.misfit += (study.misfit.empty() ? "" : "; ") + line;
-  }
+  study.misfit = study.bits_needed > TCAMV6_MAX_CMPR_LEN
+                     ? fmt::format("it needs {} bits, at most {} are possible", study.bits_needed, +TCAMV6_MAX_CMPR_LEN)
+                     : failure.lines.front();
 }
 
 }  // namespace

@@ -22,6 +22,8 @@ SAMPLES = {
     "acl": [["acl", rules]],
     "acl-prefixes": [["acl", "--what", side, rules] for side in ("sources", "destinations")],
     "acl-summary": [["acl", "--summary", rules]],
+    "fit": [["fit", tables / "dc_wikimedia_144.txt"], ["fit", base, changes],
+            ["fit", "--pool-elements", "default", base, changes], ["fit", source / "tests/tools/cli/input/levels_70.txt"]],
     "list": [["list", tables / "office_5.txt"]],
     "compress": [["compress", tables / "dc_wikimedia_144.txt"]],
     "compress-summary": [["compress", "--summary", tables / "dc_wikimedia_144.txt"]],

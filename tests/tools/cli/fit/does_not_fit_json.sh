@@ -1,0 +1,1 @@
+v6comp fit --format ndjson $input/levels_70.txt

@@ -1,0 +1,1 @@
+v6comp fit $tables/dc_wikimedia_144.txt

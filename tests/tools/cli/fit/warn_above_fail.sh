@@ -1,0 +1,1 @@
+v6comp fit --warn 91 $input/tight.txt
