@@ -242,9 +242,6 @@ tcamv6_outcome add_level(addition *add) {
       tcav6_incr_add_pref_newlvl(add->state, add->rules, add->prefix, static_cast<int32_t>(add->state->max_cmpr_len)));
 }
 
-// Is a node of this key a plain path node, so that the prefix is new all the same?
-bool is_path_node(const tm_util_trie_node *node) { return node->tag == 0 && node->data == TM_CHUNK_IDX_NULL; }
-
 // Case a: a node of this key is there and stands for a prefix, or did.
 tcamv6_outcome add_to_node(addition *add, tm_util_trie_node *node, int32_t *changed) {
   if (node->tag != 0) {
@@ -308,6 +305,30 @@ tcamv6_outcome add_new(addition *add, const tm_util_trie_node *exact, tcamv6_cmp
   return exact != nullptr ? add_level(add) : add_leaf(add);
 }
 
+// Compatible and safe mode. node: out, the prefix's, when it is stored.
+tcamv6_outcome add_or_count(addition *add, tm_util_trie_node **node, tcamv6_cmpr_pref *slot, int32_t *changed) {
+  const tcamv6_prefix *prefix = add->prefix;
+  *node = tm_util_trie_lookup(orig_root(add), prefix->address, prefix->length, 0);
+  if (*node != nullptr) {
+    TM_LOG(trace, "%s: case a, prefix %p already exists ", adder, static_cast<const void *>(prefix));
+  }
+  if (*node != nullptr && !tcamv6_is_path_node(*node)) {
+    return add_to_node(add, *node, changed);
+  }
+  const tcamv6_outcome outcome = add_new(add, *node, slot);
+  if (outcome == tcamv6_outcome::placed) {
+    *node = tm_util_trie_lookup(orig_root(add), prefix->address, prefix->length, 0);
+    return outcome;
+  }
+  return outcome == tcamv6_outcome::present ? outcome : clean_up(add, outcome);
+}
+
+// Room mode: the same by one walk. What fails is left to the rollback.
+tcamv6_outcome add_or_count_in_room(addition *add, tm_util_trie_node **node, int32_t *changed) {
+  const tcamv6_outcome outcome = tcamv6_room_add(add->state, add->rules, add->prefix, node);
+  return outcome == tcamv6_outcome::present ? add_to_node(add, *node, changed) : outcome;
+}
+
 }  // namespace
 
 int32_t tcamv6_target_length(int32_t length, int32_t max_cmpr_len) {
@@ -345,24 +366,13 @@ tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_r
   add.state = state;
   add.rules = rules;
   add.prefix = prefix;
-  tm_util_trie_node *exact = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
-  tcamv6_outcome outcome;
-  if (exact != nullptr) {
-    TM_LOG(trace, "%s: case a, prefix %p already exists ", adder, static_cast<const void *>(prefix));
-  }
-  if (exact == nullptr || is_path_node(exact)) {
-    outcome = rules->room ? tcamv6_room_add(state, rules, prefix) : add_new(&add, exact, slot);
-  } else {
-    outcome = add_to_node(&add, exact, changed);
-  }
-  if (outcome == tcamv6_outcome::present) {
+  tm_util_trie_node *node;
+  const tcamv6_outcome outcome =
+      rules->room ? add_or_count_in_room(&add, &node, changed) : add_or_count(&add, &node, slot, changed);
+  if (outcome != tcamv6_outcome::placed) {
     return outcome;
   }
-  if (outcome != tcamv6_outcome::placed) {
-    return rules->room ? outcome : clean_up(&add, outcome);
-  }
   *changed = prefix->weight != prefix->anchor_ref;
-  const tm_util_trie_node *node = tm_util_trie_lookup(orig_root(&add), prefix->address, prefix->length, 0);
   state->n_rows += !tcamv6_is_anchor_only(node);
   TM_LOG(trace, "%s: Complete %d", function, tcamv6_status_of(outcome));
   return outcome;

@@ -100,6 +100,9 @@ tcamv6_outcome tcamv6_newcomer_find(tcamv6_state *state, const tcamv6_prefix *pr
     node = tm_trie_child(node, bit);
   }
   newcomer->trie_node = node;
+  if (node != nullptr && !tcamv6_is_path_node(node)) {
+    return tcamv6_outcome::present;
+  }
   if (newcomer->n_enclosing == 0) {
     return report_broken("no prefix encloses the new one");
   }

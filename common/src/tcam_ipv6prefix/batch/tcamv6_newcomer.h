@@ -13,15 +13,16 @@ struct tcamv6_newcomer {
   int32_t most;                                           // bits of a compressed address
   tm_util_trie_node *enclosing[TCAMV6_MAX_PREF_LEN + 1];  // the stored prefixes around it, /0 first
   int32_t n_enclosing;
-  tcamv6_departure from;               // where it leaves the others below the last of these
-  tm_n_ary_node *parent;               // of the last of these
-  const tm_util_trie_node *trie_node;  // its own node, where longer prefixes lie below it; else null
-  tm_n_ary_node **adopted;             // children of the parent that it contains, by their addresses
+  tcamv6_departure from;         // where it leaves the others below the last of these
+  tm_n_ary_node *parent;         // of the last of these
+  tm_util_trie_node *trie_node;  // its own node, where longer prefixes lie below it; else null
+  tm_n_ary_node **adopted;       // children of the parent that it contains, by their addresses
   size_t n_adopted;
   tm_n_ary_node *node;  // null until it is linked
 };
 
-// Find what is around a prefix that is not stored. Whatever the outcome, free it.
+// Find what is around a prefix; `present` when it is, or was, stored itself, with its node and no more. Whatever the
+// outcome, free it.
 tcamv6_outcome tcamv6_newcomer_find(tcamv6_state *state, const tcamv6_prefix *prefix, tcamv6_newcomer *newcomer);
 void tcamv6_newcomer_free(tcamv6_newcomer *newcomer);
 

@@ -84,14 +84,19 @@ const tm_util_trie_node *find_moved(const tcamv6_state *state, const zel_v6comp_
 
 }  // namespace
 
-tcamv6_outcome tcamv6_room_add(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix) {
+tcamv6_outcome tcamv6_room_add(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
+                               tm_util_trie_node **node) {
   tcamv6_newcomer newcomer;
   tcamv6_outcome outcome = tcamv6_newcomer_find(state, prefix, &newcomer);
+  *node = newcomer.trie_node;
   if (outcome == tcamv6_outcome::placed) {
     const bool loose = (state->marks & TCAMV6_MARK_LOOSE_LEVELS) != 0;
     outcome = loose && newcomer.n_adopted != 0
                   ? tcamv6_outcome_of(tcav6_incr_add_pref_newlvl(state, rules, prefix, newcomer.most))
                   : place(&newcomer);
+  }
+  if (newcomer.node != nullptr) {
+    *node = tm_trie_node(tcamv6_anc_data_of(newcomer.node)->orig);
   }
   tcamv6_newcomer_free(&newcomer);
   return outcome;

@@ -6,10 +6,13 @@
 #include "tcamv6_outcome.h"
 #include "tcamv6_rules.h"
 #include "tcamv6_state.h"
+#include "tm_trie.h"
 
-// Add a prefix that is not stored. Needs an open journal: a failed addition leaves what it has done to the rollback.
-// Prefixes that had to be moved are collected (tcamv6_moves_internal.h).
-tcamv6_outcome tcamv6_room_add(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix);
+// Add a prefix; one that is stored is left to the caller (`present`). Needs an open journal: a failed addition leaves
+// what it has done to the rollback. Prefixes that had to be moved are collected (tcamv6_moves_internal.h).
+//   node   out: the prefix's own, when it is or was stored
+tcamv6_outcome tcamv6_room_add(tcamv6_state *state, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
+                               tm_util_trie_node **node);
 
 // Of the moves that an accepted batch has collected, keep those of entries that were stored before it and still are.
 //   records, results   count records of the batch and what they answered

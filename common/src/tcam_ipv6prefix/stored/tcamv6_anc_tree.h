@@ -106,6 +106,11 @@ inline bool tcamv6_holds_prefix(const tm_util_trie_node *node, uint32_t length) 
   return node != nullptr && node->len == length && node->tag != 0;
 }
 
+// Is a node of the trie of uncompressed prefixes part of a path only, so that the prefix of its key is not stored?
+inline bool tcamv6_is_path_node(const tm_util_trie_node *node) {
+  return node->tag == 0 && node->data == TM_CHUNK_IDX_NULL;
+}
+
 // Does a prefix stand for anchors only: did they give all of its summed weight?
 inline bool tcamv6_is_anchor_only(const tm_util_trie_node *node) { return node->aux1 == node->aux2; }
 
