@@ -44,7 +44,7 @@ fit_point point_now(const room_table &table, uint64_t changes) {
 void follow(room_live_table &live, const update_history &history, bool quiet, fit_study &study) {
   counted_note note("updating", history.batches.size(), quiet);
   const uint64_t step = history.batches.size() / max_points + 1;
-  study.points.push_back(point_now(live.table(), 0));
+  study.points.push_back(point_now(live.library_table(), 0));
   for (const history_batch &batch : history.batches) {
     note.at(++study.batches);
     const batch_report report = live.apply(batch);
@@ -56,7 +56,7 @@ void follow(room_live_table &live, const update_history &history, bool quiet, fi
       study.misfit = fmt::format("batch {} is refused: {}", study.batches, report.refused->reason);
     }
     if (study.batches % step == 0 || study.batches == history.batches.size()) {
-      study.points.push_back(point_now(live.table(), study.additions + study.deletes));
+      study.points.push_back(point_now(live.library_table(), study.additions + study.deletes));
     }
   }
 }
@@ -131,7 +131,7 @@ fit_study study_fit(const prefix_table &table, const update_history &history, co
     if (!history.batches.empty()) {
       follow(live, history, options.quiet, study);
     }
-    take_figures(live.table(), options, study);
+    take_figures(live.library_table(), options, study);
     forecast(study);
   } catch (const tool_failure &failure) {
     if (failure.code != exit_no) {

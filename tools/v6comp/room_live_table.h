@@ -22,6 +22,8 @@ class room_live_table : public live_table {
   table_rows rows() const override;
   table_writes take_writes() override;
 
+  const room_table &library_table() const { return table_; }
+
  private:
   bool change(const std::vector<table_change> &changes, batch_report &report);
   bool compact(batch_report &report);
