@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // v6comp compress: what each prefix of a table became, or figures of the whole.
-#include <fmt/core.h>
-
 #include <memory>
 
-#include "output_file.h"
-#include "output_format.h"
 #include "prefix_text.h"
 #include "table_session.h"
 #include "table_summary.h"
@@ -21,27 +17,30 @@ struct compress_options {
   bool summary = false;
 };
 
-std::string compressed_rows(const table_session &session, const prefix_table &table, const output_format &format) {
-  record_writer writer(format, {{"prefix", 43},
-                                {"weight", 0},
-                                {"compressed_prefix", 21},
-                                {"compressed_length_bits", 0},
-                                {"compressed_address", 18}});
+void write_rows(const table_session &session, const prefix_table &table, const output_options &output) {
+  row_writer writer(output, "compress");
   for (const table_row &row : table.rows) {
     const translation result = session.translate_stored(row.prefix);
-    const cell cells[] = {format_prefix(row.prefix), uint64_t{row.weight}, format_code(result.code),
-                          uint64_t{result.code.length}, format_code_address(result.address)};
+    const cell cells[] = {row.prefix, uint64_t{row.weight}, format_code(result.code), uint64_t{result.code.length},
+                          format_code_address(result.address)};
     writer.row(cells);
   }
-  return writer.finish();
+  writer.finish();
 }
 
 exit_code run_compress(const compress_options &options) {
-  check_output_file(options.output.file, {options.common.table});
+  if (options.summary) {
+    check_plain_output(options.output, {options.common.table});
+  } else {
+    check_output(options.output, "compress", {options.common.table});
+  }
   const prefix_table table = read_command_table(options.common);
   const table_session session(table, options.common);
-  write_output(options.output, options.summary ? table_summary(session, table, *options.output.format)
-                                               : compressed_rows(session, table, *options.output.format));
+  if (options.summary) {
+    write_output(options.output, table_summary(session, table, *options.output.format));
+  } else {
+    write_rows(session, table, options.output);
+  }
   return exit_good;
 }
 
@@ -52,7 +51,7 @@ void add_compress_command(command_line &line) {
   command_options command(line, "compress", [options] { return run_compress(*options); });
   add_common_options(command, options->common);
   command.flag("--summary", options->summary);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <optional>
 
-#include "output_file.h"
 #include "prefix_text.h"
 #include "table_session.h"
 #include "tool_options.h"
@@ -57,14 +57,22 @@ std::vector<folded_node> fold(const std::vector<ip_prefix> &keys) {
 }
 
 std::string edge_bits(const ip_prefix &child, unsigned from) {
-  constexpr unsigned most_shown = 16;
-  const unsigned n = child.length - from;
   std::string bits;
-  for (unsigned i = 0; i < std::min(n, most_shown); ++i) {
-    bits += bit_at(child.key, from + i) ? '1' : '0';
+  for (unsigned i = from; i < child.length; ++i) {
+    bits += bit_at(child.key, i) ? '1' : '0';
   }
-  return n > most_shown ? fmt::format("{}.. ({} bits)", bits, n) : bits;
+  return bits;
 }
+
+// A node of the picture, and the edge that leads to it.
+struct drawn_node {
+  std::string name;
+  std::string kind;  // table, anchor, default, branch, rest
+  std::optional<ip_prefix> prefix;
+  std::optional<translation> result;  // of a rest its compressed address alone
+  std::string parent;                 // "" = none
+  std::string edge_bits;
+};
 
 class picture {
  public:
@@ -74,39 +82,30 @@ class picture {
     }
   }
 
-  std::string original() {
+  std::vector<drawn_node> original() {
     draw_trie(stored_.prefixes, false);
-    return finish("original prefixes");
+    return std::move(nodes_);
   }
 
-  std::string compressed() {
+  std::vector<drawn_node> compressed() {
     std::vector<ip_prefix> codes;
     for (const translation &result : results_) {
       codes.push_back(result.code);
     }
     draw_trie(codes, true);
-    return finish("compressed prefixes");
+    return std::move(nodes_);
   }
 
-  std::string ancestor() {
+  std::vector<drawn_node> ancestor() {
     for (const uint32_t i : stored_.forest.preorder()) {
-      draw_stored(fmt::format("p{}", i), i);
-      if (stored_.forest.parent(i) != prefix_forest::none) {
-        line("p{} -> p{}", stored_.forest.parent(i), i);
-      }
+      const uint32_t parent = stored_.forest.parent(i);
+      draw_stored(fmt::format("p{}", i), i, parent == prefix_forest::none ? "" : fmt::format("p{}", parent), "");
       draw_rest(fmt::format("p{}", i), i);
     }
-    return finish("containment of prefixes");
+    return std::move(nodes_);
   }
 
  private:
-  template <class... Arguments>
-  void line(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
-    body_ += "  ";
-    body_ += fmt::format(format, std::forward<Arguments>(arguments)...);
-    body_ += ";\n";
-  }
-
   void draw_trie(const std::vector<ip_prefix> &keys, bool with_rests) {
     const std::vector<folded_node> nodes = fold(keys);
     std::vector<ip_prefix> places;
@@ -117,48 +116,96 @@ class picture {
     const prefix_forest forest(places);
     for (uint32_t i = 0; i < nodes.size(); ++i) {
       const std::string name = fmt::format("n{}", i);
+      const uint32_t parent = forest.parent(i);
+      const std::string above = parent == prefix_forest::none ? "" : fmt::format("n{}", parent);
+      const std::string bits = above.empty() ? "" : edge_bits(places[i], places[parent].length);
       if (nodes[i].owner == prefix_forest::none) {
-        line("{} [shape=point, width=0.12]", name);
-      } else {
-        draw_stored(name, nodes[i].owner);
+        nodes_.push_back({name, "branch", {}, {}, above, bits});
+        continue;
       }
-      if (const uint32_t parent = forest.parent(i); parent != prefix_forest::none) {
-        line("n{} -> {} [label=\"{}\"]", parent, name, edge_bits(places[i], places[parent].length));
-      }
-      if (with_rests && nodes[i].owner != prefix_forest::none) {
+      draw_stored(name, nodes[i].owner, above, bits);
+      if (with_rests) {
         draw_rest(name, nodes[i].owner);
       }
     }
   }
 
-  void draw_stored(const std::string &name, uint32_t index) {
-    line("{} [shape=box{}, label=\"{}\\n{}\"]", name,
-         stored_.kinds[index] == prefix_kind::table ? "" : ", style=dashed", format_prefix(stored_.prefixes[index]),
-         format_code(results_[index].code));
+  void draw_stored(const std::string &name, uint32_t index, const std::string &parent, const std::string &bits) {
+    nodes_.push_back({name, kind_name(stored_.kinds[index]), stored_.prefixes[index], results_[index], parent, bits});
   }
 
   // A prefix with others inside has an address other than its own compressed prefix.
   void draw_rest(const std::string &name, uint32_t index) {
     const auto inside = [&](uint32_t i) { return stored_.forest.parent(i) == index; };
     if (index + 1 < stored_.forest.size() && inside(index + 1)) {  // sorted: the first one inside comes next
-      line("{}_rest [shape=ellipse, label=\"{}\"]", name, format_code_address(results_[index].address));
-      line("{} -> {}_rest [style=dashed]", name, name);
+      nodes_.push_back({name + "_rest", "rest", {}, results_[index], name, ""});
     }
-  }
-
-  std::string finish(const char *title) const {
-    return fmt::format(
-        "digraph v6comp {{\n  label=\"{}\";\n  node [fontname=monospace];\n  edge [fontname=monospace];\n{}}}\n", title,
-        body_);
   }
 
   const stored_prefixes &stored_;
   std::vector<translation> results_;
-  std::string body_;
+  std::vector<drawn_node> nodes_;
 };
 
+std::string graphviz_node(const drawn_node &node) {
+  if (node.kind == "branch") {
+    return fmt::format("  {} [shape=point, width=0.12];\n", node.name);
+  }
+  if (node.kind == "rest") {
+    return fmt::format("  {} [shape=ellipse, label=\"{}\"];\n", node.name, format_code_address(node.result->address));
+  }
+  return fmt::format("  {} [shape=box{}, label=\"{}\\n{}\"];\n", node.name,
+                     node.kind == "table" ? "" : ", style=dashed", format_prefix(*node.prefix),
+                     format_code(node.result->code));
+}
+
+std::string shortened(const std::string &bits) {
+  constexpr size_t most_shown = 16;
+  return bits.size() > most_shown ? fmt::format("{}.. ({} bits)", bits.substr(0, most_shown), bits.size()) : bits;
+}
+
+std::string graphviz_edge(const drawn_node &node) {
+  if (node.parent.empty()) {
+    return "";
+  }
+  const std::string style = node.kind == "rest"      ? " [style=dashed]"
+                            : node.edge_bits.empty() ? ""
+                                                     : fmt::format(" [label=\"{}\"]", shortened(node.edge_bits));
+  return fmt::format("  {} -> {}{};\n", node.parent, node.name, style);
+}
+
+std::string graphviz(const std::vector<drawn_node> &nodes, const char *title) {
+  std::string text = fmt::format(
+      "digraph v6comp {{\n  label=\"{}\";\n  node [fontname=monospace];\n  edge [fontname=monospace];\n", title);
+  for (const drawn_node &node : nodes) {
+    text += graphviz_node(node) + graphviz_edge(node);
+  }
+  return text + "}\n";
+}
+
+void write_nodes(const std::vector<drawn_node> &nodes, const output_options &output) {
+  const auto text = [](const std::string &words) { return words.empty() ? cell() : cell(words); };
+  row_writer writer(output, "dot");
+  for (const drawn_node &node : nodes) {
+    const bool is_stored = node.prefix.has_value();
+    const cell cells[] = {node.name,
+                          node.kind,
+                          is_stored ? cell(*node.prefix) : cell(),
+                          is_stored ? cell(format_code(node.result->code)) : cell(),
+                          node.result ? cell(format_code_address(node.result->address)) : cell(),
+                          text(node.parent),
+                          text(node.edge_bits)};
+    writer.row(cells);
+  }
+  writer.finish();
+}
+
 exit_code run_dot(const dot_options &options) {
-  check_output_file(options.output.file, {options.common.table});
+  if (options.output.format == &text_format()) {
+    check_plain_output(options.output, {options.common.table});
+  } else {
+    check_output(options.output, "dot", {options.common.table});
+  }
   const prefix_table table = read_command_table(options.common);
   if (table.rows.size() > most_prefixes) {
     throw tool_failure{exit_no,
@@ -167,9 +214,18 @@ exit_code run_dot(const dot_options &options) {
   }
   const table_session session(table, options.common);
   picture drawing(session);
-  write_output(options.output, options.what == "original"     ? drawing.original()
-                               : options.what == "compressed" ? drawing.compressed()
-                                                              : drawing.ancestor());
+  const bool is_original = options.what == "original";
+  const bool is_compressed = options.what == "compressed";
+  const std::vector<drawn_node> nodes = is_original     ? drawing.original()
+                                        : is_compressed ? drawing.compressed()
+                                                        : drawing.ancestor();
+  if (options.output.format != &text_format()) {
+    write_nodes(nodes, options.output);
+  } else {
+    write_output(options.output, graphviz(nodes, is_original     ? "original prefixes"
+                                                 : is_compressed ? "compressed prefixes"
+                                                                 : "containment of prefixes"));
+  }
   return exit_good;
 }
 
@@ -181,7 +237,7 @@ void add_dot_command(command_line &line) {
   add_common_options(command, options->common);
   command.check_choices("--what", {"original", "ancestor", "compressed"});
   command.text("--what", options->what);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

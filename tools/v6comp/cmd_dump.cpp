@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // v6comp dump: the table as the library walks it.
-#include <fmt/core.h>
-
 #include <memory>
 
 #include "dump_check.h"
-#include "output_file.h"
-#include "output_format.h"
 #include "prefix_text.h"
 #include "table_session.h"
 #include "tool_options.h"
@@ -21,20 +17,18 @@ struct dump_options {
 };
 
 exit_code run_dump(const dump_options &options) {
-  check_output_file(options.output.file, {options.common.table});
+  check_output(options.output, "dump", {options.common.table});
   const prefix_table table = read_command_table(options.common);
   const table_session session(table, options.common);
-  record_writer writer(
-      *options.output.format,
-      {{"prefix", 43}, {"compressed_prefix", 21}, {"compressed_length_bits", 0}, {"compressed_address", 18}});
+  row_writer writer(options.output, "dump");
   std::vector<ip_prefix> dumped;
   for (const dump_row &row : session.view().dump()) {
     dumped.push_back(row.prefix);
-    const cell cells[] = {format_prefix(row.prefix), format_code(row.result.code), uint64_t{row.result.code.length},
+    const cell cells[] = {row.prefix, format_code(row.result.code), uint64_t{row.result.code.length},
                           format_code_address(row.result.address)};
     writer.row(cells);
   }
-  write_output(options.output, writer.finish());
+  writer.finish();
   if (const std::string fault = dump_counterexample(std::move(dumped), session.stored()); !fault.empty()) {
     throw tool_failure{exit_no, {fault}};
   }
@@ -47,7 +41,7 @@ void add_dump_command(command_line &line) {
   const auto options = std::make_shared<dump_options>();
   command_options command(line, "dump", [options] { return run_dump(*options); });
   add_common_options(command, options->common);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -5,13 +5,14 @@
 // covers, inside some prefix Q of the table, gets the anchor's compressed address: Q's compressed prefix covers it
 // too, so the match in hardware is Q. The answer names Q, and the compressed address that the library gives.
 #include <fmt/core.h>
+#include <unistd.h>
 
 #include <memory>
 
-#include "output_file.h"
-#include "output_format.h"
 #include "prefix_text.h"
+#include "question_lines.h"
 #include "table_session.h"
+#include "text_words.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -40,42 +41,16 @@ std::string parse_query(const std::string &text, query &out) {
   return parse_address(text, out.prefix.key) ? "" : "not an IPv6 address";
 }
 
-// Queries of the command line, or else of standard input, one a line; comments and blank lines as in tables.
-std::vector<query> read_queries(const lookup_options &options) {
+// Questions of the command line are all good, or none is answered.
+std::vector<query> queries_of(const std::vector<std::string> &texts) {
   std::vector<query> queries;
   message_list faults;
-  const auto take = [&](const std::string &text, const std::string &place) {
+  for (const std::string &text : texts) {
     query q;
-    const std::string fault = parse_query(text, q);
-    if (!fault.empty()) {
-      faults.add(place + printable(text) + ": " + fault);
+    if (const std::string fault = parse_query(text, q); !fault.empty()) {
+      faults.add("v6comp: " + printable(text) + ": " + fault);
     }
     queries.push_back(q);
-  };
-  for (const std::string &text : options.queries) {
-    take(text, "v6comp: ");
-  }
-  if (options.queries.empty()) {
-    if (options.common.table == "-") {
-      throw tool_failure{exit_bad_input, {"the table and the questions cannot both come from standard input"}};
-    }
-    std::string content;
-    if (const std::string fault = read_file("-", content); !fault.empty()) {
-      throw tool_failure{exit_bad_input, {"standard input: " + fault}};
-    }
-    size_t line_number = 0;
-    for (size_t at = 0; at < content.size();) {
-      const size_t end = std::min(content.find('\n', at), content.size());
-      std::string line = content.substr(at, end - at);
-      at = end + 1;
-      ++line_number;
-      line.erase(std::min(line.find('#'), line.size()));
-      line.erase(line.find_last_not_of(" \t\r") + 1);
-      line.erase(0, line.find_first_not_of(" \t"));
-      if (!line.empty()) {
-        take(line, fmt::format("<stdin>:{}: ", line_number));
-      }
-    }
   }
   if (faults.total != 0) {
     throw tool_failure{exit_bad_input, faults.lines(), true};
@@ -84,7 +59,7 @@ std::vector<query> read_queries(const lookup_options &options) {
 }
 
 // The row of one question; false if the table has no answer.
-bool answer(const table_session &session, const query &q, record_writer &writer) {
+bool answer(const table_session &session, const query &q, row_writer &writer) {
   const stored_prefixes &stored = session.stored();
   cell stored_cell;
   cell kind_cell;
@@ -94,7 +69,7 @@ bool answer(const table_session &session, const query &q, record_writer &writer)
     match = stored.find(q.prefix);
     result = session.view().translate(q.prefix);
     if (result && match != prefix_forest::none) {
-      stored_cell = format_prefix(q.prefix);
+      stored_cell = q.prefix;
       kind_cell = std::string(kind_name(stored.kinds[match]));
     }
     if (match != prefix_forest::none && stored.kinds[match] != prefix_kind::table) {
@@ -105,7 +80,7 @@ bool answer(const table_session &session, const query &q, record_writer &writer)
     if (const std::optional<address_answer> found = session.view().find(q.prefix.key)) {
       const uint32_t at = stored.find(found->match);
       result = {found->result.code, session.key_of(q.prefix.key)};
-      stored_cell = format_prefix(found->match);
+      stored_cell = found->match;
       kind_cell = at == prefix_forest::none ? cell{} : cell{std::string(kind_name(stored.kinds[at]))};
     }
   }
@@ -115,35 +90,66 @@ bool answer(const table_session &session, const query &q, record_writer &writer)
   cell length_cell;
   if (found) {
     const translation of_match = session.translate_stored(stored.prefixes[match]);
-    match_cell = format_prefix(stored.prefixes[match]);
+    match_cell = stored.prefixes[match];
     code_cell = format_code(of_match.code);
     length_cell = uint64_t{of_match.code.length};
   }
   const cell address_cell = result ? cell{format_code_address(result->address)} : cell{};
-  const cell cells[] = {q.text, found, match_cell, code_cell, length_cell, address_cell, stored_cell, kind_cell};
+  const cell cells[] = {q.text, found, match_cell, code_cell, length_cell, address_cell, stored_cell, kind_cell, {}};
   writer.row(cells);
   return found;
 }
 
-exit_code run_lookup(const lookup_options &options) {
-  check_output_file(options.output.file, {options.common.table, options.queries.empty() ? "-" : options.common.table});
-  const std::vector<query> queries = read_queries(options);
-  const prefix_table table = read_command_table(options.common);
-  const table_session session(table, options.common);
-  record_writer writer(*options.output.format, {{"query", 39},
-                                                {"found", 0},
-                                                {"match", 43},
-                                                {"compressed_prefix", 21},
-                                                {"compressed_length_bits", 0},
-                                                {"compressed_address", 18},
-                                                {"stored_match", 0},
-                                                {"stored_kind", 7}});
+// A bad question is told, and has its row like any other.
+void answer_bad(const question_line &line, const std::string &text, const std::string &fault, row_writer &writer) {
+  say(fmt::format("<stdin>:{}: {}: {}", line.number, printable(text), fault));
+  const cell cells[] = {printable(text), false, {}, {}, {}, {}, {}, {}, fault};
+  writer.row(cells);
+}
+
+// Questions as they come, one a line; comments and blank lines as in tables.
+exit_code answer_lines(const table_session &session, row_writer &writer) {
+  bool all_found = true;
+  bool all_good = true;
+  question_lines lines(STDIN_FILENO, [&writer] { writer.flush(); });
+  for (question_line line; lines.next(line);) {
+    const std::string text(trimmed(std::string_view(line.text).substr(0, line.text.find('#'))));
+    if (text.empty()) {
+      continue;
+    }
+    query q;
+    const std::string fault = line.is_whole ? parse_query(text, q) : "too long for a question";
+    if (fault.empty()) {
+      all_found = answer(session, q, writer) && all_found;
+    } else {
+      answer_bad(line, text.substr(0, 80), fault, writer);
+      all_good = false;
+    }
+  }
+  return !all_good ? exit_bad_input : all_found ? exit_good : exit_no;
+}
+
+exit_code answer_queries(const table_session &session, const std::vector<query> &queries, row_writer &writer) {
   bool all_found = true;
   for (const query &q : queries) {
     all_found = answer(session, q, writer) && all_found;
   }
-  write_output(options.output, writer.finish());
   return all_found ? exit_good : exit_no;
+}
+
+exit_code run_lookup(const lookup_options &options) {
+  const bool as_they_come = options.queries.empty();
+  check_output(options.output, "lookup", {options.common.table, as_they_come ? "-" : options.common.table});
+  if (as_they_come && options.common.table == "-") {
+    throw tool_failure{exit_bad_input, {"the table and the questions cannot both come from standard input"}};
+  }
+  const std::vector<query> queries = queries_of(options.queries);
+  const prefix_table table = read_command_table(options.common);
+  const table_session session(table, options.common);
+  row_writer writer(options.output, "lookup", as_they_come ? row_flow::as_they_come : row_flow::at_the_end);
+  const exit_code code = as_they_come ? answer_lines(session, writer) : answer_queries(session, queries, writer);
+  writer.finish();
+  return code;
 }
 
 }  // namespace
@@ -153,7 +159,7 @@ void add_lookup_command(command_line &line) {
   command_options command(line, "lookup", [options] { return run_lookup(*options); });
   add_common_options(command, options->common);
   command.texts("QUERY", options->queries);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

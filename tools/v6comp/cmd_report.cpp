@@ -88,7 +88,7 @@ report_batch apply(zel_v6comp_table *table, const history_batch &batch, size_t n
 }
 
 void follow(zel_v6comp_table *table, const update_history &history, bool quiet, report_data &data) {
-  counted_note note("updating", history.batches.size(), quiet);
+  progress_bar note("updating", history.batches.size(), quiet);
   uint64_t prefixes = data.figures.prefixes;
   for (const history_batch &batch : history.batches) {
     const size_t number = data.batches.size() + 1;

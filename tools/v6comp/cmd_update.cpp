@@ -51,9 +51,19 @@ batch_figures run_batch(live_table &live, const history_batch &batch, const upda
   return b;
 }
 
-update_run run_history(const prefix_table &table, const update_history &history, const update_options &options) {
-  counted_note note("updating", history.batches.size(), options.live.common.quiet);
+// A batch is on standard output before the next one is begun.
+void write_rows_of(const batch_figures &b, const update_options &options, row_writer &writer) {
+  if (options.summary) {
+    return;
+  }
+  (options.headroom ? write_refusal : write_batch)(writer, b);
+  writer.flush();
+}
+
+update_run run_history(const prefix_table &table, const update_history &history, const update_options &options,
+                       row_writer &writer) {
   const std::unique_ptr<live_table> live = open_live_table(table, history, options.live);
+  progress_bar bar("updating", history.batches.size(), options.live.common.quiet);
   update_run run = {{table.name,
                      history.name,
                      policy_name(options.live),
@@ -67,10 +77,11 @@ update_run run_history(const prefix_table &table, const update_history &history,
   update_figures &figures = run.figures;
   try {
     for (const history_batch &batch : history.batches) {
-      note.at(figures.batches.size() + 1);
       batch_figures b = run_batch(*live, batch, figures, options);
       const bool is_last = is_last_batch(b.report, figures, options);
+      write_rows_of(b, options, writer);
       figures.batches.push_back(std::move(b));
+      bar.at(figures.batches.size());
       if (is_last) {
         break;
       }
@@ -92,27 +103,38 @@ void say_held_deletes(const update_figures &figures) {
   }
 }
 
+const char *row_kind_of(const update_options &options) { return options.headroom ? "update-headroom" : "update"; }
+
+void finish_output(const update_figures &figures, const update_options &options, row_writer &writer) {
+  const std::string closing = closing_line(figures);
+  const bool quiet = options.live.common.quiet;
+  if (!options.summary) {
+    finish_rows(writer, options.output, quiet, closing);
+    return;
+  }
+  const output_format &format = *options.output.format;
+  write_output(options.output, update_summary(figures, format) + (&format == &text_format() ? closing : ""));
+  if (&format != &text_format() && !quiet) {
+    say_lines(closing);
+  }
+}
+
 exit_code run_update(const update_options &options) {
   check_live_options(options.live);
-  check_output_file(options.output.file, {options.live.common.table, options.history});
+  if (options.summary) {
+    check_plain_output(options.output, {options.live.common.table, options.history});
+  } else {
+    check_output(options.output, row_kind_of(options), {options.live.common.table, options.history});
+  }
   const prefix_table table = read_command_table(options.live.common);
   const update_history history = read_command_history(options.history, table, options.live.common.room);
-  const update_run run = run_history(table, history, options);
+  row_writer writer(options.output, row_kind_of(options), row_flow::as_they_come);
+  const update_run run = run_history(table, history, options, writer);
   const update_figures &figures = run.figures;
-  const output_format &format = *options.output.format;
-  std::string out = options.summary    ? update_summary(figures, format)
-                    : options.headroom ? update_refusals(figures, format)
-                                       : update_rows(figures, format);
   if (!options.live.common.quiet) {
     say_held_deletes(figures);
   }
-  const std::string closing = closing_line(figures);
-  if (&format == &text_format()) {
-    out += closing;
-  } else if (!options.live.common.quiet) {
-    say_lines(closing);
-  }
-  write_output(options.output, out);
+  finish_output(figures, options, writer);
   if (run.stopped) {
     throw tool_failure(*run.stopped);
   }
@@ -132,7 +154,7 @@ void add_update_command(command_line &line) {
                  {{"every", check_time::every}, {"end", check_time::end}, {"off", check_time::off}});
   command.flag("--summary", options->summary);
   command.flag("--headroom", options->headroom);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "instance_check.h"
-#include "output_file.h"
+#include "json_summary.h"
 #include "prefix_text.h"
 #include "progress_note.h"
 #include "room_check.h"
@@ -80,20 +80,32 @@ std::string check_table(instance_check &check, const table_session &session, con
   return session.room() == nullptr ? "" : check_room(*session.room(), session.stored(), check);
 }
 
+std::string verdict(const stored_prefixes &stored, uint64_t addresses, const std::string &counterexample) {
+  return counterexample.empty()
+             ? fmt::format(
+                   "right: {} prefixes and {} anchors keep their containment, {} addresses find their longest "
+                   "match\n",
+                   stored.n_table, stored.n_anchors, addresses)
+             : "wrong: " + counterexample + '\n';
+}
+
 exit_code run_verify(const verify_options &options) {
-  check_output_file(options.output.file, {options.common.table});
+  check_plain_output(options.output, {options.common.table});
   const prefix_table table = read_command_table(options.common);
   const table_session session(table, options.common);
   const progress_note note("verifying", options.common.quiet);
   instance_check check(session.view(), session.stored());
   const std::string counterexample = check_table(check, session, table, options);
   const stored_prefixes &stored = session.stored();
-  write_output(options.output,
-               counterexample.empty()
-                   ? fmt::format("right: {} prefixes and {} anchors keep their containment, {} addresses find their "
-                                 "longest match\n",
-                                 stored.n_table, stored.n_anchors, check.lookups())
-                   : "wrong: " + counterexample + '\n');
+  const figure_list figures = {{"table", table.name},
+                               {"right", counterexample.empty()},
+                               {"prefixes", uint64_t{stored.n_table}},
+                               {"anchors", uint64_t{stored.n_anchors}},
+                               {"addresses", uint64_t{check.lookups()}},
+                               {"counterexample", counterexample}};
+  const bool as_text = options.output.format == &text_format();
+  write_output(options.output, as_text ? verdict(stored, check.lookups(), counterexample)
+                                       : format_summary(figures, *options.output.format));
   return counterexample.empty() ? exit_good : exit_no;
 }
 

@@ -42,7 +42,7 @@ fit_point point_now(const room_table &table, uint64_t changes) {
 }
 
 void follow(room_live_table &live, const update_history &history, bool quiet, fit_study &study) {
-  counted_note note("updating", history.batches.size(), quiet);
+  progress_bar note("updating", history.batches.size(), quiet);
   const uint64_t step = history.batches.size() / max_points + 1;
   study.points.push_back(point_now(live.library_table(), 0));
   for (const history_batch &batch : history.batches) {

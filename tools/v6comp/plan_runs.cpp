@@ -211,7 +211,7 @@ exit_code plan_tables(const plan_options &options, const prefix_table &old_table
 
 exit_code plan_history(const plan_options &options, const prefix_table &table, const update_history &history) {
   const size_t most_rows = prefixes_of_history(table, history).size() + 1;
-  counted_note note("planning", history.batches.size(), options.live.common.quiet);
+  progress_bar note("planning", history.batches.size(), options.live.common.quiet);
   live_options live_wishes = options.live;
   live_wishes.keep_writes = true;
   const std::unique_ptr<live_table> live = open_live_table(table, history, live_wishes);

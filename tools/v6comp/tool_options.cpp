@@ -120,6 +120,13 @@ prefix_table read_command_table(const common_options &options) {
   return read_with_rules(options, library_rules(options), options.room ? warn_of_weights : check_compatible_weights);
 }
 
+void finish_rows(row_writer &writer, const output_options &options, bool quiet, const std::string &closing) {
+  writer.finish(closing);
+  if (options.format != &text_format() && !quiet) {
+    say_lines(closing);
+  }
+}
+
 void write_output(const output_options &options, const std::string &data) { write_output_file(options.file, data); }
 
 void say(const std::string &line) { std::fprintf(stderr, "%s\n", escaped(line).c_str()); }

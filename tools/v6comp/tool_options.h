@@ -67,6 +67,9 @@ prefix_table read_any_table(const input_options &options);
 // Say the warnings of a report, and throw its faults.
 void take_report(const read_report &report, bool quiet);
 
+// Finish rows: the closing lines stand below them in text, and are talk in the other formats.
+void finish_rows(row_writer &writer, const output_options &options, bool quiet, const std::string &closing);
+
 // Write finished data to the file of the options, or to standard output.
 void write_output(const output_options &options, const std::string &data);
 

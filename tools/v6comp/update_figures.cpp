@@ -8,29 +8,10 @@
 #include <iterator>
 
 #include "json_summary.h"
-#include "prefix_text.h"
 
 namespace v6tool {
 
 namespace {
-
-constexpr column batch_columns[] = {
-    {"batch", 6},   {"adds", 6},      {"deletes", 7},  {"present", 7},         {"absent", 6},
-    {"changed", 7}, {"result", 12},   {"requests", 8}, {"table_prefixes", 8},  {"time_us", 9},
-    {"right", 5},   {"moved", 5},     {"refusals", 0}, {"refused_changes", 0}, {"kind", 0},
-    {"reason", 40}, {"violation", 0}, {"held", 0}};
-
-constexpr column refusal_columns[] = {{"batch", 6},
-                                      {"kind", 10},
-                                      {"prefix", 30},
-                                      {"anchor", 6},
-                                      {"case", 10},
-                                      {"enclosing", 30},
-                                      {"enclosing_compressed_length_bits", 8},
-                                      {"free_bits", 9},
-                                      {"siblings", 8},
-                                      {"result", 12},
-                                      {"reason", 0}};
 
 uint64_t microseconds(double ms) { return static_cast<uint64_t>(std::llround(ms * 1000)); }
 
@@ -160,56 +141,46 @@ update_totals total_of(const update_figures &figures) {
   return t;
 }
 
-std::string update_rows(const update_figures &figures, const output_format &format) {
-  const std::vector<column> columns = headed_columns(batch_columns);
-  record_writer writer(format, columns);
-  for (const batch_figures &b : figures.batches) {
-    const batch_report &r = b.report;
-    const cell cells[] = {b.number,
-                          r.adds,
-                          r.deletes,
-                          r.present,
-                          r.absent,
-                          r.changed,
-                          result_of(r),
-                          r.requests,
-                          b.table_prefixes,
-                          microseconds(r.ms),
-                          b.checked ? cell(b.violation.empty()) : cell(),
-                          r.moved,
-                          r.refusals,
-                          r.refused_changes,
-                          r.refused ? cell(r.refused->kind) : cell(),
-                          r.refused ? cell(r.refused->reason) : cell(),
-                          text_or_nothing(b.violation),
-                          uint64_t{r.held.size()}};
-    writer.row(cells);
-  }
-  return text_heading(columns, format) + writer.finish();
+void write_batch(row_writer &writer, const batch_figures &b) {
+  const batch_report &r = b.report;
+  const cell cells[] = {b.number,
+                        r.adds,
+                        r.deletes,
+                        r.present,
+                        r.absent,
+                        r.changed,
+                        result_of(r),
+                        r.requests,
+                        b.table_prefixes,
+                        microseconds(r.ms),
+                        b.checked ? cell(b.violation.empty()) : cell(),
+                        r.moved,
+                        r.refusals,
+                        r.refused_changes,
+                        r.refused ? cell(r.refused->kind) : cell(),
+                        r.refused ? cell(r.refused->reason) : cell(),
+                        text_or_nothing(b.violation),
+                        uint64_t{r.held.size()}};
+  writer.row(cells);
 }
 
-std::string update_refusals(const update_figures &figures, const output_format &format) {
-  const std::vector<column> columns = headed_columns(refusal_columns);
-  record_writer writer(format, columns);
-  for (const batch_figures &b : figures.batches) {
-    if (!b.report.refused) {
-      continue;
-    }
-    const refusal &r = *b.report.refused;
-    const cell cells[] = {b.number,
-                          r.kind,
-                          r.prefix ? cell(format_prefix(*r.prefix)) : cell(),
-                          r.is_anchor,
-                          text_or_nothing(r.case_of_prefix),
-                          r.prefix ? cell(format_prefix(r.enclosing)) : cell(),
-                          r.enclosing_bits ? cell(*r.enclosing_bits) : cell(),
-                          r.enclosing_bits ? cell(TCAMV6_MAX_CMPR_LEN - *r.enclosing_bits) : cell(),
-                          r.siblings,
-                          result_of(b.report),
-                          r.reason};
-    writer.row(cells);
+void write_refusal(row_writer &writer, const batch_figures &b) {
+  if (!b.report.refused) {
+    return;
   }
-  return text_heading(columns, format) + writer.finish();
+  const refusal &r = *b.report.refused;
+  const cell cells[] = {b.number,
+                        r.kind,
+                        r.prefix ? cell(*r.prefix) : cell(),
+                        r.is_anchor,
+                        text_or_nothing(r.case_of_prefix),
+                        r.prefix ? cell(r.enclosing) : cell(),
+                        r.enclosing_bits ? cell(*r.enclosing_bits) : cell(),
+                        r.enclosing_bits ? cell(TCAMV6_MAX_CMPR_LEN - *r.enclosing_bits) : cell(),
+                        r.siblings,
+                        result_of(b.report),
+                        r.reason};
+  writer.row(cells);
 }
 
 std::string update_summary(const update_figures &figures, const output_format &format) {

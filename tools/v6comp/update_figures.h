@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "live_table.h"
-#include "output_format.h"
+#include "row_writer.h"
 
 namespace v6tool {
 
@@ -46,8 +46,10 @@ struct update_totals {
 
 update_totals total_of(const update_figures &figures);
 
-std::string update_rows(const update_figures &figures, const output_format &format);
-std::string update_refusals(const update_figures &figures, const output_format &format);
+// The row of a batch; the row of its refusal, if it has one.
+void write_batch(row_writer &writer, const batch_figures &b);
+void write_refusal(row_writer &writer, const batch_figures &b);
+
 std::string update_summary(const update_figures &figures, const output_format &format);
 
 // "12 batches: 10 accepted, ...; 0 violations in 12 checks"

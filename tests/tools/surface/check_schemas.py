@@ -27,7 +27,10 @@ SAMPLES = {
     "list": [["list", tables / "office_5.txt"]],
     "compress": [["compress", tables / "dc_wikimedia_144.txt"]],
     "compress-summary": [["compress", "--summary", tables / "dc_wikimedia_144.txt"]],
-    "lookup": [["lookup", tables / "office_5.txt", "2001:db8:1::/48", "2001:db8:ffff::2", "2001:db9::1", "::/0"]],
+    "lookup": [["lookup", tables / "office_5.txt", "2001:db8:1::/48", "2001:db8:ffff::2", "2001:db9::1", "::/0"],
+               ["lookup", tables / "office_5.txt"]],
+    "verify": [["verify", tables / "office_5.txt"]],
+    "dot": [["dot", "--what", what, tables / "office_5.txt"] for what in ("original", "ancestor", "compressed")],
     "dump": [["dump", tables / "office_5.txt"]],
     "update": [["update", "--verify", "every", base, changes], refused],
     "update-headroom": [[*refused[:1], "--headroom", *refused[1:]]],
@@ -39,8 +42,9 @@ SAMPLES = {
 
 
 def printed(arguments, form):
-    run = subprocess.run([tool, *arguments, "--format", form], capture_output=True, text=True, check=False)
-    assert run.returncode in (0, 1), (arguments, run.stderr)
+    run = subprocess.run([tool, *arguments, "--format", form], capture_output=True, text=True, check=False,
+                         input="2001:db8::1\nno question\n")
+    assert run.returncode in (0, 1, 2), (arguments, run.stderr)
     return run.stdout
 
 

@@ -55,7 +55,7 @@ constexpr command_row commands[] = {
      .terms = table_format_terms},
     {.name = "compress",
      .purpose = "Print the compressed prefix and address of each prefix of a table",
-     .sets = "table input library output general",
+     .sets = "table input library rows output general",
      .description = "Rows come in the order of the table. A compressed prefix is written 0xHEX/LENGTH, a compressed "
                     "address as 64 bits.",
      .good = "done",
@@ -64,10 +64,12 @@ constexpr command_row commands[] = {
                  "v6comp compress --summary routes.txt  lengths before and after, pools, bits required"},
     {.name = "lookup",
      .purpose = "Look up prefixes and addresses in a compressed table",
-     .sets = "table input library output general",
+     .sets = "table input library rows output general",
      .description = "A row holds the question, the prefix of the table that answers it, its compressed prefix, the "
                     "compressed address, and what the library has stored there: a prefix of the table, an anchor (a "
-                    "longer prefix cut to /32, /48, /64 or /96) or its default ::/0.",
+                    "longer prefix cut to /32, /48, /64 or /96) or its default ::/0.\n\n"
+                    "Questions from standard input are answered line by line, as they come. A bad one is told on "
+                    "standard error and gets a row all the same; the exit code is 2 in the end.",
      .good = "all found",
      .no = "some not found, or the table does not fit",
      .examples = "v6comp lookup routes.txt 2001:db8::1 2001:db8::/32  an address and a prefix\n"
@@ -84,7 +86,7 @@ constexpr command_row commands[] = {
      .examples = "v6comp verify routes.txt  prove a table right"},
     {.name = "dump",
      .purpose = "Print the compressed table as the library walks it",
-     .sets = "table input library output general",
+     .sets = "table input library rows output general",
      .description = "One row per distinct prefix, ::/0 included and anchors left out; every prefix after all that lie "
                     "inside it.",
      .good = "done",
@@ -92,17 +94,20 @@ constexpr command_row commands[] = {
      .examples = "v6comp dump routes.txt  the rows for the hardware"},
     {.name = "dot",
      .purpose = "Draw a small table, as text for Graphviz",
-     .sets = "table input library output general",
+     .sets = "table input library rows output general",
      .description = "Boxes are stored prefixes with their compressed prefixes (dashed: anchors and ::/0), points are "
-                    "branches, an ellipse is the compressed address of what a prefix keeps for itself.",
+                    "branches, an ellipse is the compressed address of what a prefix keeps for itself. As json, ndjson "
+                    "or csv: the same "
+                    "nodes, each with the edge that leads to it, for other tools.",
      .good = "done",
      .no = "the table does not fit, or is too large for a picture",
      .examples = "v6comp dot routes.txt | dot -Tsvg > routes.svg  a picture"},
     {.name = "update",
      .purpose = "Apply batches of changes to a table",
-     .sets = "table input live library output general",
+     .sets = "table input live library rows output general",
      .description =
          "Lines of a history: +prefix/length [weight], -prefix/length [weight], --- after each batch.\n\n"
+         "A batch is printed when it is done, before the next one is begun.\n\n"
          "changed: prefixes in the table before and after whose compressed prefix or address is another.\n\n"
          "moved: prefixes that the batch moved to other codes, to make room for what it adds.\n\n"
          "In room mode a batch is one request. A delete of more weight than a prefix has is refused, and its batch "

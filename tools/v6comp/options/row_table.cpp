@@ -39,6 +39,18 @@ constexpr column lookup_columns[] = {
     {"compressed_address", 18, address, "the compressed address of the question", true},
     {"stored_match", 0, prefix, "the longest stored prefix that covers it, anchors and ::/0 among them", true},
     {"stored_kind", 7, choice, "what that is", true, "table|anchor|default"},
+    {"fault", 0, text, "why the question is none", true},
+};
+
+constexpr column dot_columns[] = {
+    {"node", 8, text, "name of the node"},
+    {"kind", 8, choice, "what it is: a stored prefix of one of three kinds, a branching point, or the rest of a prefix",
+     false, "table|anchor|default|branch|rest"},
+    {"prefix", 43, prefix, "the stored prefix", true},
+    {"compressed_prefix", 21, code, "what it became", true},
+    {"compressed_address", 18, address, "its compressed address", true},
+    {"parent", 8, text, "the node above", true},
+    {"edge_bits", 20, text, "in a trie: the bits between that node and this one", true},
 };
 
 constexpr column update_columns[] = {
@@ -145,6 +157,7 @@ constexpr row_kind kinds[] = {
     {"compress", "compress", "", "a line of the table", 1, false, compress_columns},
     {"lookup", "lookup", "", "a question", 1, false, lookup_columns},
     {"dump", "dump", "", "a prefix for the hardware", 1, false, dump_columns},
+    {"dot", "dot", "not as text", "a node of the picture", 1, false, dot_columns},
     {"update", "update", "", "a batch", 1, true, update_columns},
     {"update-headroom", "update", "--headroom", "a refused batch", 1, true, update_refusal_columns},
     {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},

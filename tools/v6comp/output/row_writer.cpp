@@ -18,6 +18,7 @@ namespace v6tool {
 namespace {
 
 constexpr std::string_view down = ":down";
+constexpr size_t most_waiting = 65536;  // bytes of rows that may wait for flush()
 
 std::vector<std::string> names_of_columns(const row_kind &kind) {
   std::vector<std::string> names;
@@ -129,7 +130,9 @@ void row_writer::row(std::span<const cell> cells) {
   }
   begin({});
   append(cells);
-  pass_on();
+  if (out_.size() >= most_waiting) {
+    flush();
+  }
 }
 
 // Heading and first bytes. On a terminal the rows, where they are known, decide the widths.
@@ -164,9 +167,9 @@ void row_writer::append(std::span<const cell> cells) {
   empty_ = false;
 }
 
-void row_writer::pass_on() {
+void row_writer::flush() {
   if (flow_ == row_flow::as_they_come && !out_.empty()) {
-    wipe_progress();
+    const progress_pause pause;
     write_output_file("", out_);
     out_.clear();
   }
@@ -181,7 +184,7 @@ void row_writer::finish(const std::string &closing) {
   options_.format->end(out_, empty_);
   out_ += options_.format == &text_format() ? closing : "";
   if (flow_ == row_flow::as_they_come) {
-    pass_on();
+    flush();
   } else {
     write_output_file(options_.file, out_);
   }

@@ -31,7 +31,7 @@ void check_plain_output(const output_options &options, const std::vector<std::st
 
 enum class row_flow : uint8_t {
   at_the_end,   // nothing is printed before finish(): a command that fails half-way has printed nothing
-  as_they_come  // a row is on standard output before the next one is worked on
+  as_they_come  // what flush() says, and what would wait too long, is on standard output at once
 };
 
 class row_writer {
@@ -41,14 +41,16 @@ class row_writer {
   // As many cells as the kind has columns.
   void row(std::span<const cell> cells);
 
-  // Everything is written. In text, `closing` stands below the rows; in the other formats it is talk, see closing_talk.
+  // Where rows go as they come, all so far are on standard output; nothing else happens.
+  void flush();
+
+  // Everything is written. In text, `closing` stands below the rows; the other formats leave it out.
   void finish(const std::string &closing = "");
 
  private:
   bool needs_all_rows() const;
   void begin(const std::vector<std::vector<cell>> &rows);
   void append(std::span<const cell> cells);
-  void pass_on();
 
   const output_options &options_;
   const row_kind &kind_;
