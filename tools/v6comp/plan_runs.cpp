@@ -127,13 +127,6 @@ std::string closing_of(const history_totals &t, uint32_t slots, bool simulated) 
   return text;
 }
 
-void say_closing(const plan_options &options, row_writer &writer, const std::string &closing) {
-  if (options.output.format != &text_format() && !options.live.common.quiet) {
-    say_lines(closing);
-  }
-  writer.finish(closing);
-}
-
 void say_warnings(const message_list &held, bool quiet) {
   for (const std::string &line : held.lines()) {
     if (!quiet) {
@@ -166,6 +159,7 @@ class history_plan {
     } else {
       write_batch(writer_, totals_.batches, change, report, options_.simulate, arrived);
     }
+    writer_.flush();
     return report.refused_changes == 0 || options_.live.on_refusal != refusal_action::stop;
   }
 
@@ -173,7 +167,7 @@ class history_plan {
     say_warnings(held_, options_.live.common.quiet);
     std::string closing = closing_of(totals_, hardware_.slots(), options_.simulate);
     closing += first_fault_.empty() ? "" : first_fault_ + '\n';
-    say_closing(options_, writer_, closing);
+    finish_rows(writer_, options_.output, options_.live.common.quiet, closing);
     return totals_.sum.third_answers == 0 && totals_.not_arrived == 0 && totals_.refused == 0 ? exit_good : exit_no;
   }
 
@@ -205,24 +199,24 @@ exit_code plan_tables(const plan_options &options, const prefix_table &old_table
   }
   row_writer writer(options.output, "plan");
   write_steps(writer, 0, change);
-  say_closing(options, writer, closing);
+  finish_rows(writer, options.output, options.live.common.quiet, closing);
   return arrived && change.third_answers == 0 ? exit_good : exit_no;
 }
 
 exit_code plan_history(const plan_options &options, const prefix_table &table, const update_history &history) {
   const size_t most_rows = prefixes_of_history(table, history).size() + 1;
-  progress_bar note("planning", history.batches.size(), options.live.common.quiet);
   live_options live_wishes = options.live;
   live_wishes.keep_writes = true;
   const std::unique_ptr<live_table> live = open_live_table(table, history, live_wishes);
   live->rows();  // they are those of the table, or there is no plan
   history_plan plan(options, *live, slots_for(options, 2 * most_rows));
+  progress_bar bar("planning", history.batches.size(), options.live.common.quiet);
   size_t number = 0;
   for (const history_batch &batch : history.batches) {
-    note.at(++number);
     if (!plan.plan(batch, history.name)) {
       break;
     }
+    bar.at(++number);
   }
   return plan.finish();
 }
