@@ -9,6 +9,7 @@ import gzip
 import ipaddress
 import lzma
 import random
+import struct
 import sys
 from pathlib import Path
 
@@ -156,3 +157,27 @@ put("engine", "lengths_above_128", bytes([6, 9, 0, 250, 3, 255]) + bytes(9) + by
 put("engine", "largest_request", bytes([6, 1, 255, 0, 0, 255, 253, 64, 5, 127]) + bytes(24))
 for n in (60, 200):
     put("engine", f"plain_{n}", plain(n))
+
+
+def route_message(text, add=True, interface=7, table=254, kind=1):
+    """A route as netlink has it: header, route, destination, interface."""
+    network = ipaddress.ip_network(text)
+    body = struct.pack("<BBBBBBBBI", 10, network.prefixlen, 0, 0, table, 186, 0, kind, 0)
+    body += struct.pack("<HH", 20, 1) + network.network_address.packed
+    body += struct.pack("<HHI", 8, 4, interface)
+    return struct.pack("<IHHII", 16 + len(body), 24 if add else 25, 0x405, 1, 0) + body
+
+
+def fpm_frame(content, version=1, kind=1):
+    return struct.pack(">BBH", version, kind, len(content) + 4) + content
+
+
+routes = [fpm_frame(route_message(text.split()[0])) for text in read("dc_wikimedia_144.txt")[:12]]
+put("fpm_stream", "announced", bytes([200]) + b"".join(routes))
+put("fpm_stream", "changed", bytes([9]) + routes[0] + fpm_frame(route_message("2001:db8::/32"))
+    + fpm_frame(route_message("2001:db8::/32", add=False, kind=0)) + fpm_frame(route_message("::/0", kind=6)))
+put("fpm_stream", "two_in_a_frame", bytes([3]) + fpm_frame(route_message("::/0") + route_message("2001:db8::1/128")))
+put("fpm_stream", "other_table", bytes([255]) + fpm_frame(route_message("2001:db8::/48", table=255)) + routes[1])
+put("fpm_stream", "cut_message", bytes([0]) + fpm_frame(route_message("2001:db8::/48")[:-3]) + routes[2])
+put("fpm_stream", "not_netlink", bytes([50]) + fpm_frame(b"abcd", kind=2) + routes[3])
+put("fpm_stream", "broken", bytes([50]) + routes[0] + fpm_frame(b"", version=2) + routes[4])

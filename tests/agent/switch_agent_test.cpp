@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "switch_agent.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "agent_fixture.h"
+
+namespace v6agent {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+
+const packet_policy permit_all{rule_on("::/0"_p, "::/0"_p, rule_action::permit)};
+
+ip_prefix numbered(uint32_t n) { return {{0x2400000000000000 | uint64_t{n} << 16, 0}, 48}; }
+
+class SwitchAgent : public testing::Test {
+ protected:
+  SwitchAgent() { set_log(log_level::error, false); }
+  void start() {
+    tables.emplace(table_limits{limit, 0});
+    journal.emplace(folder.file("journal"));
+    engine.emplace(*tables, *journal, driver);
+    agent_settings settings;
+    settings.most_routes = most_routes;
+    settings.first_retry = milliseconds(1);
+    settings.last_retry = milliseconds(4);
+    agent.emplace(*engine, settings, agent_watch{[this](auto took) { latencies.push_back(took); }});
+    agent->recover();
+    agent->set_policy(permit_all);
+    settle();
+  }
+  // Ticks until nothing is to be done, or `most` times.
+  void settle(int most = 200) {
+    clock_time now = std::chrono::steady_clock::now() + milliseconds(60);
+    for (int i = 0; i < most && (agent->book().pending() != 0 || !engine->in_step() || i == 0); ++i) {
+      agent->tick(now);
+      now = std::max(now, std::chrono::steady_clock::now()) + milliseconds(5);
+    }
+  }
+  void announce(uint32_t first, uint32_t n, uint32_t egress = 2) {
+    for (uint32_t i = first; i < first + n; ++i) {
+      agent->announce(numbered(i), egress, std::chrono::steady_clock::now());
+    }
+  }
+  void withdraw(uint32_t first, uint32_t n) {
+    for (uint32_t i = first; i < first + n; ++i) {
+      agent->withdraw(numbered(i), std::chrono::steady_clock::now());
+    }
+  }
+  size_t destinations() const {
+    size_t n = 0;
+    for (const auto &[place, value] : driver.held.lookups) {
+      n += place.table == side::destination ? 1 : 0;
+    }
+    return n;
+  }
+
+  uint32_t limit = 16384;
+  size_t most_routes = 250000;
+  scratch_folder folder;
+  memory_driver driver;
+  std::optional<table_pair> tables;
+  std::optional<batch_journal> journal;
+  std::optional<switch_engine> engine;
+  std::optional<switch_agent> agent;
+  std::vector<std::chrono::steady_clock::duration> latencies;
+};
+
+TEST_F(SwitchAgent, gathers_for_a_time_then_writes_one_batch) {
+  start();
+  const uint64_t batches = agent->counters().batches;
+  const clock_time now = std::chrono::steady_clock::now();
+  agent->announce(numbered(1), 2, now);
+  EXPECT_EQ(agent->tick(now), now + milliseconds(50));
+  agent->announce(numbered(2), 2, now + milliseconds(30));
+  agent->tick(now + milliseconds(49));
+  EXPECT_EQ(destinations(), 1U);
+  agent->tick(now + milliseconds(50));
+  EXPECT_EQ(destinations(), 3U);
+  EXPECT_EQ(agent->counters().batches, batches + 1);
+  EXPECT_EQ(latencies.size(), 2U);
+}
+
+TEST_F(SwitchAgent, a_feed_that_comes_back_touches_only_what_differs) {
+  start();
+  announce(0, 100);
+  settle();
+  agent->feed_lost();
+  EXPECT_EQ(agent->feed(), feed_state::down);
+  EXPECT_EQ(destinations(), 101U);
+  driver.writes = 0;
+  agent->begin_resync();
+  announce(1, 100);
+  agent->end_resync(std::chrono::steady_clock::now());
+  settle();
+  EXPECT_EQ(destinations(), 101U);
+  EXPECT_EQ(driver.writes, 2U);
+  EXPECT_EQ(agent->feed(), feed_state::up);
+}
+
+TEST_F(SwitchAgent, a_restart_keeps_the_routes_and_writes_nothing) {
+  start();
+  announce(0, 300);
+  settle();
+  const switch_image before = driver.held;
+  agent.reset();
+  engine.reset();
+  journal.reset();
+  tables.reset();
+  driver.writes = 0;
+  start();
+  EXPECT_EQ(agent->book().routes(), 300U);
+  EXPECT_EQ(driver.held, before);
+  EXPECT_EQ(driver.writes, 0U);
+}
+
+TEST_F(SwitchAgent, routes_that_do_not_fit_are_set_aside_alone) {
+  start();
+  announce(0, 50);
+  std::vector<ip_prefix> chain;
+  for (uint8_t length = 32; length <= 120; ++length) {
+    chain.push_back({"2600::"_a, length});
+  }
+  for (const ip_prefix &prefix : chain) {
+    agent->announce(prefix, 3, std::chrono::steady_clock::now());
+  }
+  settle();
+  EXPECT_GT(agent->set_aside(), 0U);
+  EXPECT_LT(agent->set_aside(), chain.size());
+  EXPECT_EQ(destinations(), 1 + 50 + chain.size() - agent->set_aside());
+  EXPECT_THAT(agent->trouble(), HasSubstr("set aside"));
+  EXPECT_EQ(driver.held, engine->image());
+  // With room again they come back.
+  for (size_t i = 0; i < chain.size() / 2; ++i) {
+    agent->withdraw(chain[i], std::chrono::steady_clock::now());
+  }
+  settle();
+  announce(60, 1);
+  settle();
+  EXPECT_EQ(agent->set_aside(), 0U);
+  EXPECT_EQ(agent->trouble(), "");
+  EXPECT_EQ(destinations(), 1 + 51 + chain.size() - chain.size() / 2);
+}
+
+TEST_F(SwitchAgent, a_full_switch_takes_withdrawals_and_gets_the_rest_later) {
+  start();
+  announce(0, 100);
+  settle();
+  size_t room = 110;
+  driver.before_step = [&](size_t) { return driver_answer{}; };
+  const auto full = [&](const switch_step &step) {
+    switch_image after = driver.held;
+    for (const switch_write &write : step) {
+      apply_write(after, write);
+    }
+    return after.lookups.size() > room;
+  };
+  class limited final : public switch_driver {
+   public:
+    limited(memory_driver &inner, std::function<bool(const switch_step &)> is_full)
+        : inner_(inner), full_(std::move(is_full)) {}
+    driver_answer write(const switch_step &step) override {
+      return full_(step) ? driver_answer{driver_status::refused, "table full"} : inner_.write(step);
+    }
+    driver_answer read(switch_image &image) override { return inner_.read(image); }
+
+   private:
+    memory_driver &inner_;
+    std::function<bool(const switch_step &)> full_;
+  } switch_with_room(driver, full);
+  agent.reset();
+  engine.emplace(*tables, *journal, switch_with_room);
+  agent_settings settings;
+  settings.first_retry = milliseconds(1);
+  settings.last_retry = milliseconds(4);
+  agent.emplace(*engine, settings);
+  agent->recover();
+  announce(100, 20);
+  withdraw(0, 5);
+  settle(30);
+  EXPECT_THAT(agent->trouble(), HasSubstr("table full"));
+  EXPECT_GT(agent->counters().switch_refusals, 0U);
+  EXPECT_EQ(destinations(), 96U);  // the withdrawals are done
+  EXPECT_EQ(driver.held, engine->image());
+  room = 200;
+  std::this_thread::sleep_for(milliseconds(10));
+  settle();
+  EXPECT_EQ(agent->trouble(), "");
+  EXPECT_EQ(destinations(), 116U);
+  EXPECT_EQ(driver.held, engine->image());
+}
+
+TEST_F(SwitchAgent, a_switch_that_goes_away_gets_the_rest_when_it_is_back) {
+  start();
+  announce(0, 100);
+  settle();
+  driver.before_step = [](size_t) { return driver_answer{driver_status::unreachable, "gone"}; };
+  driver.reading = {driver_status::unreachable, "gone"};
+  announce(100, 10);
+  withdraw(0, 10);
+  settle(10);
+  EXPECT_THAT(agent->trouble(), HasSubstr("gone"));
+  driver.held = {};  // it was started anew, and is empty
+  driver.before_step = [](size_t) { return driver_answer{}; };
+  driver.reading = {};
+  settle();
+  EXPECT_EQ(agent->trouble(), "");
+  EXPECT_EQ(destinations(), 101U);
+  EXPECT_EQ(driver.held, engine->image());
+}
+
+TEST_F(SwitchAgent, rules_that_are_refused_leave_the_old_ones_in_force) {
+  start();
+  announce(0, 10);
+  settle();
+  packet_policy impossible;
+  for (uint8_t length = 20; length <= 120; ++length) {
+    impossible.push_back(rule_on({"2600::"_a, length}, "::/0"_p, rule_action::deny));
+  }
+  agent->set_policy(impossible);
+  agent->tick(std::chrono::steady_clock::now());
+  EXPECT_EQ(agent->counters().policy_refusals, 1U);
+  EXPECT_EQ(engine->policy(), permit_all);
+  EXPECT_EQ(driver.held, engine->image());
+}
+
+TEST_F(SwitchAgent, too_many_routes_are_left_out_and_said) {
+  most_routes = 1000;
+  start();
+  announce(0, 100000);
+  settle();
+  EXPECT_EQ(agent->book().routes(), 1000U);
+  EXPECT_EQ(agent->counters().routes_over_limit, 99000U);
+  EXPECT_EQ(destinations(), 1001U);
+}
+
+long resident_kilobytes() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+// 100,000 changes that flap 4,000 routes.
+TEST_F(SwitchAgent, a_storm_of_changes_keeps_memory_flat) {
+  start();
+  announce(0, 4000);
+  settle();
+  const auto storm = [this](uint32_t changes, uint32_t seed) {
+    std::mt19937 random(seed);
+    for (uint32_t i = 0; i < changes; ++i) {
+      const uint32_t n = static_cast<uint32_t>(random() % 4000);
+      if (random() % 2 == 0) {
+        withdraw(n, 1);
+      } else {
+        announce(n, 1, 2 + static_cast<uint32_t>(random() % 3));
+      }
+      if (i % 2000 == 0) {
+        agent->tick(std::chrono::steady_clock::now() + milliseconds(100));
+      }
+    }
+    settle();
+  };
+  storm(50000, 1);
+  const long before = resident_kilobytes();
+  latencies.clear();
+  storm(100000, 2);
+  const long grown = resident_kilobytes() - before;
+  EXPECT_EQ(driver.held, engine->image());
+  EXPECT_EQ(destinations(), agent->book().routes() + 1);
+  EXPECT_GT(agent->counters().compactions, 0U);
+  std::sort(latencies.begin(), latencies.end());
+  ASSERT_FALSE(latencies.empty());
+  const auto ms = [](auto t) { return static_cast<int>(std::chrono::duration_cast<milliseconds>(t).count()); };
+  RecordProperty("half_within_ms", ms(latencies[latencies.size() / 2]));
+  RecordProperty("p99_within_ms", ms(latencies[latencies.size() * 99 / 100]));
+  RecordProperty("grown_kilobytes", static_cast<int>(grown));
+  EXPECT_LT(grown, 64 * 1024);  // sanitizers keep what is freed for a while
+}
+
+}  // namespace
+}  // namespace v6agent
