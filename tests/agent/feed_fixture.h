@@ -42,12 +42,12 @@ class remembering_sink final : public route_sink {
 };
 
 struct route_text {
-  v6tool::ip_prefix prefix;
+  v6tool::ip_prefix prefix{};
   bool add = true;
   std::optional<uint32_t> interface = 7;
-  std::optional<uint32_t> first_of_many;  // a route with two next hops
-  uint8_t type = 1;                       // unicast
-  uint8_t family = 10;                    // IPv6
+  std::optional<uint32_t> first_of_many = std::nullopt;  // a route with two next hops
+  uint8_t type = 1;                                      // unicast
+  uint8_t family = 10;                                   // IPv6
   uint32_t table = 254;
 };
 

@@ -150,7 +150,6 @@ TEST_F(BatchBuilder, prefixes_of_rules_leave_by_the_port_of_the_route_above_them
 }
 
 TEST_F(BatchBuilder, rules_bring_their_prefixes_and_take_them_along) {
-  routes({});
   rules(two_rules);
   routes({{a, 3, start}});
   EXPECT_EQ(driver.held.lookups.size(), 5U);
@@ -176,6 +175,14 @@ TEST_F(BatchBuilder, random_routes_and_rules_end_where_brute_force_says) {
     return ip_prefix{v6tool::masked({0x20010db800000000 | (random() % 64) << 22, 0}, length), length};
   };
   for (int round = 0; round < 25; ++round) {
+    if (round % 5 == 0) {
+      packet_policy policy;
+      for (int i = 0; i < 6; ++i) {
+        policy.push_back(rule_on(some_prefix(), some_prefix(), random() % 2 ? rule_action::permit : rule_action::deny));
+      }
+      policy.push_back(rule_on("::/0"_p, "::/0"_p, rule_action::permit));
+      rules(policy);
+    }
     std::vector<route_change> changes;
     std::set<ip_prefix> once;
     for (int i = 0; i < 4; ++i) {
@@ -185,14 +192,6 @@ TEST_F(BatchBuilder, random_routes_and_rules_end_where_brute_force_says) {
       }
     }
     routes(changes);
-    if (round % 5 == 0) {
-      packet_policy policy;
-      for (int i = 0; i < 6; ++i) {
-        policy.push_back(rule_on(some_prefix(), some_prefix(), random() % 2 ? rule_action::permit : rule_action::deny));
-      }
-      policy.push_back(rule_on("::/0"_p, "::/0"_p, rule_action::permit));
-      rules(policy);
-    }
     if (HasFatalFailure()) {
       return;
     }
