@@ -19,9 +19,9 @@ import header_page
 # Pages of docs/ that are not named here stand under "More".
 GUIDES = {
     'Start': ['index.md', 'quick-start.md', 'concepts.md', 'glossary.md'],
-    'Guides': ['operator-guide.md', 'host-guide.md', 'driver-guide.md', 'cpp.md', 'python.md', 'switch.md'],
+    'Guides': ['operator-guide.md', 'host-guide.md', 'driver-guide.md', 'cpp.md', 'python.md', 'acl.md', 'switch.md'],
     'Topics': ['tool.md', 'updates.md', 'hardware.md', 'capacity.md', 'limits.md', 'performance.md', 'reliability.md'],
-    'Inside': ['architecture.md', 'abi.md', 'contributing.md', 'security.md', 'changelog.md']}
+    'Inside': ['architecture.md', 'engine-interface.md', 'abi.md', 'contributing.md', 'security.md', 'changelog.md']}
 ROOT_PAGES = {'README.md': 'index.md', 'CONTRIBUTING.md': 'contributing.md', 'SECURITY.md': 'security.md',
               'CHANGELOG.md': 'changelog.md'}
 HEADERS = {
@@ -33,39 +33,43 @@ HEADERS = {
     'Platform': ['platform']}
 
 
-def moved(link: str, page: pathlib.Path, source: pathlib.Path, pages: pathlib.Path) -> str:
-    """Where a link of a page leads in the site."""
-    path, hash_mark, anchor = link.partition('#')
-    if '://' in path or path.startswith('mailto:') or not path:
-        return link
-    target = pathlib.Path(os.path.normpath(page.parent / path)).relative_to(source)
+def place(target: pathlib.Path, source: pathlib.Path, pages: pathlib.Path) -> str:
+    """Where a file of the project is in the site. What is outside docs/ gets a copy."""
     if str(target) in ROOT_PAGES:
-        return ROOT_PAGES[str(target)] + hash_mark + anchor
+        return ROOT_PAGES[str(target)]
     if target.parts[0] == 'docs':
-        return str(target.relative_to('docs')) + hash_mark + anchor
+        return str(target.relative_to('docs'))
     copy = pages / 'files' / f'{target}.txt'
     copy.parent.mkdir(parents=True, exist_ok=True)
     shutil.copyfile(source / target, copy)  # fails for what is not there, or is a folder
     return str(copy.relative_to(pages))
 
 
+def moved(link: str, page: pathlib.Path, name: str, source: pathlib.Path, pages: pathlib.Path) -> str:
+    """Where a link of a page leads in the site."""
+    path, hash_mark, anchor = link.partition('#')
+    if '://' in path or path.startswith('mailto:') or not path:
+        return link
+    target = pathlib.Path(os.path.normpath(page.parent / path)).relative_to(source)
+    return os.path.relpath(place(target, source, pages), os.path.dirname(name) or '.') + hash_mark + anchor
+
+
 def copy_page(page: pathlib.Path, name: str, source: pathlib.Path, pages: pathlib.Path) -> None:
     text = re.sub(r'^<!-- page: .* -->\n', '', page.read_text(encoding='utf-8'), flags=re.MULTILINE)
     blocks = re.split(r'(^```.*?^```$)', text, flags=re.DOTALL | re.MULTILINE)
     for at in range(0, len(blocks), 2):  # between the blocks of code
-        blocks[at] = re.sub(r'\]\(([^()\s]+)\)', lambda found: f']({moved(found.group(1), page, source, pages)})', blocks[at])
+        blocks[at] = re.sub(r'\]\(([^()\s]+)\)', lambda found: f']({moved(found.group(1), page, name, source, pages)})', blocks[at])
     (pages / name).write_text(''.join(blocks), encoding='utf-8')
 
 
 def copy_guides(source: pathlib.Path, pages: pathlib.Path) -> list[dict[str, list[str]]]:
+    docs = source / 'docs'
+    shutil.copytree(docs, pages, dirs_exist_ok=True, ignore=shutil.ignore_patterns('*.md', 'man'))
     for name, new_name in ROOT_PAGES.items():
         copy_page(source / name, new_name, source, pages)
-    for page in (source / 'docs').glob('*.md'):
-        copy_page(page, page.name, source, pages)
-    for other in (source / 'docs').iterdir():
-        if other.is_dir():
-            shutil.copytree(other, pages / other.name)
-    there = {page.name for page in pages.glob('*.md')}
+    for page in docs.rglob('*.md'):
+        copy_page(page, str(page.relative_to(docs)), source, pages)
+    there = {str(page.relative_to(pages)) for page in pages.rglob('*.md')} - {'schemas/README.md'}
     nav = [{title: [name for name in names if name in there]} for title, names in GUIDES.items()]
     more = sorted(there - {name for names in GUIDES.values() for name in names})
     return nav + ([{'More': more}] if more else [])
@@ -118,7 +122,7 @@ def main() -> None:
     pages.mkdir(parents=True)
     shutil.copy(pathlib.Path(__file__).parent / 'site.css', pages)
     nav = copy_guides(source, pages)
-    nav.append({'Reference': [{'The tool': tool_pages(tool, pages)}, *header_pages(source, pages)]})
+    nav.append({'Reference': [{'The tool': tool_pages(tool, pages) + ['schemas/README.md']}, *header_pages(source, pages)]})
     looks = (pathlib.Path(__file__).parent / 'mkdocs.yml').read_text(encoding='utf-8')
     (pages.parent / 'mkdocs.yml').write_text(f'{looks}docs_dir: {pages}\nnav: {json.dumps(nav)}\n', encoding='utf-8')
 

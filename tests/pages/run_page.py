@@ -85,7 +85,7 @@ class Page:
         for status, printed in outputs:
             before = self.faults
             self.compare(answer, answer.text, printed if status == 0 else f'{printed}exit {status}\n', 'the program')
-            if self.faults != before:
+            if self.faults != before and (answer, printed) not in self.mended:
                 self.mended.append((answer, printed))
 
     def compilers(self, block: page_blocks.Block) -> list[list[str]]:
