@@ -64,7 +64,7 @@ def copy_page(page: pathlib.Path, name: str, source: pathlib.Path, pages: pathli
 
 def copy_guides(source: pathlib.Path, pages: pathlib.Path) -> list[dict[str, list[str]]]:
     docs = source / 'docs'
-    shutil.copytree(docs, pages, dirs_exist_ok=True, ignore=shutil.ignore_patterns('*.md', 'man'))
+    shutil.copytree(docs, pages, dirs_exist_ok=True, ignore=shutil.ignore_patterns('*.md', 'man', 'api'))
     for name, new_name in ROOT_PAGES.items():
         copy_page(source / name, new_name, source, pages)
     for page in docs.rglob('*.md'):
@@ -89,11 +89,22 @@ def header_pages(source: pathlib.Path, pages: pathlib.Path) -> list[dict[str, li
             names.append(f'reference/{header.stem}.md')
             (pages / names[-1]).write_text(page, encoding='utf-8')
         nav.append({title: names})
+    nav.insert(1, {'C++': cxx_pages(source, pages)})
     exports = re.sub(r'#[^\n]*', '', (source / 'zel_v6comp_lib/exports.map').read_text(encoding='utf-8'))
     missing = sorted(set(re.findall(r'^\s+([a-z]\w*);', exports.split('local:')[0], flags=re.MULTILINE)) - documented)
     if missing:
         sys.exit(f'exported and not in the reference: {", ".join(missing)}')
     return nav
+
+
+def cxx_pages(source: pathlib.Path, pages: pathlib.Path) -> list[str]:
+    """The C++ headers as they stand: they say at each place what it is."""
+    names = []
+    for header in sorted((source / 'bindings/cpp').glob('*.hpp')):
+        text = header.read_text(encoding='utf-8').partition('\n')[2]  # without the line of the licence
+        names.append(f'reference/{header.stem}_hpp.md')
+        (pages / names[-1]).write_text(f'# {header.name}\n\n```cpp\n{text}```\n', encoding='utf-8')
+    return names
 
 
 def tool_pages(tool: pathlib.Path, pages: pathlib.Path) -> list[str]:
