@@ -44,6 +44,8 @@ void add_update_command(command_line &line);
 void add_plan_command(command_line &line);
 void add_report_command(command_line &line);
 void add_fit_command(command_line &line);
+void add_generate_command(command_line &line);
+void add_churn_command(command_line &line);
 void add_acl_command(command_line &line);
 
 // Where the values of the sets `table` and `input`, of these with `library`, and of `output` go; --quiet among them.

@@ -24,6 +24,7 @@ SAMPLES = {
     "acl-summary": [["acl", "--summary", rules]],
     "fit": [["fit", tables / "dc_wikimedia_144.txt"], ["fit", base, changes],
             ["fit", "--pool-elements", "default", base, changes], ["fit", source / "tests/tools/cli/input/levels_70.txt"]],
+    "generate": [["generate", "-n", "10"]],
     "list": [["list", tables / "office_5.txt"]],
     "compress": [["compress", tables / "dc_wikimedia_144.txt"]],
     "compress-summary": [["compress", "--summary", tables / "dc_wikimedia_144.txt"]],

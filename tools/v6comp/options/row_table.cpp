@@ -129,6 +129,10 @@ constexpr column plan_history_columns[] = {
     {"arrived", 7, yes_no, "does the model end as the new table?", true},
 };
 
+constexpr column generate_columns[] = {
+    {"prefix", 43, prefix, "the prefix"},
+};
+
 constexpr column acl_columns[] = {
     {"order", 6, count, "entries are tried in this order, from 1"},
     {"source_code", 21, code, "what the source key begins with; 0x0/0: any"},
@@ -163,6 +167,7 @@ constexpr row_kind kinds[] = {
     {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},
     {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
     {"plan-steps", "plan", "with a history and --steps", "a write of a batch", 1, true, plan_steps_columns},
+    {"generate", "generate", "", "a prefix of the table, by address", 1, false, generate_columns},
     {"acl", "acl", "", "a ternary entry", 1, false, acl_columns},
     {"acl-prefixes", "acl", "--what sources, --what destinations", "a prefix of that side", 1, false,
      acl_prefix_columns},

@@ -1,0 +1,1 @@
+v6comp generate --nested 2
