@@ -20,7 +20,7 @@ BATCHES = [(n, b) for n in (1000, 10000, 60000) for b in (1, 10, 100, 1000) if b
 WORST = [(name + mode, title + text)
          for name, title in (("new_levels", "new levels"), ("siblings", "siblings"), ("inner_deletes", "inner deletes"),
                              ("block_again", "a block added again"), ("refused_last", "a batch refused at its end"))
-         for mode, text in (("", ""), ("_safe", ", safe"))]
+         for mode, text in (("", ""), ("_safe", ", safe"), ("_room", ", room"))]
 PEERS = ["v6comp", "bit_trie", "rte_rib6", "rte_fib6", "rte_lpm6", "ndpi_patricia"]
 
 
@@ -72,6 +72,9 @@ def targets(f, memory, seconds):
         ("single delete, 60,000 / 1,000 prefixes", f.ratio("update/delete/60000/1", "update/delete/1000/1"), None),
         ("safe single add / compatible", f.ratio("update/add_safe/60000/1", "update/add/60000/1"), None),
         ("safe single delete / compatible", f.ratio("update/delete_safe/60000/1", "update/delete/60000/1"), None),
+        ("room mode single add / safe", f.ratio("update/add_room/60000/1", "update/add_safe/60000/1"), 1.25),
+        ("room mode single delete / safe", f.ratio("update/delete_room/60000/1", "update/delete_safe/60000/1"), 1.25),
+        ("room mode batch of 100 adds / safe", f.ratio("update/add_room/60000/100", "update/add_safe/60000/100"), 1.5),
         ("plan of 32,000 / sorting the records", f.ratio("plan/32000", "sort_records/32000"), 3),
         ("plain scan of 32,000 / plan", f.ratio("plain_scan/32000", "plan/32000"), None),
         ("v6comp verify of 60,000, seconds", seconds, 0.3),
@@ -123,11 +126,20 @@ def updates(f):
     rows = []
     for n, batch in [(100, 1)] + BATCHES:
         row = ["%d" % n, "%d" % batch]
-        for name in ("add", "add_safe", "delete", "delete_safe"):
+        for name in ("add", "add_safe", "add_room", "delete", "delete_safe", "delete_room"):
             row.append(text_of(f.per_item("update/%s/%d/%d" % (name, n, batch)), "%.0f"))
         rows.append(row + [text_of(f.per_item("bit_trie_update/%s/%d/1" % (w, n)), "%.0f") for w in ("add", "delete")])
     table("Updates, nanoseconds per prefix of the batch",
-          ["table", "batch", "add", "add, safe", "delete", "delete, safe", "bit trie add", "bit trie delete"], rows)
+          ["table", "batch", "add", "safe", "room", "delete", "safe", "room", "bit trie add", "bit trie delete"], rows)
+
+
+def latency(runs):
+    """Single updates at worst, mode by mode."""
+    rows = [[run["mode"], run["updates"], run["refused"], run["moved"]]
+            + ["%.2f" % (run[name] / 1000) for name in ("mean_ns", "median_ns", "p99_ns", "p999_ns", "max_ns")]
+            for run in runs]
+    table("Single updates of a table of 55,000, microseconds each",
+          ["mode", "updates", "refused", "moved", "mean", "median", "99 %", "99.9 %", "longest"], rows)
 
 
 def plans(f):
@@ -162,6 +174,9 @@ def report(directory):
     by_size(f, memory)
     phases(f)
     updates(f)
+    latency_file = directory / "latency.ndjson"
+    if latency_file.exists():
+        latency([json.loads(line) for line in latency_file.read_text().splitlines()])
     plans(f)
     if any(name.startswith("peer_") for name in f.names()):
         peers(f)
