@@ -267,7 +267,8 @@ bool tcamv6_free_below(const tm_util_trie_node *top, int32_t most, const tcamv6_
 bool tcamv6_place_leaf(const tcamv6_spot *spot, const tcamv6_place_wish *wish, tcamv6_code *found) {
   const tm_util_trie_node *parent_node = tcamv6_cmpr_node(tcamv6_data_of_stored(spot->parent));
   tcamv6_code slot;
-  if (!find_beside(spot, parent_node, wish, &slot) && !tcamv6_free_below(parent_node, spot->most, wish->avoid, &slot)) {
+  const bool beside = !wish->nearest && find_beside(spot, parent_node, wish, &slot);
+  if (!beside && !tcamv6_free_below(parent_node, spot->most, wish->avoid, &slot)) {
     return false;
   }
   if (wish->deepest != tcamv6_any_depth && slot.len > wish->deepest) {

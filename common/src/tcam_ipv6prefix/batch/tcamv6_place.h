@@ -21,6 +21,7 @@ struct tcamv6_spot {
 struct tcamv6_place_wish {
   int32_t deepest;           // it is no deeper, for the sake of what comes along; or tcamv6_any_depth
   const tcamv6_code *avoid;  // it lies outside this one; null = anywhere
+  bool nearest = false;      // it is the nearest free one, whatever the neighbours
 };
 
 enum : int32_t { tcamv6_any_depth = -1 };

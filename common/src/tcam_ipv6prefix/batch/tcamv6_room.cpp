@@ -16,13 +16,13 @@ namespace {
 
 constexpr const char *adder = "tcamv6_incr_add_prefix";
 
-tcamv6_outcome place(tcamv6_newcomer *newcomer) {
+tcamv6_outcome place(tcamv6_newcomer *newcomer, bool nearest) {
   tcamv6_outcome outcome = tcamv6_newcomer_bring_dummy(newcomer);
   if (outcome != tcamv6_outcome::placed) {
     return outcome;
   }
   const tcamv6_spot spot = tcamv6_spot_of(newcomer);
-  constexpr tcamv6_place_wish anywhere = {tcamv6_any_depth, nullptr};
+  const tcamv6_place_wish anywhere = {tcamv6_any_depth, nullptr, nearest};
   const bool is_leaf = newcomer->n_adopted == 0;
   tcamv6_code code;
   const bool found =
@@ -93,7 +93,7 @@ tcamv6_outcome tcamv6_room_add(tcamv6_state *state, const tcamv6_update_rules *r
     const bool loose = (state->marks & TCAMV6_MARK_LOOSE_LEVELS) != 0;
     outcome = loose && newcomer.n_adopted != 0
                   ? tcamv6_outcome_of(tcav6_incr_add_pref_newlvl(state, rules, prefix, newcomer.most))
-                  : place(&newcomer);
+                  : place(&newcomer, rules->nearest);
   }
   if (newcomer.node != nullptr) {
     *node = tm_trie_node(tcamv6_anc_data_of(newcomer.node)->orig);
