@@ -41,6 +41,14 @@ SAMPLES = {
     "plan-steps": [["plan", "--steps", base, changes], ["plan", "--steps", "--room", "off", base, changes]],
 }
 
+# The report's figures stand in its page.
+REPORTS = [["report", base], ["report", base, changes]]
+
+
+def figures_in_page(arguments):
+    run = subprocess.run([tool, *arguments, "--quiet"], capture_output=True, text=True, check=True)
+    return json.loads(run.stdout.split('id="report-data">', 1)[1].split("</script>", 1)[0])
+
 
 def printed(arguments, form):
     run = subprocess.run([tool, *arguments, "--format", form], capture_output=True, text=True, check=False,
@@ -86,7 +94,10 @@ with tempfile.TemporaryDirectory() as scratch:
 kept = {path.name: path.read_text() for path in folder.glob("*.schema.json")}
 for name, text in made.items():
     assert kept.get(name) == text, f"docs/schemas/{name} is old: v6comp_pages schemas docs/schemas"
-assert {name.split(".")[0] for name in kept} == set(SAMPLES), set(SAMPLES) ^ {name.split(".")[0] for name in kept}
+assert {name.split(".")[0] for name in kept} == {*SAMPLES, "report"}, {*SAMPLES, "report"} ^ {name.split(".")[0] for name in kept}
+
+for arguments in REPORTS:
+    jsonschema.validate(figures_in_page(arguments), json.loads(kept["report.schema.json"]))
 
 for name, samples in SAMPLES.items():
     schema = json.loads(kept[f"{name}.schema.json"])
