@@ -46,6 +46,7 @@ void add_commands(v6tool::command_line &line) {
   v6tool::add_dot_command(line);
   v6tool::add_update_command(line);
   v6tool::add_plan_command(line);
+  v6tool::add_diff_command(line);
   v6tool::add_report_command(line);
   v6tool::add_fit_command(line);
   v6tool::add_generate_command(line);

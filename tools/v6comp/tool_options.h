@@ -42,6 +42,7 @@ void add_dump_command(command_line &line);
 void add_dot_command(command_line &line);
 void add_update_command(command_line &line);
 void add_plan_command(command_line &line);
+void add_diff_command(command_line &line);
 void add_report_command(command_line &line);
 void add_fit_command(command_line &line);
 void add_generate_command(command_line &line);

@@ -38,6 +38,7 @@ SAMPLES = {
     "update-summary": [[*refused[:1], "--summary", *refused[1:]], ["update", "--summary", base, changes]],
     "plan": [["plan", tables / "office_5.txt", tables / "office_next.txt"]],
     "plan-history": [["plan", "--simulate", base, changes]],
+    "diff": [["diff", base, tables / "dc_wikimedia_144.txt"], ["diff", "--batch-size", "7", base, tables / "office_5.txt"]],
     "plan-steps": [["plan", "--steps", base, changes], ["plan", "--steps", "--room", "off", base, changes]],
 }
 

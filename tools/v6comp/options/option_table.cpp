@@ -132,6 +132,20 @@ constexpr command_row commands[] = {
      .no = "no plan, a third answer, or a batch refused",
      .examples = "v6comp plan --simulate old.txt new.txt  the writes, watched on a model\n"
                  "v6comp plan --steps routes.txt changes.txt  every write of every batch"},
+    {.name = "diff",
+     .purpose = "Print the changes from one table to another, as a history",
+     .sets = "table input rows output general",
+     .description =
+         "What is printed is a history, which `v6comp update` and `v6comp plan` read: +prefix/length [weight] for what "
+         "comes, -prefix/length [weight] for what goes, --- after each batch. A prefix whose weight is another gains "
+         "or "
+         "loses the difference. Applied to the old table, the history makes the new one.\n\n"
+         "The options of input are about both tables.",
+     .good = "done, whether the tables differ or not",
+     .examples =
+         "v6comp diff yesterday.txt today.txt > changes.txt  what happened in between\n"
+         "v6comp diff old.txt new.txt | v6comp plan --steps old.txt -  the writes that lead there, codes staying "
+         "where they are"},
     {.name = "report",
      .purpose = "Make a web page about a table and its history",
      .sets = "table input general",
@@ -220,6 +234,7 @@ constexpr option_row options[] = {
      .names = "NEW",
      .kind = file,
      .help = "the new table, or a history of the first one; - for standard input"},
+    {.of = "diff", .names = "NEW", .kind = file, .help = "the new table, - for standard input"},
     {.of = "report",
      .names = "[HISTORY]",
      .kind = file,
@@ -257,6 +272,13 @@ constexpr option_row options[] = {
      .help = "when to prove the table right: after every batch, at the end, or never"},
     {.of = "update", .names = "-s,--summary", .help = "print figures of the whole history instead"},
     {.of = "update", .names = "--headroom", .help = "print what ran out at each refusal instead, and where"},
+    {.of = "diff",
+     .names = "--batch-size",
+     .value = "N",
+     .kind = number,
+     .least = 1,
+     .most = UINT32_MAX,
+     .help = "most changes of a batch; if not given, all of them are one"},
     {.of = "plan",
      .names = "--slots",
      .value = "N",

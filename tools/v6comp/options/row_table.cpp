@@ -156,6 +156,13 @@ constexpr column acl_prefix_columns[] = {
     {"key", 18, address, "what an address gets whose longest match this is"},
 };
 
+constexpr column diff_columns[] = {
+    {"batch", 6, count, "number of the batch, from 1"},
+    {"change", 6, choice, "what is done", false, "add|remove"},
+    {"prefix", 43, prefix, "the prefix"},
+    {"weight", 6, count, "references that come or go"},
+};
+
 constexpr row_kind kinds[] = {
     {"list", "list", "", "a prefix of the table", 1, false, list_columns},
     {"compress", "compress", "", "a line of the table", 1, false, compress_columns},
@@ -166,6 +173,7 @@ constexpr row_kind kinds[] = {
     {"update-headroom", "update", "--headroom", "a refused batch", 1, true, update_refusal_columns},
     {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},
     {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
+    {"diff", "diff", "--format of json, ndjson or csv", "a change", 1, false, diff_columns},
     {"plan-steps", "plan", "with a history and --steps", "a write of a batch", 1, true, plan_steps_columns},
     {"generate", "generate", "", "a prefix of the table, by address", 1, false, generate_columns},
     {"acl", "acl", "", "a ternary entry", 1, false, acl_columns},
