@@ -102,6 +102,7 @@ bool answer(const table_session &session, const query &q, row_writer &writer) {
 
 // A bad question is told, and has its row like any other.
 void answer_bad(const question_line &line, const std::string &text, const std::string &fault, row_writer &writer) {
+  writer.flush();  // on a terminal the reason comes where its question stands
   say(fmt::format("<stdin>:{}: {}: {}", line.number, printable(text), fault));
   const cell cells[] = {printable(text), false, {}, {}, {}, {}, {}, {}, fault};
   writer.row(cells);

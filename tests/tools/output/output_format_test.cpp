@@ -12,16 +12,24 @@ namespace {
 using namespace v6tool;
 
 std::string two_rows(const std::string &format) {
-  record_writer writer(*find_format(format), {{"name", 6}, {"length_bits", 0}, {"found", 5}, {"note", 4}});
-  const cell first[] = {std::string("a\"b,c"), uint64_t{7}, true, std::monostate{}};
-  const cell second[] = {std::string("d"), uint64_t{0}, false, std::string("x")};
-  writer.row(first);
-  writer.row(second);
-  return writer.finish();
+  const output_format &f = *find_format(format);
+  const std::vector<column> columns = {{"name", 6}, {"length_bits", 0}, {"found", 5}, {"note", 4}};
+  const std::vector<cell> first = {std::string("a\"b,c"), uint64_t{7}, true, std::monostate{}};
+  const std::vector<cell> second = {std::string("d"), uint64_t{0}, false, std::string("x")};
+  std::string out;
+  f.begin(out, columns);
+  f.row(out, columns, first, true);
+  f.row(out, columns, second, false);
+  f.end(out, false);
+  return out;
 }
 
 std::string no_rows(const std::string &format) {
-  return record_writer(*find_format(format), {{"name", 6}, {"note", 4}}).finish();
+  const std::vector<column> columns = {{"name", 6}, {"note", 4}};
+  std::string out;
+  find_format(format)->begin(out, columns);
+  find_format(format)->end(out, true);
+  return out;
 }
 
 TEST(OutputFormat, TextAlignsWhatPeopleReadAndLeavesOutTheRest) {

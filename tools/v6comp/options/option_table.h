@@ -86,8 +86,8 @@ std::string value_name(const option_row &row);             // "FILE", "on|off", 
 std::vector<std::string> choices_of(const option_row &row);
 bool has_name(const option_row &row, std::string_view name);
 
-// Why the text is no value of the option, "" = it is one.
-std::string value_fault(const option_row &row, const std::string &text);
+// Why it is no value of the option, "" = it is one.
+std::string value_fault(const option_row &row, const std::string &value);
 
 // "v6comp lookup [OPTIONS] TABLE [QUERY...]"
 std::string usage_of(const command_row &command);

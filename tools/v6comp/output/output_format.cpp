@@ -4,7 +4,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
 #include "json_summary.h"
@@ -116,22 +115,14 @@ std::string format_names() {
   return names;
 }
 
-std::vector<column> headed_columns(std::span<const column> columns) {
-  std::vector<column> headed(columns.begin(), columns.end());
-  for (column &c : headed) {
-    c.text_width = c.text_width == 0 ? 0 : std::max(c.text_width, static_cast<int>(std::strlen(c.name)));
-  }
-  return headed;
-}
-
-std::string text_heading(std::span<const column> headed, const output_format &format) {
+std::string text_heading(std::span<const column> columns, const output_format &format) {
   std::string out;
   if (&format == &text_format()) {
     std::vector<cell> names;
-    for (const column &c : headed) {
+    for (const column &c : columns) {
       names.emplace_back(std::string(c.name));
     }
-    text_row(out, headed, names, true);
+    text_row(out, columns, names, true);
   }
   return out;
 }
@@ -152,21 +143,6 @@ std::string csv_text(const std::string &text) {
     quoted += c == '"' ? "\"\"" : std::string(1, c);
   }
   return quoted + '"';
-}
-
-record_writer::record_writer(const output_format &format, std::vector<column> columns)
-    : format_(format), columns_(std::move(columns)) {
-  format_.begin(out_, columns_);
-}
-
-void record_writer::row(std::span<const cell> cells) {
-  format_.row(out_, columns_, cells, empty_);
-  empty_ = false;
-}
-
-std::string record_writer::finish() {
-  format_.end(out_, empty_);
-  return std::move(out_);
 }
 
 }  // namespace v6tool

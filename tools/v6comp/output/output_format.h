@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // output_format.h - records on standard output, in the formats that people and programs read.
 //
-// A command names its columns once and appends rows; text, json, ndjson and csv come out of the same calls.
+// Text, json, ndjson and csv come out of the same columns and cells; row_writer.h is what commands use.
 #ifndef OUTPUT_FORMAT_H
 #define OUTPUT_FORMAT_H
 
@@ -34,10 +34,8 @@ const output_format *find_format(const std::string &name);  // null: none of tha
 const output_format &text_format();
 std::string format_names();  // "text|json|ndjson|csv"
 
-// Columns that are wide enough for their names, and the line that shows these: text has one, the other formats have
-// their own way to say them.
-std::vector<column> headed_columns(std::span<const column> columns);
-std::string text_heading(std::span<const column> headed, const output_format &format);
+// The line that shows the names of the columns: text has one, the other formats have their own way to say them.
+std::string text_heading(std::span<const column> columns, const output_format &format);
 
 // What a terminal may be told besides the text. Colour none: the text itself.
 enum class colour : uint8_t { none, heading };
@@ -45,19 +43,6 @@ std::string coloured(const std::string &text, colour how);
 
 // A string as a CSV field.
 std::string csv_text(const std::string &text);
-
-class record_writer {
- public:
-  record_writer(const output_format &format, std::vector<column> columns);
-  void row(std::span<const cell> cells);
-  std::string finish();  // everything written
-
- private:
-  const output_format &format_;
-  std::vector<column> columns_;
-  std::string out_;
-  bool empty_ = true;
-};
 
 }  // namespace v6tool
 
