@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Make the seed corpora from the example tables and histories: make_corpus.py [repository]
+"""Make the seeds of the fuzz targets from the example tables and histories: make_corpus.py FOLDER
 
 Small cuts of real tables in the encodings of the fuzz targets, and a few shapes by hand. The same in every run.
 """
@@ -13,8 +13,10 @@ import struct
 import sys
 from pathlib import Path
 
-root = Path(sys.argv[1] if len(sys.argv) > 1 else Path(__file__).resolve().parent.parent)
-corpus = root / "fuzz" / "corpus"
+root = Path(__file__).resolve().parent.parent
+if len(sys.argv) != 2:
+    sys.exit("usage: make_corpus.py FOLDER")
+corpus = Path(sys.argv[1])
 
 
 def put(target, name, content):

@@ -19,16 +19,10 @@ inline uint32_t table_row_around(const tcamv6_read_index *index, uint32_t number
   return number;
 }
 
-inline uint64_t table_first_word(const uint8_t *bytes) {
-  uint64_t word;
-  memcpy(&word, bytes, sizeof word);
-  return __builtin_bswap64(word);
-}
-
 inline void table_read_row(const tcamv6_read_answer *answer, zel_v6comp_table_row *row) {
   tm_key_store(row->address, tm_key_load(answer->address) & tm_key_number_leading(answer->length));
-  row->code = table_first_word(answer->code) & table_leading_bits(answer->code_length);
-  row->key = table_first_word(answer->cmpr_addr.bytes);
+  row->code = tm_key_load_word(answer->code) & table_leading_bits(answer->code_length);
+  row->key = tm_key_load_word(answer->cmpr_addr.bytes);
   row->word = answer->handle;
   row->length = answer->length;
   row->code_length = answer->code_length;

@@ -192,56 +192,60 @@ int32_t change_rows(table_change_run *run) {
   return status_of_batch(run, result, failures);
 }
 
+int32_t load(table_change_run *run, const zel_v6comp_table_prefix *prefixes, size_t n) {
+  int32_t status = table_take_prefixes(run, prefixes, n);
+  if (status == ZEL_V6COMP_TABLE_OK) {
+    table_settle_wishes(run);
+    status = run->table->n_rows == 0 ? int32_t{ZEL_V6COMP_TABLE_OK} : table_wish_the_rest_away(run);
+  }
+  return status == ZEL_V6COMP_TABLE_OK ? change_rows(run) : status;
+}
+
+int32_t apply(table_change_run *run, const zel_v6comp_table_change *changes, size_t n) {
+  const int32_t status = table_take_changes(run, changes, n);
+  if (status != ZEL_V6COMP_TABLE_OK) {
+    return status;
+  }
+  table_settle_wishes(run);
+  return change_rows(run);
+}
+
+int32_t compact(table_change_run *run) {
+  const int32_t status = table_note_all_rows(run);
+  if (status != ZEL_V6COMP_TABLE_OK || run->n_rows == 0) {
+    return status;
+  }
+  const uint32_t failures = table_count_pool_failures();
+  const tcamv6_batch_judge judge = {accept_compact, note_refused, run};
+  return status_of_full(table_compress_anew(run->table, run->records, run->n_records, &judge), failures);
+}
+
+// One call that changes a table, from the door to the outcome.
+template <class Change>
+int32_t change_call(zel_v6comp_table *table, const char *function, zel_v6comp_table_outcome *outcome, Change change) {
+  const int32_t door = open_door(table, function, outcome);
+  if (door != ZEL_V6COMP_TABLE_OK) {
+    return door;
+  }
+  table_change_run run;
+  begin_run(&run, table);
+  return finish(&run, function, change(&run), outcome);
+}
+
 }  // namespace
 
 int32_t zel_v6comp_table_load(zel_v6comp_table *table, const zel_v6comp_table_prefix *prefixes, size_t n,
                               zel_v6comp_table_outcome *outcome) {
-  const int32_t door = open_door(table, __func__, outcome);
-  if (door != ZEL_V6COMP_TABLE_OK) {
-    return door;
-  }
-  table_change_run run;
-  begin_run(&run, table);
-  int32_t status = table_take_prefixes(&run, prefixes, n);
-  if (status == ZEL_V6COMP_TABLE_OK) {
-    table_settle_wishes(&run);
-    status = table->n_rows == 0 ? int32_t{ZEL_V6COMP_TABLE_OK} : table_wish_the_rest_away(&run);
-  }
-  if (status == ZEL_V6COMP_TABLE_OK) {
-    status = change_rows(&run);
-  }
-  return finish(&run, __func__, status, outcome);
+  return change_call(table, "zel_v6comp_table_load", outcome,
+                     [&](table_change_run *run) { return load(run, prefixes, n); });
 }
 
 int32_t zel_v6comp_table_apply(zel_v6comp_table *table, const zel_v6comp_table_change *changes, size_t n,
                                zel_v6comp_table_outcome *outcome) {
-  const int32_t door = open_door(table, __func__, outcome);
-  if (door != ZEL_V6COMP_TABLE_OK) {
-    return door;
-  }
-  table_change_run run;
-  begin_run(&run, table);
-  int32_t status = table_take_changes(&run, changes, n);
-  if (status == ZEL_V6COMP_TABLE_OK) {
-    table_settle_wishes(&run);
-    status = change_rows(&run);
-  }
-  return finish(&run, __func__, status, outcome);
+  return change_call(table, "zel_v6comp_table_apply", outcome,
+                     [&](table_change_run *run) { return apply(run, changes, n); });
 }
 
 int32_t zel_v6comp_table_compact(zel_v6comp_table *table, zel_v6comp_table_outcome *outcome) {
-  const int32_t door = open_door(table, __func__, outcome);
-  if (door != ZEL_V6COMP_TABLE_OK) {
-    return door;
-  }
-  table_change_run run;
-  begin_run(&run, table);
-  int32_t status = table_note_all_rows(&run);
-  if (status == ZEL_V6COMP_TABLE_OK && run.n_rows != 0) {
-    const uint32_t failures = table_count_pool_failures();
-    const tcamv6_batch_judge judge = {accept_compact, note_refused, &run};
-    const int32_t result = table_compress_anew(table, run.records, run.n_records, &judge);
-    status = status_of_full(result, failures);
-  }
-  return finish(&run, __func__, status, outcome);
+  return change_call(table, "zel_v6comp_table_compact", outcome, compact);
 }

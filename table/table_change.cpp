@@ -115,12 +115,6 @@ void note_wish(table_change_run *run, const table_wish *wish) {
   ++(wish->add ? run->outcome.added : run->outcome.removed);
 }
 
-uint64_t number_of(const uint8_t bytes[8]) {
-  uint64_t number;
-  memcpy(&number, bytes, sizeof number);
-  return __builtin_bswap64(number);
-}
-
 bool make_row_room(table_change_run *run, uint32_t more) {
   if (run->row_room - run->n_rows >= more) {
     return true;
@@ -149,7 +143,7 @@ bool note_moves(table_change_run *run, const tcamv6_move_list *moves) {
     row->address = tm_key_load(move->address);
     row->length = move->length;
     row->word = move->reference;
-    row->before = {number_of(move->old_key), number_of(move->old_address), move->old_length};
+    row->before = {tm_key_load_word(move->old_key), tm_key_load_word(move->old_address), move->old_length};
     row->was = true;
   }
   return true;

@@ -135,7 +135,7 @@ int32_t zel_v6comp_table_close(zel_v6comp_table *table) {
   const int32_t status = table_begin_change(table);
   const bool is_foreign = status == ZEL_V6COMP_TABLE_E_FOREIGN;
   if (status != ZEL_V6COMP_TABLE_OK && !(is_foreign && table_begin_open() == ZEL_V6COMP_TABLE_OK)) {
-    return table_refuse(table, __func__, status);
+    return table_refuse(table, "zel_v6comp_table_close", status);
   }
   if (gbl_state == table->block) {
     zel_v6comp_reset_instance(table->processor, table->instance);

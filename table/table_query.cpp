@@ -73,52 +73,37 @@ uint32_t copy_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place,
 
 int32_t zel_v6comp_table_find(const zel_v6comp_table *table, const uint8_t address[16], uint32_t length,
                               zel_v6comp_table_row *row) {
-  int32_t status = table_begin_reading(table);
-  if (status != ZEL_V6COMP_TABLE_OK) {
-    return table_refuse(table, __func__, status);
-  }
-  if (address == nullptr || row == nullptr) {
-    status = ZEL_V6COMP_TABLE_E_NULL;
-  } else {
-    const tm_key_number key = tm_key_load(address);
-    status = check_prefix(key, length);
-    if (status == ZEL_V6COMP_TABLE_OK) {
-      status = find_row(table->state, key, address, length, row);
+  return table_read_call(table, "zel_v6comp_table_find", [&]() -> int32_t {
+    if (address == nullptr || row == nullptr) {
+      return ZEL_V6COMP_TABLE_E_NULL;
     }
-  }
-  table_end_reading();
-  return status < 0 ? table_refuse(table, __func__, status) : status;
+    const tm_key_number key = tm_key_load(address);
+    const int32_t status = check_prefix(key, length);
+    return status == ZEL_V6COMP_TABLE_OK ? find_row(table->state, key, address, length, row) : status;
+  });
 }
 
 int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint8_t address[16], zel_v6comp_table_row *row) {
-  int32_t status = table_begin_reading(table);
-  if (status != ZEL_V6COMP_TABLE_OK) {
-    return table_refuse(table, __func__, status);
-  }
-  if (address == nullptr || row == nullptr) {
-    status = ZEL_V6COMP_TABLE_E_NULL;
-  } else {
-    status = find_covering_row(table->state, address, row);
-  }
-  table_end_reading();
-  return status < 0 ? table_refuse(table, __func__, status) : status;
+  return table_read_call(table, "zel_v6comp_table_lookup", [&]() -> int32_t {
+    if (address == nullptr || row == nullptr) {
+      return ZEL_V6COMP_TABLE_E_NULL;
+    }
+    return find_covering_row(table->state, address, row);
+  });
 }
 
 int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place, zel_v6comp_table_row *rows,
                               uint32_t n) {
-  int32_t status = table_begin_reading(table);
-  if (status != ZEL_V6COMP_TABLE_OK) {
-    return table_refuse(table, __func__, status);
-  }
-  if (place == nullptr || rows == nullptr) {
-    status = ZEL_V6COMP_TABLE_E_NULL;
-  } else if (n == 0 || n > static_cast<uint32_t>(INT32_MAX)) {
-    status = ZEL_V6COMP_TABLE_E_COUNT;
-  } else if (place->length > TM_KEY_BITS) {
-    status = ZEL_V6COMP_TABLE_E_LENGTH;
-  } else {
-    status = static_cast<int32_t>(copy_rows(table, place, rows, n));
-  }
-  table_end_reading();
-  return status < 0 ? table_refuse(table, __func__, status) : status;
+  return table_read_call(table, "zel_v6comp_table_rows", [&]() -> int32_t {
+    if (place == nullptr || rows == nullptr) {
+      return ZEL_V6COMP_TABLE_E_NULL;
+    }
+    if (n == 0 || n > static_cast<uint32_t>(INT32_MAX)) {
+      return ZEL_V6COMP_TABLE_E_COUNT;
+    }
+    if (place->length > TM_KEY_BITS) {
+      return ZEL_V6COMP_TABLE_E_LENGTH;
+    }
+    return static_cast<int32_t>(copy_rows(table, place, rows, n));
+  });
 }

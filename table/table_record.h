@@ -44,7 +44,18 @@ zel_v6comp_table *table_record_at(int32_t processor, int32_t instance);
 __attribute__((format(printf, 3, 4))) void table_log(const zel_v6comp_table *table, int32_t level, const char *format,
                                                      ...);
 
-// Tell of a refused call, and answer its status.
+// Log a refused call, and return its status.
 int32_t table_refuse(const zel_v6comp_table *table, const char *function, int32_t status);
+
+// One call that reads, from door to door. `read` returns what the call answers; a negative status is logged.
+template <class Read>
+int32_t table_read_call(const zel_v6comp_table *table, const char *function, Read read) {
+  int32_t status = table_begin_reading(table);
+  if (status == ZEL_V6COMP_TABLE_OK) {
+    status = read();
+    table_end_reading();
+  }
+  return status < 0 ? table_refuse(table, function, status) : status;
+}
 
 #endif

@@ -25,8 +25,8 @@ struct table_spare_finder {
   const tcamv6_state *state;
   const table_row_change *rows;
   uint32_t n;
-  table_key_span
-      *taken;  // on the heap: what was taken before the change where the search goes, sorted, none inside others
+  // On the heap: what was taken before the change where the search goes, sorted, none inside others.
+  table_key_span *taken;
   uint32_t n_taken;
   uint64_t old_key;  // of the row around, if it had another
   bool has_old_key;

@@ -61,17 +61,14 @@ void describe(const zel_v6comp_table *table, zel_v6comp_table_stats_record *figu
 }  // namespace
 
 int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_stats_record *figures) {
-  int32_t status = table_begin_reading(table);
-  if (status != ZEL_V6COMP_TABLE_OK) {
-    return table_refuse(table, __func__, status);
-  }
-  if (figures == nullptr) {
-    status = ZEL_V6COMP_TABLE_E_NULL;
-  } else if (figures->struct_size != sizeof *figures) {
-    status = ZEL_V6COMP_TABLE_E_SIZE;
-  } else {
+  return table_read_call(table, "zel_v6comp_table_stats", [&]() -> int32_t {
+    if (figures == nullptr) {
+      return ZEL_V6COMP_TABLE_E_NULL;
+    }
+    if (figures->struct_size != sizeof *figures) {
+      return ZEL_V6COMP_TABLE_E_SIZE;
+    }
     describe(table, figures);
-  }
-  table_end_reading();
-  return status < 0 ? table_refuse(table, __func__, status) : status;
+    return ZEL_V6COMP_TABLE_OK;
+  });
 }

@@ -10,13 +10,9 @@ constexpr const char *reader = "zel_v6comp_table";
 
 bool bit_of(tm_key_number address, uint32_t bit) { return (address >> (TM_KEY_BITS - 1 - bit) & 1) != 0; }
 
-uint64_t first_word(const uint8_t *key) {
-  uint64_t word;
-  memcpy(&word, key, sizeof word);
-  return __builtin_bswap64(word);
+uint64_t leading_word(const tm_util_trie_node *node) {
+  return tm_key_load_word(node->key) & table_leading_bits(node->len);
 }
-
-uint64_t leading_word(const tm_util_trie_node *node) { return first_word(node->key) & table_leading_bits(node->len); }
 
 // A row always has data: a link that is missing ends the process, as everywhere in the library.
 tcamv6_anc_data *data_of(const tm_util_trie_node *node) {

@@ -99,7 +99,7 @@ void translate_by_index(const tcamv6_read_index *index, const uint8_t *addresses
     walk_down(&all);
     for (uint32_t i = 0; i < all.count; ++i) {
       const uint32_t number = row_of(index, &all.at[i]);
-      const uint64_t key = number != 0 ? table_first_word(index->answers[number].cmpr_addr.bytes) : rest;
+      const uint64_t key = number != 0 ? tm_key_load_word(index->answers[number].cmpr_addr.bytes) : rest;
       write_answer(key, number != 0, first + i, keys, covered);
     }
   }
@@ -123,13 +123,10 @@ uint64_t key_of_the_rest(const tcamv6_state *state) {
 
 int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t *addresses, size_t n, uint64_t *keys,
                                    uint8_t *covered) {
-  int32_t status = table_begin_reading(table);
-  if (status != ZEL_V6COMP_TABLE_OK) {
-    return table_refuse(table, __func__, status);
-  }
-  if (n != 0 && (addresses == nullptr || keys == nullptr)) {
-    status = ZEL_V6COMP_TABLE_E_NULL;
-  } else {
+  return table_read_call(table, "zel_v6comp_table_translate", [&]() -> int32_t {
+    if (n != 0 && (addresses == nullptr || keys == nullptr)) {
+      return ZEL_V6COMP_TABLE_E_NULL;
+    }
     const tcamv6_state *state = table->state;
     const uint64_t rest = key_of_the_rest(state);
     const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
@@ -138,7 +135,6 @@ int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t 
     } else {
       translate_by_tries(state, addresses, n, rest, keys, covered);
     }
-  }
-  table_end_reading();
-  return status < 0 ? table_refuse(table, __func__, status) : status;
+    return ZEL_V6COMP_TABLE_OK;
+  });
 }

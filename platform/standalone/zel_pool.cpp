@@ -111,9 +111,10 @@ ZEL_STANDALONE void *chunk_malloc(void *handle) {
 }
 
 ZEL_STANDALONE void chunk_free(void *handle, void *element) {
+  constexpr const char *function = "chunk_free";
   pool *p = static_cast<pool *>(handle);
   if (!is_element(p, element)) {
-    zel_fatal("\n%s: %p is no element of pool %s", __func__, element, p->name);
+    zel_fatal("\n%s: %p is no element of pool %s", function, element, p->name);
   }
   std::memcpy(element, &p->free_list, sizeof p->free_list);
   p->free_list = element;

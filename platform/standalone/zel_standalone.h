@@ -11,7 +11,7 @@
 
 #define ZEL_STANDALONE __attribute__((weak, visibility("default")))
 
-// The stand-alone host's global debug switch: tells whoever registered with zel_debug_all_register_cb.
+// The stand-alone host's global debug switch: calls whoever registered with zel_debug_all_register_cb.
 void zel_standalone_debug_all(int32_t on);
 
 #endif

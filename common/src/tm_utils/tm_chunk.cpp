@@ -126,7 +126,7 @@ tm_chunk_idx tm_chunk_ptr2idx(uint32_t type, const void *ptr) {
 }
 
 void tm_chunk_set_chunk_inf_base(tm_chunk_info *base) {
-  TM_REQUIRE(base != nullptr, "ck_inf_base is NULL");
+  TM_REQUIRE("tm_chunk_set_chunk_inf_base", base != nullptr, "ck_inf_base is NULL");
   chunk_info_base = base;
 }
 

@@ -60,12 +60,12 @@ TM_API_END
     }                                   \
   } while (0)
 
-/** TM_REQUIRE(node, "node is NULL"): a broken invariant ends the process, naming the function. */
-#define TM_REQUIRE(condition, text)       \
-  do {                                    \
-    if (!(condition)) {                   \
-      zel_fatal("\n%s: " text, __func__); \
-    }                                     \
+/** TM_REQUIRE(function, node, "node is NULL"): a broken invariant ends the process, naming the function. */
+#define TM_REQUIRE(function, condition, text) \
+  do {                                        \
+    if (!(condition)) {                       \
+      zel_fatal("\n%s: " text, function);     \
+    }                                         \
   } while (0)
 
 /** The two halves of how an address is printed: part of a format, and its arguments.

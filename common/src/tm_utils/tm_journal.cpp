@@ -34,7 +34,7 @@ template <class Note>
 struct log_of {
   Note *notes;
   size_t count;
-  size_t reserved;  // notes that may be made without a thought
+  size_t reserved;  // notes that may be made without asking for memory
   size_t room;      // notes that there is memory for
 };
 
@@ -163,11 +163,12 @@ void tm_journal_rollback(tm_journal_give_back give_back) {
 void tm_journal_discard() { close_journal(); }
 
 void tm_journal_save(void *field, size_t size) {
+  constexpr const char *function = "tm_journal_save";
   const uintptr_t at = reinterpret_cast<uintptr_t>(field);
   saved_word saved = {reinterpret_cast<void *>(at & ~uintptr_t{7}), 0};
-  TM_REQUIRE((at & 7u) + size <= sizeof saved.contents, "field crosses a word");
+  TM_REQUIRE(function, (at & 7u) + size <= sizeof saved.contents, "field crosses a word");
   memcpy(&saved.contents, saved.word, sizeof saved.contents);
-  TM_REQUIRE(note(&open_journal.edits, saved, "tm_journal_save"), "journal is full");
+  TM_REQUIRE(function, note(&open_journal.edits, saved, function), "journal is full");
 }
 
 bool tm_journal_take(uint32_t type, void *element) {

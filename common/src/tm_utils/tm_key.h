@@ -27,24 +27,30 @@ inline void tm_key_put_bit(uint8_t *key, int32_t bit, bool value) {
 // A whole key as one number, bit 0 of the key being the highest bit.
 __extension__ typedef unsigned __int128 tm_key_number;
 
+// Eight bytes as one number, the first byte being the highest; and back.
+inline uint64_t tm_key_load_word(const uint8_t *bytes) {
+  uint64_t word;
+  memcpy(&word, bytes, sizeof word);
+  return __builtin_bswap64(word);
+}
+
+inline void tm_key_store_word(uint8_t *bytes, uint64_t number) {
+  const uint64_t word = __builtin_bswap64(number);
+  memcpy(bytes, &word, sizeof word);
+}
+
 inline tm_key_number tm_key_load(const uint8_t *key) {
-  uint64_t high;
-  uint64_t low;
-  memcpy(&high, key, sizeof high);
-  memcpy(&low, key + sizeof high, sizeof low);
-  return (tm_key_number{__builtin_bswap64(high)} << 64) | __builtin_bswap64(low);
+  return tm_key_number{tm_key_load_word(key)} << 64 | tm_key_load_word(key + 8);
 }
 
 inline void tm_key_store(uint8_t *key, tm_key_number number) {
-  const uint64_t high = __builtin_bswap64(static_cast<uint64_t>(number >> 64));
-  const uint64_t low = __builtin_bswap64(static_cast<uint64_t>(number));
-  memcpy(key, &high, sizeof high);
-  memcpy(key + sizeof high, &low, sizeof low);
+  tm_key_store_word(key, static_cast<uint64_t>(number >> 64));
+  tm_key_store_word(key + 8, static_cast<uint64_t>(number));
 }
 
 // The number that has bit `bit` (0..127) of a key set, and the one that has its n leading bits (0..128) set.
 inline tm_key_number tm_key_number_bit(int32_t bit) { return tm_key_number{1} << (TM_KEY_BITS - 1 - bit); }
-inline tm_key_number tm_key_number_leading(int32_t n) {
+constexpr tm_key_number tm_key_number_leading(int32_t n) {
   return n == 0 ? tm_key_number{0} : ~tm_key_number{0} << (TM_KEY_BITS - n);
 }
 

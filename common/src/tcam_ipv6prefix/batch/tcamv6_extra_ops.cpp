@@ -2,7 +2,7 @@
 // tcamv6_extra_ops.cpp - handing out the extra operations of a batch.
 //
 // A host names each prefix to rewrite by the address of its node in 32 bits. Addresses are not followed before they are
-// known: all are looked for in one walk of the ancestor tree, whose nodes tell their prefixes' nodes.
+// known: all are looked for in one walk of the ancestor tree, whose nodes lead to their prefixes' nodes.
 #include "tcamv6_extra_ops.h"
 
 #include "tcamv6_anc_tree.h"

@@ -92,7 +92,7 @@ int32_t apply_records(tcamv6_batch *b) {
   return TM_OK;
 }
 
-// What was moved can be one of the batch's own additions: tell where these are in the end.
+// What was moved can be one of the batch's own additions: report where these are in the end.
 void refresh_results(const tcamv6_batch *b) {
   for (uint32_t i = 0; i < b->count; ++i) {
     const tm_util_trie_node *node = tcamv6_find_stored(b->state, &b->records[i]);

@@ -19,7 +19,7 @@ bool is_add(const tcamv6_prefix *record) { return (record->flags_tag & TM_PREFIX
 
 // Prefixes that share a length and all whole bytes stand side by side in a list, but in the order of the low bits of
 // their last, partial byte (tm_cmp_v6_pref): records of one of them may be apart, and those that compare equal may be
-// of two. What tells them from each other are the partial byte's first bits, at most 7: a mark for each will do.
+// of two. They differ in the partial byte's first bits, at most 7: a mark for each will do.
 struct byte_marks {
   uint64_t words[2];
 };

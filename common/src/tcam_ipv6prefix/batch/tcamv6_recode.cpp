@@ -100,11 +100,6 @@ int32_t take(tcamv6_anc_data *data, tcamv6_code code, tm_util_trie_node *above, 
   return TM_OK;
 }
 
-void write_bits(uint8_t *bytes, uint64_t bits) {
-  const uint64_t swapped = __builtin_bswap64(bits);
-  memcpy(bytes, &swapped, sizeof swapped);
-}
-
 bool has_changed(const tcamv6_recoded *recoded) {
   return recoded->had_code &&
          (recoded->old_code.bits != recoded->new_code.bits || recoded->old_code.len != recoded->new_code.len ||
@@ -116,10 +111,10 @@ int32_t note_move(const tcamv6_recoded *recoded) {
   const tm_util_trie_node *stored = tm_trie_node(data->orig);
   zel_v6comp_move move = {};
   tm_key_copy_bits(move.address, stored->key, stored->len);
-  write_bits(move.old_key, recoded->old_code.bits);
-  write_bits(move.new_key, recoded->new_code.bits);
-  write_bits(move.old_address, recoded->old_address.bits);
-  write_bits(move.new_address, recoded->new_address.bits);
+  tm_key_store_word(move.old_key, recoded->old_code.bits);
+  tm_key_store_word(move.new_key, recoded->new_code.bits);
+  tm_key_store_word(move.old_address, recoded->old_address.bits);
+  tm_key_store_word(move.new_address, recoded->new_address.bits);
   move.length = static_cast<uint8_t>(stored->len);
   move.old_length = static_cast<uint8_t>(recoded->old_code.len);
   move.new_length = static_cast<uint8_t>(recoded->new_code.len);

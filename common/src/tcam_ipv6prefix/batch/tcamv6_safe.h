@@ -3,7 +3,7 @@
 //   (1) a new level gets a right place or is refused (tcamv6_incr_newlvl.cpp)
 //   (2) a failed batch is rolled back exactly (tm_journal.h)
 //   (3) a delete takes only the share that additions of that prefix itself gave, not its anchors' (here)
-// Which of this holds for a request, its rules tell (tcamv6_rules.h).
+// Which of this holds for a request is in its rules (tcamv6_rules.h).
 #ifndef TCAMV6_SAFE_H
 #define TCAMV6_SAFE_H
 

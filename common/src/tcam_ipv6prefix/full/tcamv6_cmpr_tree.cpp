@@ -30,6 +30,7 @@
 // n) where the tight code is taken.
 #include "tcamv6_cmpr_tree.h"
 
+#include "tcamv6_cmpr_path.h"
 #include "tcamv6_code_tree.h"
 #include "tcamv6_leftovers.h"
 #include "tcamv6_pcmpr_walk.h"
@@ -39,7 +40,6 @@
 namespace {
 
 constexpr const char *driver = "tcamv6_compress_prefix_tree";
-constexpr uint32_t dummy_path_tag = 2;
 
 // All nodes of a tree, every node before its descendants, siblings in order.
 struct node_list {
@@ -112,7 +112,7 @@ int32_t place_dummy(const tcamv6_anc_data *owner, tcamv6_anc_data *dummy, tm_uti
     return TM_ENOMEM;
   }
   TM_LOG(info, "%s: Add extend path of %d nodes for dummy. root %d child %d", function, n, owner_lim, dummy_lim);
-  end->tag = dummy_path_tag;
+  end->tag = TCAMV6_TAG_DUMMY_PATH;
   end->owners = 1;
   tm_chunk_free(TM_V6_TRIE_NODE, tcamv6_cmpr_node(dummy));
   dummy->cmpr_node = tm_idx(end);
@@ -221,8 +221,8 @@ int32_t tcamv6_gen_pcmpr_subtrie(tm_n_ary_node *anc_node, tm_util_trie_node *pcm
     return TM_EINVAL;
   }
   const tcamv6_anc_data *data = tcamv6_anc_data_of(anc_node);
-  TM_REQUIRE(data != nullptr, "anc_data is NULL");
-  TM_REQUIRE(data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
+  TM_REQUIRE(function, data != nullptr, "anc_data is NULL");
+  TM_REQUIRE(function, data->orig != TM_CHUNK_IDX_NULL, "anc_orig is NULL");
   const auto place_child = [&](const tm_n_ary_node *child, const tcamv6_pcmpr_place *place) {
     tcamv6_anc_data *child_data = tcamv6_anc_data_of(child);
     if (child_data == nullptr) {

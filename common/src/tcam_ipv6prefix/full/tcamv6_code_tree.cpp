@@ -31,6 +31,7 @@
 #include "tcamv6_code_tree.h"
 
 #include "tcamv6_leftovers.h"
+#include "tcamv6_siblings.h"
 #include "tm_debug.h"
 #include "tm_heap.h"
 #include "tm_memory.h"
@@ -40,14 +41,6 @@ namespace {
 constexpr const char *builder = "tcamv6_gen_huffman_tree";
 
 tm_util_trie_node *entry_node(const tm_util_heap_elem *entry) { return tm_trie_node(entry->value); }
-
-uint32_t count_children(const tm_n_ary_node *node) {
-  uint32_t n = 0;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    ++n;
-  }
-  return n;
-}
 
 void fill_entries(const tm_n_ary_node *node, tm_util_heap_elem *entries) {
   for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
@@ -138,7 +131,7 @@ int32_t tcamv6_gen_huffman_tree(tm_n_ary_node *anc_node, tm_util_trie_node *trie
     TM_LOG(trace, "%s: Complete %d", function, TM_EINVAL);
     return TM_EINVAL;
   }
-  uint32_t count = count_children(anc_node);
+  uint32_t count = tcamv6_count_children(anc_node);
   const size_t bytes = count * sizeof(tm_util_heap_elem);
   auto *entries = static_cast<tm_util_heap_elem *>(zel_malloc_named(TM_MEM_TAG_CODE_HEAP, bytes));
   int32_t result = TM_OK;

@@ -23,14 +23,17 @@
 // children's nodes and touches no other. So one walk from the root down treats only the prefixes whose local trees
 // contradict themselves, and leaves all others as documented:
 //
-//   documented   limits, tree and depths by the documented rules. Stays when every node is deeper than the one above
-//   it. relaxed      the same, but what is long below a far child counts as the child's cost only: it can be coded
-//   tight, and
-//                is no reason to take the branching from its siblings. Where at most 1 in 32 children is far, and the
-//                child keeps an eighth of the spare bits. Few siblings' codes change, or none.
-//   blocks       the children as aligned blocks in the prefix's block of 2^limit codes, in the branching of the table
-//   as
-//                far as there is room, the spare bits shared out by need (tcamv6_fit_blocks.cpp).
+//   documented   limits, tree and depths by the documented rules.
+//                Stays when every node is deeper than the one above it.
+//
+//   relaxed      The same, but what is long below a far child counts as the child's cost only:
+//                it can be coded tight, and is no reason to take the branching from its siblings.
+//                Where at most 1 in 32 children is far, and the child keeps an eighth of the spare bits.
+//                Few siblings' codes change, or none.
+//
+//   blocks       The children as aligned blocks in the prefix's block of 2^limit codes: in the branching
+//                of the table as far as there is room, the spare bits shared out by need
+//                (tcamv6_fit_blocks.cpp).
 //
 //   before                         after (blocks; limit 9, 18 children of cost 0, one of cost 8)
 //        [/32] refused                   [/32]
@@ -50,11 +53,10 @@
 // bit: if the subtree below was treated, later batches will want to come in right there, and 40 spare bits may lie
 // above the cut. So after a round the treated prefixes and all above them are open, and where the limit of an open
 // child was cut, the local tree around it is laid out again, with all below: relaxed, or, where that contradicts
-// itself,
+// itself, raised:
 //
-//   raised       the documented tree; the cut child moves up its own chain, which nothing else uses, to two bits short
-//   of
-//                the node above it. Nobody else's code changes.
+//   raised       The documented tree; the cut child moves up its own chain, which nothing else uses,
+//                to two bits short of the node above it. Nobody else's code changes.
 //
 // That may treat further prefixes, whose ancestors are open then: rounds go on while the open set grows, which it can
 // only do as often as the tree is high. Two rounds were enough in every table seen; after `most_rounds` cut limits stay
@@ -74,6 +76,7 @@
 
 #include "tcamv6_cmpr_tree.h"
 #include "tcamv6_fit_local.h"
+#include "tcamv6_siblings.h"
 #include "tcamv6_sparse.h"
 #include "tm_debug.h"
 #include "tm_key.h"
@@ -91,14 +94,6 @@ struct fitting {
   uint32_t n_raised;
   uint32_t n_blocks;
 };
-
-uint32_t count_children(const tm_n_ary_node *node) {
-  uint32_t n = 0;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(node); child != nullptr; child = tcamv6_anc_next(child)) {
-    ++n;
-  }
-  return n;
-}
 
 bool has_marks(const tcamv6_anc_data *data, uint16_t marks) { return (data->bits & marks) == marks; }
 
@@ -180,7 +175,7 @@ int32_t place_children(fitting *fit, tm_n_ary_node *node) {
   if (sound) {
     tcamv6_fit_release_below(node);
   }
-  if (sound || n_cut * few <= count_children(node)) {
+  if (sound || n_cut * few <= tcamv6_count_children(node)) {
     result = place_relaxed(fit, node);
     if (result != TM_EFAULT) {
       return result;
@@ -216,7 +211,7 @@ int32_t place_root(fitting *fit, tm_n_ary_node *root) {
 
 // ---- rounds
 
-// Open the treated nodes and all above them. Returns whether the node is open; `grown` tells whether any is newly so.
+// Open the treated nodes and all above them. Returns whether the node is open; Sets `grown` when one is newly so.
 bool open_treated(tm_n_ary_node *node, bool *grown) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(node);
   bool open = has_marks(data, TCAMV6_FIT_TREATED);

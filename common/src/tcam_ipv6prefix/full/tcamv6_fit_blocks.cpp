@@ -26,7 +26,7 @@
 // the costs.
 //
 // One pass tries an order: children come in the order of keys, and the first key bit in which a child differs from the
-// next one, cut to a multiple of g, tells which blocks begin and end between the two. The blocks that are open at a
+// next one, cut to a multiple of g, shows which blocks begin and end between the two. The blocks that are open at a
 // time are nested, so a small stack holds them.
 #include "tcamv6_fit_blocks.h"
 

@@ -114,7 +114,7 @@ int32_t build_tree(tcamv6_state *state, tm_n_ary_node *node) {
   return result == TM_OK ? put_child_depths(state, node) : result;
 }
 
-// Is every node below deeper than the one above it? The children's nodes are told how deep that is.
+// Is every node below deeper than the one above it? Puts the depth of the one above into the children's nodes (`len`).
 bool depths_grow(tm_util_trie_node *node) {
   const int32_t depth = tcamv6_cmpr_data_of(node)->max_depth;
   for (uint32_t bit = 0; bit < 2; ++bit) {

@@ -203,7 +203,7 @@ int32_t tcamv6_room_less_share(int32_t room, int32_t longest) {
 }
 
 int32_t tcamv6_opt_tree_for_updates(tcamv6_state *state, tm_n_ary_node *anc_node, int32_t limit) {
-  TM_REQUIRE(anc_node != nullptr, "anc_tree_root is NULL");
+  TM_REQUIRE(walk, anc_node != nullptr, "anc_tree_root is NULL");
   tcamv6_anc_data *root = tcamv6_anc_data_of(anc_node);
   require_data(root, "root_data is NULL");
   const tree_place top = {anc_node, tcamv6_pcmpr_node_of(tm_trie_node(state->pcmpr_root), root)};

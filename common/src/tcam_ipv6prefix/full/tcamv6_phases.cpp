@@ -21,7 +21,7 @@ int32_t report_layout(const char *format_tail, int32_t result) {
   return result;
 }
 
-// The tight code tells whether the table fits at all.
+// The cost of the tight code shows whether the table fits at all.
 int32_t cost_table(tcamv6_phases *run) {
   const auto limit = static_cast<int32_t>(run->state->max_cmpr_len);
   const int32_t bits = tcamv6_compress_prefix_tree(run->state, run->orig_root, &run->cmpr_root, &run->anc_root, 1);

@@ -15,10 +15,10 @@
 //
 //   stored prefix          64 - its limit, whatever lies above
 //   branch above a dummy   p + 1: the dummy hangs high, so that one whole half stays free for its owner
-//   any other branch       d levels below a stored prefix at depth p, above a child at depth r, it takes its share of
-//   the
-//                          way down: p + (r - p) * d / (d + 1), one more when that share is positive, at most r - 1; of
-//                          what its two children ask, the smaller. 37 and 28 ask for 24 and 19: 19.
+//   any other branch       d levels below a stored prefix at depth p, above a child at depth r:
+//                          its share of the way down, p + (r - p) * d / (d + 1), one more when that
+//                          share is positive, at most r - 1. Of what its two children ask for, the
+//                          smaller: here 24 and 19, so 19.
 //
 // Limits that contradict each other (a node no deeper than its parent) refuse the table.
 //

@@ -200,7 +200,7 @@ int32_t tm_util_trie_pcmpr_gen_internal(tm_util_trie_node *node, tm_util_trie_no
 }
 
 int32_t tm_util_calculate_longest_pathlen(const tm_util_trie_node *node) {
-  TM_REQUIRE(node != nullptr, "root is NULL");
+  TM_REQUIRE("tm_util_calculate_longest_pathlen", node != nullptr, "root is NULL");
   uint8_t longest = 0;
   for (uint32_t bit = 0; bit < 2; ++bit) {
     const tm_util_trie_node *child = tm_trie_child(node, bit);
@@ -225,7 +225,7 @@ tm_util_trie_node *tm_util_trie_pcmpr_lookup_internal(tm_util_trie_node *node, c
   int32_t at = start;
   while (node != nullptr && at < key_len) {
     tcamv6_pcmpr_data *edges = edges_of(node);
-    TM_REQUIRE(edges != nullptr, "node_data is NULL");
+    TM_REQUIRE("tm_util_trie_pcmpr_lookup_internal", edges != nullptr, "node_data is NULL");
     const uint32_t side = tm_key_bit(key, at);
     tm_util_trie_node *child = tm_trie_child(node, side);
     if (child == nullptr) {

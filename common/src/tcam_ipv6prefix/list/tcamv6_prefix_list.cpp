@@ -189,13 +189,7 @@ bool allocate_scratch(sort_scratch *scratch, uint32_t n, uint32_t count) {
 
 // The order of tcamv6_cmp_prefix_list within a section: whole bytes, the low bits of the partial byte, anchors first.
 tm_keyed_entry entry_of(const tcamv6_prefix *record, uint32_t length, bool is_anchor, uint32_t index) {
-  const auto whole = static_cast<int32_t>(length / 8 * 8);
-  const uint32_t partial = length % 8;
-  tm_key_number compared = tm_key_number_leading(whole);
-  if (partial != 0) {
-    compared |= tm_key_number{(1u << partial) - 1u} << (TM_KEY_BITS - 8 - whole);
-  }
-  const tm_key_number bits = tm_key_load(record->address) & compared;
+  const tm_key_number bits = tm_key_load(record->address) & tm_prefix_compared.of[length];
   return {static_cast<uint64_t>(bits >> 64), static_cast<uint64_t>(bits), is_anchor ? 0u : 1u, index};
 }
 

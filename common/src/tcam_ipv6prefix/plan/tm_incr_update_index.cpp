@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "tm_incr_update_order.h"
+#include "tm_prefix_internal.h"
 #include "zel_platform.h"
 
 namespace {
@@ -22,45 +23,9 @@ struct key_bits {
   uint64_t high, low;
 };
 
-constexpr uint8_t max_length = 128;
-
-constexpr key_bits compared_bits(uint32_t length) {
-  key_bits mask = {0, 0};
-  for (uint32_t byte = 0; byte <= length / 8 && byte < 16; ++byte) {
-    const uint64_t seen = byte < length / 8 ? 0xFF : (uint64_t{1} << (length % 8)) - 1;
-    (byte < 8 ? mask.high : mask.low) |= seen << (56 - byte % 8 * 8);
-  }
-  return mask;
-}
-
-struct mask_table {
-  key_bits of[max_length + 1];
-};
-
-constexpr mask_table make_masks() {
-  mask_table masks = {};
-  for (uint32_t length = 0; length <= max_length; ++length) {
-    masks.of[length] = compared_bits(length);
-  }
-  return masks;
-}
-
-constexpr mask_table masks = make_masks();
-
-static_assert(masks.of[44].high == 0xFFFFFFFFFF0F0000 && masks.of[44].low == 0);
-static_assert(masks.of[127].low == 0xFFFFFFFFFFFFFF7F && masks.of[128].low == UINT64_MAX);
-
-uint64_t load_word(const uint8_t *bytes) {
-  uint64_t word = 0;
-  for (int i = 0; i < 8; ++i) {
-    word = word << 8 | bytes[i];
-  }
-  return word;
-}
-
 key_bits key_of(uint8_t length, const uint8_t *address) {
-  const key_bits &mask = masks.of[tm_incr_key_bits(length)];
-  return {load_word(address) & mask.high, load_word(address + 8) & mask.low};
+  const tm_key_number key = tm_prefix_compared_bits(address, length);
+  return {static_cast<uint64_t>(key >> 64), static_cast<uint64_t>(key)};
 }
 
 uint64_t mix(uint64_t x) {

@@ -10,9 +10,6 @@ inline uint32_t tm_incr_used(const tm_incr_update_list *list) {
   return list->count < TM_INCR_SLOTS ? list->count : static_cast<uint32_t>(TM_INCR_SLOTS);
 }
 
-// Bits of a key that a comparison may read. Lengths themselves are compared as they are.
-inline uint8_t tm_incr_key_bits(uint8_t length) { return length < 128 ? length : uint8_t{128}; }
-
 // Put used slots before free ones; both keep their order.
 void tm_incr_sort_by_state(tm_incr_update_entry *entries, uint32_t n);
 

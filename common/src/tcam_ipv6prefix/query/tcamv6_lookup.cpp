@@ -43,7 +43,7 @@
 
 namespace {
 
-// What a lookup writes. Whoever looks up a prefix is not told the prefix: null.
+// What a lookup writes. The prefix is null when a prefix is looked up: the caller has it.
 struct answer_records {
   tcamv6_prefix *prefix;
   tcamv6_cmpr_pref *cmpr_pref;

@@ -27,20 +27,16 @@ int tm_cmp_v6_bits(uint8_t a_length, const uint8_t *a, uint8_t b_length, const u
   if (a_length != b_length) {
     return b_length - a_length;
   }
-  const uint32_t bits = a_length > 128 ? 128u : a_length;
-  const uint32_t whole = bits / 8;
-  if (memcmp(a, b, whole) != 0) {
-    uint32_t k = 0;
-    while (a[k] == b[k]) {
-      ++k;
-    }
-    return a[k] - b[k];
-  }
-  if (bits % 8 == 0) {
+  const tm_key_number x = tm_prefix_compared_bits(a, a_length);
+  const tm_key_number y = tm_prefix_compared_bits(b, b_length);
+  if (x == y) {
     return 0;
   }
-  const int mask = (1 << (bits % 8)) - 1;  // the LOW bits of the partial byte
-  return (a[whole] & mask) - (b[whole] & mask);
+  int32_t behind = TM_KEY_BITS - 8;  // bits behind the first byte that differs
+  while (x >> behind == y >> behind) {
+    behind -= 8;
+  }
+  return static_cast<uint8_t>(x >> behind) - static_cast<uint8_t>(y >> behind);
 }
 
 int tm_cmp_v6_pref(const void *a, const void *b) {

@@ -41,9 +41,10 @@ void tcamv6_gen_trie_pref(const tm_util_trie_node *node, tcamv6_cmpr_pref *recor
 }
 
 void tcamv6_gen_trie_addr(const tm_util_trie_node *node, tcamv6_cmpr_addr *address) {
-  TM_REQUIRE(node != nullptr, "node is NULL");
-  TM_REQUIRE(address != nullptr, "v6addr is NULL");
-  TM_REQUIRE(node->len <= TM_KEY_BITS, " node->length is too big");
+  constexpr const char *function = "tcamv6_gen_trie_addr";
+  TM_REQUIRE(function, node != nullptr, "node is NULL");
+  TM_REQUIRE(function, address != nullptr, "v6addr is NULL");
+  TM_REQUIRE(function, node->len <= TM_KEY_BITS, " node->length is too big");
   tm_key_copy_bits(address->bytes, node->key, node->len);
 }
 

@@ -26,14 +26,6 @@ int32_t order_above(int32_t order) { return order == INT32_MAX ? order : order +
 
 int32_t order_of(const tm_n_ary_node *node) { return tcamv6_anc_data_of(node)->sibling_order; }
 
-size_t count_children(const tm_n_ary_node *parent) {
-  size_t n = 0;
-  for (const tm_n_ary_node *child = tcamv6_anc_first_child(parent); child != nullptr; child = tcamv6_anc_next(child)) {
-    ++n;
-  }
-  return n;
-}
-
 void number_from(tm_n_ary_node *first, int32_t order) {
   for (tm_n_ary_node *child = first; child != nullptr; child = tcamv6_anc_next(child)) {
     tm_edit(&tcamv6_anc_data_of(child)->sibling_order, order);
@@ -42,6 +34,14 @@ void number_from(tm_n_ary_node *first, int32_t order) {
 }
 
 }  // namespace
+
+uint32_t tcamv6_count_children(const tm_n_ary_node *parent) {
+  uint32_t n = 0;
+  for (const tm_n_ary_node *child = tcamv6_anc_first_child(parent); child != nullptr; child = tcamv6_anc_next(child)) {
+    ++n;
+  }
+  return n;
+}
 
 void tcamv6_push_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
   tcamv6_anc_data *data = tcamv6_anc_data_of(child);
@@ -93,7 +93,7 @@ int32_t tcamv6_unlink_child(tm_n_ary_node *parent, tm_n_ary_node *child) {
 
 int32_t tcamv6_reserve_moving(const tm_n_ary_node *source) {
   constexpr const char *function = "tcamv6_reserve_moving";
-  return tm_journal_is_open ? tm_journal_reserve_edits(function, count_children(source)) : TM_OK;
+  return tm_journal_is_open ? tm_journal_reserve_edits(function, tcamv6_count_children(source)) : TM_OK;
 }
 
 void tcamv6_move_children(tm_n_ary_node *destination, tm_n_ary_node *source) {

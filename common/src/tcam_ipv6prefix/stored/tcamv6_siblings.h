@@ -11,6 +11,9 @@
 
 #include "tcamv6_anc_tree.h"
 
+// Number of a node's children, the dummy included. Cost: O(children).
+uint32_t tcamv6_count_children(const tm_n_ary_node *parent);
+
 // Put a new child before all others of its parent.
 void tcamv6_push_child(tm_n_ary_node *parent, tm_n_ary_node *child);
 
