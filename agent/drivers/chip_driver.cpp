@@ -17,8 +17,8 @@ std::string chip_driver::do_one(const switch_write &write) const {
   return "no such write";
 }
 
-// One after the other, in the order given: that order is safe after every single write. When one is refused, those before
-// it are taken back in the opposite order, and so the chip goes through the same states again.
+// One after the other, in the order given: that order is safe after every single write. When one is refused, those
+// before it are taken back in the opposite order, and so the chip goes through the same states again.
 driver_answer chip_driver::write(const switch_step &step) {
   switch_step undo;
   for (const switch_write &write : step) {

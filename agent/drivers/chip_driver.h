@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// chip_driver.h - a driver for hardware that takes one entry at a time, as the kits of most chips do. An example to begin
-// with: docs/switch.md goes through it.
+// chip_driver.h - a driver for hardware that takes one entry at a time, as the kits of most chips do. An example to
+// begin with: docs/switch.md goes through it.
 #ifndef CHIP_DRIVER_H
 #define CHIP_DRIVER_H
 
@@ -17,7 +17,7 @@ struct chip_calls {
   std::function<std::string(const lookup_place &)> remove_lookup;
   std::function<std::string(const rule_place &, rule_action)> put_rule;
   std::function<std::string(const rule_place &)> remove_rule;
-  std::function<bool()> answers;                           // is the chip there at all?
+  std::function<bool()> answers;                          // is the chip there at all?
   std::function<void(switch_image &image)> read_entries;  // all that it holds
 };
 
