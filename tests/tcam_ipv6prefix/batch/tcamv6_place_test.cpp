@@ -173,6 +173,9 @@ TEST_F(tcamv6_place_test, free_code_nearest_to_the_top) {
   const tcamv6_code left = code_from("000");
   ASSERT_TRUE(tcamv6_free_below(top, 64, &left, &found));
   EXPECT_EQ(::text_of(found), "0011");
+  const tcamv6_code beside_the_address = code_from("0011");
+  ASSERT_TRUE(tcamv6_free_below(top, 64, &beside_the_address, &found));
+  EXPECT_EQ(::text_of(found), "0001");
   EXPECT_FALSE(tcamv6_free_below(top, 3, nullptr, &found)) << "none of 3 bits";
   EXPECT_TRUE(tcamv6_free_below(cmpr_at("0000000"), 8, nullptr, &found));
   EXPECT_FALSE(tcamv6_free_below(cmpr_at("0000000"), 7, nullptr, &found));

@@ -29,7 +29,7 @@ inline tcamv6_departure tcamv6_departure_begin(const tm_util_trie_node *parent) 
 inline void tcamv6_departure_step(tcamv6_departure *from, const tm_util_trie_node *node, uint32_t bit) {
   const tm_util_trie_node *other = tm_trie_child(node, 1 - bit);
   if (other != nullptr) {
-    *from = {other, node->len, from->group == nullptr ? from->above : from->at};
+    *from = {other, node->len, from->at};
   }
 }
 
