@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 
 #include "bench_clock.h"
 #include "bit_trie.h"
 #include "library_use.h"
 #include "peer.h"
 #include "update_rounds.h"
+#include "zel_v6comp_table.h"
 
 namespace v6bench {
 namespace {
@@ -120,11 +122,96 @@ class library_peer final : public peer {
 
 constexpr const char *library_name = "v6comp";
 
+// A table of the library, one address a call. The word of a row is its hop.
+class table_peer : public peer {
+ public:
+  table_peer() {
+    start_library();
+    empty_instance();
+    must(zel_v6comp_table_open(0, 0, nullptr, &table_));
+  }
+  ~table_peer() override { zel_v6comp_table_close(table_); }
+
+  size_t add(const std::vector<route> &routes) override { return apply(routes, ZEL_V6COMP_TABLE_ADD); }
+  size_t remove(const std::vector<route> &routes) override { return apply(routes, ZEL_V6COMP_TABLE_REMOVE); }
+
+  void look_up(const std::vector<key_bytes> &addresses, std::vector<uint32_t> &hops) override {
+    must(zel_v6comp_table_index(table_));  // once: the index stays until the table changes
+    zel_v6comp_table_row row;
+    for (size_t i = 0; i < addresses.size(); ++i) {
+      hops[i] = zel_v6comp_table_lookup(table_, addresses[i].data(), &row) == 1 ? row.word : 0;
+    }
+  }
+
+  uint64_t bytes() const override { return elements().now_bytes; }
+
+ protected:
+  static void must(int32_t status) {
+    if (status < 0) {
+      give_up(zel_v6comp_table_text(status), static_cast<uint32_t>(-status));
+    }
+  }
+
+  zel_v6comp_table *table_ = nullptr;
+
+ private:
+  // All routes at once into an empty table, then a call each.
+  size_t apply(const std::vector<route> &routes, uint8_t operation) {
+    std::vector<zel_v6comp_table_change> changes(routes.size());
+    for (size_t i = 0; i < routes.size(); ++i) {
+      std::memcpy(changes[i].address, routes[i].key.data(), sizeof changes[i].address);
+      changes[i].length = routes[i].length;
+      changes[i].operation = operation;
+      changes[i].word = routes[i].hop;
+    }
+    size_t refused = 0;
+    const size_t step = loaded_ ? 1 : changes.size();
+    for (size_t i = 0; i < changes.size(); i += step) {
+      refused += zel_v6comp_table_apply(table_, &changes[i], step, nullptr) < 0 ? step : 0;
+    }
+    loaded_ = true;
+    return refused;
+  }
+
+  bool loaded_ = false;
+};
+
+// The same, all addresses a call: it answers with keys.
+class bulk_table_peer final : public table_peer {
+ public:
+  void look_up(const std::vector<key_bytes> &addresses, std::vector<uint32_t> &) override {
+    must(zel_v6comp_table_index(table_));
+    keys_.resize(addresses.size());
+    must(zel_v6comp_table_translate(table_, addresses[0].data(), addresses.size(), keys_.data(), nullptr));
+  }
+
+  void hops_of_last(std::vector<uint32_t> &hops) override {
+    std::map<uint64_t, uint32_t> hop_of;
+    zel_v6comp_table_place place = ZEL_V6COMP_TABLE_PLACE_INIT;
+    zel_v6comp_table_row row;
+    while (zel_v6comp_table_rows(table_, &place, &row, 1) == 1) {
+      hop_of[row.key] = row.word;
+    }
+    for (size_t i = 0; i < hops.size(); ++i) {
+      const auto found = hop_of.find(keys_[i]);
+      hops[i] = found == hop_of.end() ? 0 : found->second;
+    }
+  }
+
+ private:
+  std::vector<uint64_t> keys_;
+};
+
+template <class Peer>
+std::unique_ptr<peer> make(const std::vector<route> &) {
+  return std::make_unique<Peer>();
+}
+
 std::vector<peer_kind> all_kinds() {
-  std::vector<peer_kind> kinds = {
-      {library_name,
-       [](const std::vector<route> &) -> std::unique_ptr<peer> { return std::make_unique<library_peer>(); }},
-      {"bit_trie", make_bit_trie}};
+  std::vector<peer_kind> kinds = {{library_name, make<library_peer>},
+                                  {"table", make<table_peer>},
+                                  {"table_bulk", make<bulk_table_peer>},
+                                  {"bit_trie", make_bit_trie}};
 #ifdef V6COMP_BENCH_DPDK
   for (const peer_kind &kind : dpdk_peers()) {
     kinds.push_back(kind);
@@ -192,6 +279,7 @@ void check_answers(const peer_kind &kind, peer &table, const prefix_list &list) 
   const std::vector<route> stored = kind.name == library_name ? working_routes(list) : routes_of(list);
   std::vector<uint32_t> hops(addresses.size());
   table.look_up(addresses, hops);
+  table.hops_of_last(hops);
   for (size_t i = 0; i < addresses.size(); ++i) {
     const uint32_t wanted = linear_search(stored, addresses[i]);
     if (hops[i] != wanted) {

@@ -35,6 +35,9 @@ class peer {
   // The next hop of every address, 0 for none.
   virtual void look_up(const std::vector<key_bytes> &addresses, std::vector<uint32_t> &hops) = 0;
 
+  // The same where look_up answers with something else, and leaves it where this finds it.
+  virtual void hops_of_last(std::vector<uint32_t> &) {}
+
   virtual uint64_t bytes() const = 0;  // held now, reservations included
 };
 

@@ -182,7 +182,7 @@ class fib6 final : public peer {
   rte_fib6 *table_;
 };
 
-class lpm6 final : public peer {
+class lpm6 : public peer {
  public:
   explicit lpm6(const std::vector<route> &routes) : before_(heap_bytes()) {
     rte_lpm6_config config = {};
@@ -222,7 +222,27 @@ class lpm6 final : public peer {
 
  private:
   uint64_t before_;
+
+ protected:
   rte_lpm6 *table_;
+};
+
+// As many addresses a call as there are.
+class lpm6_bulk final : public lpm6 {
+ public:
+  using lpm6::lpm6;
+
+  void look_up(const std::vector<key_bytes> &addresses, std::vector<uint32_t> &hops) override {
+    auto *keys = reinterpret_cast<uint8_t(*)[RTE_LPM6_IPV6_ADDR_SIZE]>(writable(addresses[0]));
+    auto *found = reinterpret_cast<int32_t *>(hops.data());
+    rte_lpm6_lookup_bulk_func(table_, keys, found, static_cast<unsigned>(addresses.size()));
+  }
+
+  void hops_of_last(std::vector<uint32_t> &hops) override {
+    for (uint32_t &hop : hops) {
+      hop = static_cast<int32_t>(hop) < 0 ? 0 : hop;
+    }
+  }
 };
 
 template <class Table>
@@ -234,7 +254,8 @@ std::unique_ptr<peer> make(const std::vector<route> &routes) {
 }  // namespace
 
 std::vector<peer_kind> dpdk_peers() {
-  return {{"rte_rib6", make<rib6>}, {"rte_fib6", make<fib6>}, {"rte_lpm6", make<lpm6>}};
+  return {
+      {"rte_rib6", make<rib6>}, {"rte_fib6", make<fib6>}, {"rte_lpm6", make<lpm6>}, {"rte_lpm6_bulk", make<lpm6_bulk>}};
 }
 
 }  // namespace v6bench

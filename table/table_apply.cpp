@@ -109,6 +109,9 @@ int32_t finish(table_change_run *run, const char *function, int32_t status, zel_
   if (outcome != nullptr) {
     *outcome = run->outcome;
   }
+  if (status == ZEL_V6COMP_TABLE_OK || !tcamv6_has_read_index(run->table->state)) {
+    table_drop_ready(&run->table->ready);  // words change, too, and a refused change may have dropped the index
+  }
   table_free_change(run);
   table_end_change();
   return status;

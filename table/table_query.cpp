@@ -36,10 +36,26 @@ int32_t find_row(const tcamv6_state *state, tm_key_number key, const uint8_t *ad
   return 1;
 }
 
-int32_t find_covering_row(const tcamv6_state *state, const uint8_t *address, zel_v6comp_table_row *row) {
+// By the answers that are ready: the way of nearly all lookups.
+int32_t copy_ready_row(const table_ready *ready, const uint8_t *address, zel_v6comp_table_row *row) {
+  table_descent at = table_begin_descent(ready, address);
+  table_walk_down(ready->index, address, &at);
+  const zel_v6comp_table_row *found = &ready->rows[table_end_descent(ready, address, &at)];
+  if (table_is_no_row(found)) {
+    return 0;
+  }
+  *row = *found;
+  return 1;
+}
+
+int32_t find_covering_row(const zel_v6comp_table *table, const uint8_t *address, zel_v6comp_table_row *row) {
+  const tcamv6_state *state = table->state;
   const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
   if (index == nullptr) {
     return answer(table_find_covering(state, tm_key_load(address)), row);
+  }
+  if (__builtin_expect(table_is_ready(&table->ready, index), 1)) {
+    return copy_ready_row(&table->ready, address, row);
   }
   const uint32_t number = table_row_around(index, tcamv6_read_index_covering(index, address));
   if (number == 0) {
@@ -88,7 +104,7 @@ int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint8_t add
     if (address == nullptr || row == nullptr) {
       return ZEL_V6COMP_TABLE_E_NULL;
     }
-    return find_covering_row(table->state, address, row);
+    return find_covering_row(table, address, row);
   });
 }
 

@@ -6,6 +6,7 @@
 #ifndef TABLE_RECORD_H
 #define TABLE_RECORD_H
 
+#include "table_ready.h"
 #include "table_writes.h"
 #include "tcamv6_state_internal.h"
 
@@ -25,6 +26,7 @@ struct zel_v6comp_table {
   uint64_t moves;
   uint64_t changes;
   table_writes writes;  // of the last accepted change
+  table_ready ready;
 };
 
 // Every call passes one of these two doors, and leaves by the other one of its kind. They answer OK, or the status with

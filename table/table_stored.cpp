@@ -64,6 +64,11 @@ table_form table_read_form(const tm_util_trie_node *node) {
   return {leading_word(code), leading_word(key), static_cast<uint8_t>(code->len)};
 }
 
+uint64_t table_key_of_rest(const tcamv6_state *state) {
+  const tm_util_trie_node *root = table_stored_root(state);
+  return root != nullptr && root->tag != 0 ? table_read_form(root).key : 0;
+}
+
 uint32_t table_read_word(const tm_util_trie_node *node) { return data_of(node)->handle; }
 
 void table_set_word(const tcamv6_state *state, const tm_util_trie_node *node, uint32_t word) {

@@ -33,6 +33,9 @@ table_stored_path table_find_path(const tcamv6_state *state, tm_key_number addre
 // The row of the longest prefix that covers an address; null when there is none.
 const tm_util_trie_node *table_find_covering(const tcamv6_state *state, tm_key_number address);
 
+// The key of addresses that no row covers: that of ::/0, which is always stored once anything is.
+uint64_t table_key_of_rest(const tcamv6_state *state);
+
 // Read what a stored prefix became.
 table_form table_read_form(const tm_util_trie_node *node);
 uint32_t table_read_word(const tm_util_trie_node *node);

@@ -16,67 +16,51 @@ namespace {
 
 enum { n_lanes = 16 };
 
-// One address on its way.
-struct lane {
-  const uint8_t *address;
-  uint32_t entry;  // of the index, where it is
-  uint32_t depth;  // bytes of the address that led there
-};
-
-struct lanes {
-  const tcamv6_read_index *index;
-  uint32_t count;
-  lane at[n_lanes];
-};
-
 // Ask for what the next step reads.
-void ask(const tcamv6_read_index *index, const lane *l) {
-  const uint32_t value = tcamv6_read_value(l->entry);
-  if (tcamv6_read_is_end(l->entry)) {
-    __builtin_prefetch(&index->answers[value]);
+void ask(const table_ready *ready, const table_descent *at) {
+  const uint32_t value = tcamv6_read_value(at->entry);
+  if (!tcamv6_read_is_end(at->entry)) {
+    __builtin_prefetch(ready->index->words + value + TCAMV6_READ_ENTRIES + *at->byte);
     return;
   }
-  const uint32_t *node = index->words + value;
-  if (tcamv6_read_is_skip(l->entry)) {
-    __builtin_prefetch(node);
-  } else {
-    __builtin_prefetch(node + TCAMV6_READ_ENTRIES + l->address[l->depth]);
+  __builtin_prefetch(&ready->keys[value]);
+  if (at->is_unsure || tcamv6_read_is_one(at->entry)) {
+    __builtin_prefetch(&ready->rows[value]);
   }
 }
 
-// A step down. Where bytes are passed over and the address has others, the prefix around the place is the answer.
-void step(const tcamv6_read_index *index, lane *l) {
-  const uint32_t *node = index->words + tcamv6_read_value(l->entry);
-  if (tcamv6_read_is_skip(l->entry)) {
-    if (!tcamv6_read_reaches(index, node, l->address)) {
-      l->entry = TCAMV6_READ_LEAF | index->items[node[TCAMV6_READ_FIRST]].parent;
-      return;
-    }
-    l->depth = node[TCAMV6_READ_DEPTH] / 8;
-  }
-  l->entry = node[TCAMV6_READ_ENTRIES + l->address[l->depth]];
-  ++l->depth;
-}
-
-void walk_down(lanes *all) {
-  bool is_on_its_way = true;
-  while (is_on_its_way) {
+void walk_down(const table_ready *ready, const uint8_t *addresses, table_descent *lanes, uint32_t count) {
+  for (bool is_on_its_way = true; is_on_its_way;) {
     is_on_its_way = false;
-    for (uint32_t i = 0; i < all->count; ++i) {
-      lane *l = &all->at[i];
-      if (!tcamv6_read_is_end(l->entry)) {
-        step(all->index, l);
-        ask(all->index, l);
+    for (uint32_t i = 0; i < count; ++i) {
+      if (!tcamv6_read_is_end(lanes[i].entry)) {
+        table_step_down(ready->index, addresses + size_t{i} * TM_KEY_BYTES, &lanes[i]);
+        ask(ready, &lanes[i]);
         is_on_its_way = true;
       }
     }
   }
 }
 
-uint32_t row_of(const tcamv6_read_index *index, const lane *l) {
-  const uint32_t value = tcamv6_read_value(l->entry);
-  const uint32_t number = tcamv6_read_is_one(l->entry) ? tcamv6_read_one_or_parent(index, value, l->address) : value;
-  return table_row_around(index, number);
+void translate_by_ready(const table_ready *ready, const uint8_t *addresses, size_t n, uint64_t *keys,
+                        uint8_t *covered) {
+  table_descent lanes[n_lanes];
+  for (size_t first = 0; first < n; first += n_lanes) {
+    const uint32_t count = n - first < n_lanes ? static_cast<uint32_t>(n - first) : uint32_t{n_lanes};
+    const uint8_t *some = addresses + first * TM_KEY_BYTES;
+    for (uint32_t i = 0; i < count; ++i) {
+      lanes[i] = table_begin_descent(ready, some + size_t{i} * TM_KEY_BYTES);
+      ask(ready, &lanes[i]);
+    }
+    walk_down(ready, some, lanes, count);
+    for (uint32_t i = 0; i < count; ++i) {
+      const uint32_t number = table_end_descent(ready, some + size_t{i} * TM_KEY_BYTES, &lanes[i]);
+      keys[first + i] = ready->keys[number];
+      if (covered != nullptr) {
+        covered[first + i] = !table_is_no_row(&ready->rows[number]);
+      }
+    }
+  }
 }
 
 void write_answer(uint64_t key, bool is_covered, size_t i, uint64_t *keys, uint8_t *covered) {
@@ -86,22 +70,13 @@ void write_answer(uint64_t key, bool is_covered, size_t i, uint64_t *keys, uint8
   }
 }
 
+// With an index whose answers are not ready: a host of the engine's interface has built it.
 void translate_by_index(const tcamv6_read_index *index, const uint8_t *addresses, size_t n, uint64_t rest,
                         uint64_t *keys, uint8_t *covered) {
-  lanes all = {};
-  all.index = index;
-  for (size_t first = 0; first < n; first += n_lanes) {
-    all.count = n - first < n_lanes ? static_cast<uint32_t>(n - first) : uint32_t{n_lanes};
-    for (uint32_t i = 0; i < all.count; ++i) {
-      all.at[i] = {addresses + (first + i) * TM_KEY_BYTES, index->root, 0};
-      ask(index, &all.at[i]);
-    }
-    walk_down(&all);
-    for (uint32_t i = 0; i < all.count; ++i) {
-      const uint32_t number = row_of(index, &all.at[i]);
-      const uint64_t key = number != 0 ? tm_key_load_word(index->answers[number].cmpr_addr.bytes) : rest;
-      write_answer(key, number != 0, first + i, keys, covered);
-    }
+  for (size_t i = 0; i < n; ++i) {
+    const uint32_t number = table_row_around(index, tcamv6_read_index_covering(index, addresses + i * TM_KEY_BYTES));
+    write_answer(number != 0 ? tm_key_load_word(index->answers[number].cmpr_addr.bytes) : rest, number != 0, i, keys,
+                 covered);
   }
 }
 
@@ -113,12 +88,6 @@ void translate_by_tries(const tcamv6_state *state, const uint8_t *addresses, siz
   }
 }
 
-// The key of addresses that no row covers: that of ::/0, which is always stored once anything is.
-uint64_t key_of_the_rest(const tcamv6_state *state) {
-  const tm_util_trie_node *root = table_stored_root(state);
-  return root != nullptr && root->tag != 0 ? table_read_form(root).key : 0;
-}
-
 }  // namespace
 
 int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t *addresses, size_t n, uint64_t *keys,
@@ -128,12 +97,13 @@ int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const uint8_t 
       return ZEL_V6COMP_TABLE_E_NULL;
     }
     const tcamv6_state *state = table->state;
-    const uint64_t rest = key_of_the_rest(state);
     const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
-    if (index != nullptr) {
-      translate_by_index(index, addresses, n, rest, keys, covered);
+    if (index == nullptr) {
+      translate_by_tries(state, addresses, n, table_key_of_rest(state), keys, covered);
+    } else if (table_is_ready(&table->ready, index)) {
+      translate_by_ready(&table->ready, addresses, n, keys, covered);
     } else {
-      translate_by_tries(state, addresses, n, rest, keys, covered);
+      translate_by_index(index, addresses, n, table_key_of_rest(state), keys, covered);
     }
     return ZEL_V6COMP_TABLE_OK;
   });
