@@ -21,7 +21,7 @@ WORST = [(name + mode, title + text)
          for name, title in (("new_levels", "new levels"), ("siblings", "siblings"), ("inner_deletes", "inner deletes"),
                              ("block_again", "a block added again"), ("refused_last", "a batch refused at its end"))
          for mode, text in (("", ""), ("_safe", ", safe"), ("_room", ", room"))]
-PEERS = ["v6comp", "bit_trie", "rte_rib6", "rte_fib6", "rte_lpm6", "ndpi_patricia"]
+PEERS = ["v6comp", "table", "table_bulk", "bit_trie", "rte_rib6", "rte_fib6", "rte_lpm6", "rte_lpm6_bulk", "ndpi_patricia"]
 
 
 def text_of(value, pattern="%.2f"):
@@ -66,6 +66,13 @@ def targets(f, memory, seconds):
         ("address lookup / bit trie", f.ratio("lookup_address/60000", "bit_trie_address/60000"), 1),
         ("prefix lookup / bit trie", f.ratio("lookup_prefix/60000", "bit_trie_prefix/60000"), 1),
         ("address lookup / rte_lpm6", f.ratio("peer_lookup/v6comp/60000", "peer_lookup/rte_lpm6/60000"), None),
+        ("a table's translate / rte_lpm6 in bulk",
+         f.ratio("peer_lookup/table_bulk/60000", "peer_lookup/rte_lpm6_bulk/60000"), 1),
+        ("a table's lookup / rte_lpm6", f.ratio("peer_lookup/table/60000", "peer_lookup/rte_lpm6/60000"), 1.5),
+        ("a table's apply of one addition, 160,000 / 1,000 prefixes",
+         f.ratio("table_apply/add/160000", "table_apply/add/1000"), 1.5),
+        ("a table's apply of one removal, 160,000 / 1,000 prefixes",
+         f.ratio("table_apply/remove/160000", "table_apply/remove/1000"), 1.5),
         ("single add / rte_fib6", peer("add"), 1),
         ("single delete / rte_fib6", peer("delete"), 1),
         ("single add, 60,000 / 1,000 prefixes", f.ratio("update/add/60000/1", "update/add/1000/1"), None),
@@ -164,7 +171,7 @@ def peers(f):
 
 
 def report(directory):
-    f = Figures(directory / "v6comp.json", directory / "phases.json", directory / "peers.json")
+    f = Figures(directory / "v6comp.json", directory / "phases.json", directory / "peers.json", directory / "table.json")
     memory_file = directory / "memory.ndjson"
     memory = [json.loads(line) for line in memory_file.read_text().splitlines()] if memory_file.exists() else []
     verify_file = directory / "verify_seconds.txt"

@@ -109,7 +109,7 @@ TEST(TableFaultsAlone, OfAnIndexLeaveLookupsToTheTries) {
     EXPECT_EQ(status, ZEL_V6COMP_TABLE_E_MEMORY);
     ++refused;
   }
-  EXPECT_EQ(refused, 4u);
+  EXPECT_EQ(refused, 5u);
 }
 
 }  // namespace

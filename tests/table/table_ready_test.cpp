@@ -86,7 +86,7 @@ TEST_P(IndexShapes, AnswerAsTheTries) {
 
 INSTANTIATE_TEST_SUITE_P(Tables, IndexShapes,
                          testing::Values(shape{"few", 20, 0, 0, 128}, shape{"short", 600, 0, 1, 20},
-                                         shape{"bushy", 5000, 3, 16, 64}, shape{"one_start", 5000, 12, 20, 48},
+                                         shape{"bushy", 5000, 4, 10, 24}, shape{"one_start", 5000, 12, 20, 48},
                                          shape{"one_byte", 3000, 8, 9, 40}, shape{"far_down", 4000, 60, 60, 128},
                                          shape{"at_two_bytes", 3000, 16, 16, 40}),
                          [](const auto &one) { return one.param.name; });
