@@ -137,7 +137,7 @@ TEST_F(tcamv6_place_test, code_of_64_bits_has_nothing_below_it) {
 // While a level is made, children of it can have their codes still elsewhere: they draw nobody out of the parent.
 TEST_F(tcamv6_place_test, neighbours_outside_the_parents_code_do_not_count) {
   arrange(
-      {{"2001:db8::/32", {"00", "001"}}, {"2001:db8:f000::/48", {"1100", ""}}, {"2001:db8:f001::/48", {"1101", ""}}});
+      {{"2001:db8::/32", {"00", "000"}}, {"2001:db8:f000::/48", {"1100", ""}}, {"2001:db8:f001::/48", {"1101", ""}}});
   EXPECT_EQ(place("2001:db8::/32", "2001:db8:f002::/48").substr(0, 2), "00");
 }
 
