@@ -93,6 +93,9 @@ for name, networks in (("chain", chain), ("hole", hole), ("strays", strays)):
             body += bytes([8, len(part) - 1]) + b"".join(record(n) for n in part)
             body += bytes([1, at]) if choice & 1 else b""
         put("room", f"{name}_{choice}", body + bytes([5, 0, 0]))
+for choice in (0, 3):  # tables: without and with refused memory; changes, an index, lookups, a load, a compression anew
+    body = bytes([choice]) + dice.randbytes(1200)
+    put("table", f"changes_{choice}", body + bytes([2, 3, 4, 3, 1, 0, 20]) + dice.randbytes(400))
 for name, text in {
     "crlf": b"2001:db8::/32\r\n::/0 7\r\n",
     "comments": b"# a table\n\n 2001:db8::/32 5 # here\n\t::/1\n",
