@@ -46,7 +46,7 @@ bool has_pool(uint32_t type) {
 }
 
 // An element that the journal could not note goes back.
-[[gnu::noinline]] void *note_taken(uint32_t type, void *element) {
+void *note_taken(uint32_t type, void *element) {
   if (tm_journal_take(type, element)) {
     return element;
   }
