@@ -48,6 +48,7 @@ void add_commands(v6tool::command_line &line) {
   v6tool::add_plan_command(line);
   v6tool::add_diff_command(line);
   v6tool::add_report_command(line);
+  v6tool::add_explain_command(line);
   v6tool::add_fit_command(line);
   v6tool::add_generate_command(line);
   v6tool::add_churn_command(line);

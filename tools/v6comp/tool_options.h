@@ -44,6 +44,7 @@ void add_update_command(command_line &line);
 void add_plan_command(command_line &line);
 void add_diff_command(command_line &line);
 void add_report_command(command_line &line);
+void add_explain_command(command_line &line);
 void add_fit_command(command_line &line);
 void add_generate_command(command_line &line);
 void add_churn_command(command_line &line);

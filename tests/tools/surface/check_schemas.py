@@ -14,6 +14,7 @@ tool, pages, source = (pathlib.Path(argument).resolve() for argument in sys.argv
 folder = source / "docs/schemas"
 tables = source / "examples/tables"
 base, changes = (source / f"examples/histories/dc_wikimedia.{part}.txt" for part in ("base", "updates"))
+made = source / "tests/tools/cli/input"
 rules = source / "examples/rules/office.csv"
 refused = ["update", "--room", "off", "--policy", "plain", base, changes]
 
@@ -22,6 +23,8 @@ SAMPLES = {
     "acl": [["acl", rules]],
     "acl-prefixes": [["acl", "--what", side, rules] for side in ("sources", "destinations")],
     "acl-summary": [["acl", "--summary", rules]],
+    "explain": [["explain", tables / "office_5.txt", query] for query in ("2001:db8:2:3::/64", "2001:db9::1")],
+    "explain-batch": [["explain", "--update", made / "moving_history.txt", "--batch", "29", made / "moving_table.txt"]],
     "fit": [["fit", tables / "dc_wikimedia_144.txt"], ["fit", base, changes],
             ["fit", "--pool-elements", "default", base, changes], ["fit", source / "tests/tools/cli/input/levels_70.txt"]],
     "generate": [["generate", "-n", "10"]],

@@ -169,6 +169,21 @@ constexpr command_row commands[] = {
      .examples = "v6comp fit routes.txt changes.txt  now and later\n"
                  "v6comp fit --format json --pool-elements default routes.txt  for a monitor, with the library's own "
                  "pools"},
+    {.name = "explain",
+     .purpose = "Say why a code is what it is, or what a batch moved and why",
+     .sets = "table input rows output general",
+     .description =
+         "A code begins with that of the stored prefix next around; the bits behind it are its own. For PREFIX and all "
+         "that is stored around it, anchors and ::/0 included: own bits and the fewest that would do, bits that "
+         "everything inside needs, the most that the code may have for that, and the key, which is the place (the "
+         "dummy) for addresses of the prefix itself.\n\n"
+         "With --update the history is followed up to batch N, and every prefix is shown that this batch moved, and "
+         "for "
+         "which other one.",
+     .good = "done",
+     .no = "the prefix is not in the table, the table does not fit, or the batch was refused",
+     .examples = "v6comp explain routes.txt 2001:db8:1::/48  one code, and those around it\n"
+                 "v6comp explain --update changes.txt --batch 12 routes.txt  what batch 12 moved"},
     {.name = "generate",
      .purpose = "Make up a table to order",
      .sets = "rows output general",

@@ -129,6 +129,31 @@ constexpr column plan_history_columns[] = {
     {"arrived", 7, yes_no, "does the model end as the new table?", true},
 };
 
+constexpr column explain_columns[] = {
+    {"depth", 5, count, "stored prefixes around it"},
+    {"prefix", 43, prefix, "the prefix"},
+    {"kind", 7, choice, "why it is stored", false, "table|anchor|default"},
+    {"code", 21, code, "its compressed prefix"},
+    {"code_length_bits", 0, count, "length of that"},
+    {"own_bits", 8, count, "bits of the code behind that of the prefix around"},
+    {"tight_bits", 10, count, "fewest own bits that leave room for all beside it"},
+    {"need_bits", 9, count, "bits that everything inside needs, packed tightly"},
+    {"limit_bits", 10, count, "most bits that the code may have for that"},
+    {"headroom_bits", 13, count, "of these, not in use"},
+    {"siblings", 8, count, "other stored prefixes next inside the one around"},
+    {"branches", 0, count, "points at which its path parts from those of siblings"},
+    {"dummy", 0, yes_no, "does it keep a place for itself beside what lies inside?"},
+    {"key", 18, address, "its compressed address"},
+    {"reason", 0, text, "why the code is as long as it is"},
+};
+
+constexpr column explain_batch_columns[] = {
+    {"prefix", 43, prefix, "a prefix that the batch moved"},
+    {"from_code", 21, code, "its code before"},
+    {"to_code", 21, code, "its code after"},
+    {"reason", 40, text, "why it moved"},
+};
+
 constexpr column generate_columns[] = {
     {"prefix", 43, prefix, "the prefix"},
 };
@@ -175,6 +200,8 @@ constexpr row_kind kinds[] = {
     {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
     {"diff", "diff", "--format of json, ndjson or csv", "a change", 1, false, diff_columns},
     {"plan-steps", "plan", "with a history and --steps", "a write of a batch", 1, true, plan_steps_columns},
+    {"explain", "explain", "", "a prefix of the chain, the outermost first", 1, false, explain_columns},
+    {"explain-batch", "explain", "--update", "a moved prefix", 1, false, explain_batch_columns},
     {"generate", "generate", "", "a prefix of the table, by address", 1, false, generate_columns},
     {"acl", "acl", "", "a ternary entry", 1, false, acl_columns},
     {"acl-prefixes", "acl", "--what sources, --what destinations", "a prefix of that side", 1, false,

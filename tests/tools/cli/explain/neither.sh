@@ -1,0 +1,1 @@
+v6comp explain $tables/office_5.txt
