@@ -25,7 +25,8 @@ enum class field_kind : uint8_t {
   choice    // one of a few words
 };
 
-struct column {
+// The order is that in which a row of a table reads best.
+struct column {  // NOLINT(clang-analyzer-optin.performance.Padding)
   const char *name;
   int text_width = 0;  // in text where it is not fitted to what comes; 0: not shown there, unless --fields asks for it
   field_kind kind = field_kind::text;
