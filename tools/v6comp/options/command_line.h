@@ -76,6 +76,7 @@ class command_options {
   void choice(const std::string &name, Value &target,
               const std::vector<std::pair<std::string, std::type_identity_t<Value>>> &choices) {
     std::vector<std::string> names;
+    names.reserve(choices.size());
     for (const auto &[choice_name, value] : choices) {
       names.push_back(choice_name);
     }
