@@ -16,6 +16,18 @@ namespace {
 constexpr size_t change_bytes = 22;
 constexpr int schema_version = 1;
 
+constexpr const char *make_table =
+    "CREATE TABLE IF NOT EXISTS operation (place INTEGER PRIMARY KEY, batch INTEGER NOT NULL, kind INTEGER NOT NULL, "
+    "side "
+    "INTEGER NOT NULL, content BLOB NOT NULL)";
+constexpr const char *opening_statements[] = {"PRAGMA locking_mode=EXCLUSIVE",
+                                              "PRAGMA journal_mode=WAL",
+                                              "PRAGMA synchronous=FULL",
+                                              "BEGIN IMMEDIATE",
+                                              make_table,
+                                              "CREATE INDEX IF NOT EXISTS operation_batch ON operation (batch)",
+                                              "COMMIT"};
+
 using statement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)>;
 
 statement prepare(sqlite3 *database, const char *text) {
@@ -101,11 +113,7 @@ batch_journal::batch_journal(const std::string &path) {
     fail(database_ == nullptr ? "no memory" : sqlite3_errmsg(database_));
   }
   sqlite3_busy_timeout(database_, 2000);
-  for (const char *text :
-       {"PRAGMA locking_mode=EXCLUSIVE", "PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL", "BEGIN IMMEDIATE",
-        "CREATE TABLE IF NOT EXISTS operation (place INTEGER PRIMARY KEY, batch INTEGER NOT NULL, "
-        "kind INTEGER NOT NULL, side INTEGER NOT NULL, content BLOB NOT NULL)",
-        "CREATE INDEX IF NOT EXISTS operation_batch ON operation (batch)", "COMMIT"}) {
+  for (const char *text : opening_statements) {
     if (const std::string fault = run(text); !fault.empty()) {
       fail(fault);
     }

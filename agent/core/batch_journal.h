@@ -58,7 +58,7 @@ class batch_journal {
   uint64_t batches() const { return batches_; }
 
  private:
-  std::string run(const char *statement);
+  std::string run(const char *text);
   std::string insert(const table_batch &batch, int64_t number);
   void count();
 

@@ -40,7 +40,7 @@ class route_book {
 
   enum class which { all, withdrawals };
   // Pending changes, at most `most`; they are no longer pending.
-  std::vector<route_change> take(size_t most, which wanted = which::all);
+  std::vector<route_change> take(size_t most, which kinds = which::all);
   // They are pending again, unless the feed has spoken since.
   void give_back(const std::vector<route_change> &changes);
   // One prefix is pending again, whatever is known of it.

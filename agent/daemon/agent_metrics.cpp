@@ -87,7 +87,7 @@ struct agent_metrics::families {
     gauge->Set(value);
   }
   void set_tables(const switch_agent &agent);
-  void count_all(const agent_counters &counters);
+  void count_all(const agent_counters &now);
 };
 
 agent_metrics::agent_metrics(const std::string &address) : families_(std::make_unique<families>()) {
