@@ -132,7 +132,7 @@ plan_hardware::plan_hardware(uint32_t slots, bool simulate) : n_slots_(slots) {
   }
   slots_.reset(opened);
   if (simulate) {
-    models_.emplace(table_model::two_stage_hardware(), table_model::first_match_tcam(slots));
+    models_.emplace(models{table_model::two_stage_hardware(), table_model::first_match_tcam(slots)});
   }
 }
 

@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <memory>
 
+#include "hardware_rows.h"
 #include "live_options.h"
 #include "plan_hardware.h"
 #include "prefix_text.h"
 #include "progress_note.h"
-#include "table_rows.h"
 #include "table_session.h"
 
 namespace v6tool {

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "full_refusal.h"
+#include "hardware_rows.h"
 #include "instance_check.h"
 #include "prefix_text.h"
 #include "room_check.h"
-#include "table_rows.h"
 
 namespace v6tool {
 

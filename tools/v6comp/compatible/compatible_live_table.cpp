@@ -6,10 +6,10 @@
 #include <algorithm>
 
 #include "compatible_refusal.h"
+#include "hardware_rows.h"
 #include "instance_check.h"
 #include "pool_sizing.h"
 #include "prefix_text.h"
-#include "table_rows.h"
 
 namespace v6tool {
 
@@ -134,10 +134,10 @@ compatible_live_table::forms compatible_live_table::current_forms() const {
   forms result;
   result.reserve(owned_.size() + 1);
   if (owned_.weight_of({}) == 0) {
-    result.emplace_back(ip_prefix{}, view().translate({}));
+    result.emplace_back(ip_prefix{}, instance_->view().translate({}));
   }
   for (const auto &[prefix, weight] : owned_.owned()) {
-    result.emplace_back(prefix, view().translate(prefix));
+    result.emplace_back(prefix, instance_->view().translate(prefix));
   }
   return result;
 }

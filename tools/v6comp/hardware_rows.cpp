@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "table_rows.h"
+#include "hardware_rows.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// table_rows.h - whole tables as the hardware holds them, and the writes from one to another.
-#ifndef TABLE_ROWS_H
-#define TABLE_ROWS_H
+// hardware_rows.h - whole tables as the hardware holds them, and the writes from one to another.
+#ifndef HARDWARE_ROWS_H
+#define HARDWARE_ROWS_H
 
 #include <vector>
 
