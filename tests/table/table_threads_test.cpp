@@ -6,6 +6,7 @@
 #include <shared_mutex>
 #include <thread>
 
+#include "table_record.h"
 #include "table_twin.h"
 
 namespace {
@@ -75,6 +76,22 @@ TEST(TableThreads, EightReadersAndAChange) {
   EXPECT_EQ(wrong, 0u);
   twin.check_rows();
   twin.check_lookups();
+}
+
+// A build with assertions counts its readers; others cannot notice.
+TEST(TableThreads, AChangeThatMeetsAReaderIsRefusedWhereItCanBeNoticed) {
+  table_twin twin;
+  ASSERT_EQ(twin.load({{parse("2001:db8::/32"), true, 1}}), ZEL_V6COMP_TABLE_OK);
+  ASSERT_EQ(table_begin_reading(twin.table), ZEL_V6COMP_TABLE_OK);
+  const int32_t met = twin.apply({{parse("2001:db8:1::/48"), true, 2}});
+  table_end_reading();
+#ifdef NDEBUG
+  EXPECT_EQ(met, ZEL_V6COMP_TABLE_OK);
+#else
+  EXPECT_EQ(met, ZEL_V6COMP_TABLE_E_BUSY);
+#endif
+  EXPECT_EQ(twin.apply({{parse("2001:db8:2::/48"), true, 3}}), ZEL_V6COMP_TABLE_OK);
+  twin.check_rows();
 }
 
 }  // namespace
