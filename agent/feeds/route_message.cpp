@@ -5,6 +5,7 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <optional>
@@ -123,17 +124,18 @@ message_reading take_route_message(const nlmsghdr *header, const message_rules &
 block_reading take_route_block(const void *block, size_t bytes, const message_rules &rules, route_sink &sink) {
   block_reading reading;
   const auto *at = static_cast<const uint8_t *>(block);
-  auto left = static_cast<int>(bytes);
+  size_t left = bytes;
   while (left > 0) {
     const auto *header = reinterpret_cast<const nlmsghdr *>(at);
-    if (!mnl_nlmsg_ok(header, left)) {
+    // libmnl's own check takes lengths for signed, and lets those of 2 GiB and more pass.
+    if (left < sizeof *header || header->nlmsg_len < sizeof *header || header->nlmsg_len > left) {
       ++reading.malformed;
       break;
     }
     const message_reading one = take_route_message(header, rules, sink);
     reading.routes += one == message_reading::route ? 1 : 0;
     reading.malformed += one == message_reading::malformed ? 1 : 0;
-    const int step = static_cast<int>(MNL_ALIGN(header->nlmsg_len));
+    const size_t step = std::min<size_t>(MNL_ALIGN(header->nlmsg_len), left);
     left -= step;
     at += step;
   }

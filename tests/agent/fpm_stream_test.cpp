@@ -107,6 +107,17 @@ TEST_F(FpmStream, a_bad_message_is_left_out_and_the_stream_goes_on) {
   EXPECT_EQ(sink.announced, 1U);
 }
 
+// As a signed number such a length is below that of any frame.
+TEST_F(FpmStream, a_message_that_says_two_gigabytes_is_left_out) {
+  for (const uint8_t top : {uint8_t{0x80}, uint8_t{0xff}}) {
+    std::vector<uint8_t> message = route_message_bytes({.prefix = some});
+    message[3] = top;  // of nlmsg_len, least significant byte first
+    EXPECT_TRUE(take(fpm_frame(message)));
+  }
+  EXPECT_EQ(sink.bad, 2U);
+  EXPECT_EQ(sink.announced, 0U);
+}
+
 TEST_F(FpmStream, a_frame_that_cannot_be_stepped_over_breaks_the_stream) {
   for (const std::vector<uint8_t> &start : {std::vector<uint8_t>{2, 1, 0, 8}, std::vector<uint8_t>{1, 1, 0, 3}}) {
     remembering_sink own;

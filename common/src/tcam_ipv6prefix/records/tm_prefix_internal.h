@@ -22,14 +22,14 @@ constexpr tm_prefix_masks tm_prefix_make_masks() {
   return masks;
 }
 
-inline constexpr tm_prefix_masks tm_prefix_compared = tm_prefix_make_masks();
+static constexpr tm_prefix_masks tm_prefix_compared = tm_prefix_make_masks();
 
 static_assert(tm_prefix_compared.of[44] == tm_key_number{0xFFFFFFFFFF0F0000} << 64);
 static_assert(static_cast<uint64_t>(tm_prefix_compared.of[127]) == 0xFFFFFFFFFFFFFF7F);
 static_assert(tm_prefix_compared.of[0] == 0 && tm_prefix_compared.of[128] == ~tm_key_number{0});
 
 // Those of an address with a length of any size: above 128 it counts as 128.
-inline tm_key_number tm_prefix_compared_bits(const uint8_t *address, uint8_t length) {
+static inline tm_key_number tm_prefix_compared_bits(const uint8_t *address, uint8_t length) {
   return tm_key_load(address) & tm_prefix_compared.of[length < TM_KEY_BITS ? length : uint8_t{TM_KEY_BITS}];
 }
 
