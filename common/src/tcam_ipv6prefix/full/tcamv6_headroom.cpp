@@ -37,6 +37,8 @@
 // comparisons of r are signed. Cost: one visit a prefix.
 #include "tcamv6_headroom.h"
 
+#include <cassert>
+
 #include "tm_debug.h"
 #include "tm_pcmpr_trie.h"
 
@@ -117,6 +119,7 @@ int32_t set_child(const tcamv6_state *state, tcamv6_anc_data *root, tm_n_ary_nod
   if (measured != TM_OK) {
     return measured;
   }
+  assert(place != nullptr);  // or there would have been no path
   // A full-length prefix has nothing below it.
   if (tm_trie_node(child->orig)->len == state->max_pref_len) {
     tcamv6_anc_set_uses_pcmpr(child, true);
