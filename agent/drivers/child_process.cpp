@@ -115,6 +115,7 @@ child_answer run_child(const std::vector<std::string> &command, std::string_view
   pipe_ends out;
   pipe_ends err;
   std::vector<char *> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string &word : command) {
     arguments.push_back(const_cast<char *>(word.c_str()));
   }
