@@ -38,29 +38,54 @@ std::optional<uint32_t> number_in(const nlattr *attribute) {
   return mnl_attr_get_u32(attribute);
 }
 
-// The first next hop's interface of a route with several.
-std::optional<uint32_t> first_interface(const nlattr *multipath) {
-  if (multipath == nullptr || mnl_attr_get_payload_len(multipath) < sizeof(rtnexthop)) {
-    return std::nullopt;
-  }
-  rtnexthop hop;
-  std::memcpy(&hop, mnl_attr_get_payload(multipath), sizeof hop);
-  return static_cast<uint32_t>(hop.rtnh_ifindex);
-}
-
 bool leads_nowhere(uint8_t type) {
   return type == RTN_BLACKHOLE || type == RTN_UNREACHABLE || type == RTN_PROHIBIT || type == RTN_THROW;
 }
 
-uint32_t egress_of_route(const rtmsg &route, const attributes &found, const egress_map &egress) {
-  if (leads_nowhere(route.rtm_type)) {
-    return 0;
+std::array<uint8_t, 16> gateway_in(const nlattr *attribute) {
+  std::array<uint8_t, 16> gateway{};
+  if (attribute != nullptr && mnl_attr_get_payload_len(attribute) == gateway.size()) {
+    std::memcpy(gateway.data(), mnl_attr_get_payload(attribute), gateway.size());
   }
-  std::optional<uint32_t> interface = number_in(found[RTA_OIF]);
-  if (!interface) {
-    interface = first_interface(found[RTA_MULTIPATH]);
+  return gateway;
+}
+
+// The next hops of a route with several. One that is cut off ends them.
+void read_hops(const nlattr *multipath, const message_rules &rules, route_message &message) {
+  const auto *at = static_cast<const uint8_t *>(mnl_attr_get_payload(multipath));
+  size_t left = mnl_attr_get_payload_len(multipath);
+  const uint32_t metric = message.paths.front().metric;
+  message.paths.clear();
+  rtnexthop hop;
+  while (left >= sizeof hop) {
+    std::memcpy(&hop, at, sizeof hop);
+    if (hop.rtnh_len < sizeof hop || hop.rtnh_len > left) {
+      break;
+    }
+    attribute_search search;
+    mnl_attr_parse_payload(at + sizeof hop, hop.rtnh_len - sizeof hop, note_attribute, &search);
+    const auto interface = static_cast<uint32_t>(hop.rtnh_ifindex);
+    message.paths.push_back(
+        {metric, interface, gateway_in(search.found[RTA_GATEWAY]), rules.egress.port_of(interface)});
+    const size_t step = std::min<size_t>(RTNH_ALIGN(hop.rtnh_len), left);
+    at += step;
+    left -= step;
   }
-  return interface ? egress.port_of(*interface) : egress.otherwise;
+}
+
+void read_paths(const rtmsg &route, const attributes &found, const message_rules &rules, route_message &message) {
+  const std::optional<uint32_t> interface = number_in(found[RTA_OIF]);
+  const bool nowhere = leads_nowhere(route.rtm_type);
+  const uint32_t egress = nowhere ? 0 : interface ? rules.egress.port_of(*interface) : rules.egress.otherwise;
+  const route_path only{number_in(found[RTA_PRIORITY]).value_or(0), interface.value_or(0),
+                        gateway_in(found[RTA_GATEWAY]), egress};
+  message.paths.assign(1, only);
+  if (!nowhere && !interface && found[RTA_MULTIPATH] != nullptr) {
+    read_hops(found[RTA_MULTIPATH], rules, message);
+    if (message.paths.empty()) {
+      message.paths.assign(1, only);
+    }
+  }
 }
 
 // The destination; ::/0 has no attribute. False: bits that do not fit their length.
@@ -90,7 +115,7 @@ bool is_of_use(const rtmsg &route, const attributes &found, const message_rules 
 
 }  // namespace
 
-message_reading take_route_message(const nlmsghdr *header, const message_rules &rules, route_sink &sink) {
+message_reading read_route_message(const nlmsghdr *header, const message_rules &rules, route_message &message) {
   if (header->nlmsg_type != RTM_NEWROUTE && header->nlmsg_type != RTM_DELROUTE) {
     return message_reading::of_no_use;
   }
@@ -109,16 +134,24 @@ message_reading take_route_message(const nlmsghdr *header, const message_rules &
   if (!is_of_use(route, search.found, rules)) {
     return message_reading::of_no_use;
   }
-  v6tool::ip_prefix prefix;
-  if (!destination_of(route, search.found[RTA_DST], prefix)) {
+  if (!destination_of(route, search.found[RTA_DST], message.prefix)) {
     return message_reading::malformed;
   }
-  if (header->nlmsg_type == RTM_NEWROUTE) {
-    sink.announce(prefix, egress_of_route(route, search.found, rules.egress));
-  } else {
-    sink.withdraw(prefix);
-  }
+  message.comes = header->nlmsg_type == RTM_NEWROUTE;
+  message.replaces = message.comes && (header->nlmsg_flags & NLM_F_REPLACE) != 0;
+  read_paths(route, search.found, rules, message);
   return message_reading::route;
+}
+
+message_reading take_route_message(const nlmsghdr *header, const message_rules &rules, route_sink &sink) {
+  route_message message;
+  const message_reading reading = read_route_message(header, rules, message);
+  if (reading == message_reading::route && message.comes) {
+    sink.announce(message.prefix, message.paths.front().egress);
+  } else if (reading == message_reading::route) {
+    sink.withdraw(message.prefix);
+  }
+  return reading;
 }
 
 block_reading take_route_block(const void *block, size_t bytes, const message_rules &rules, route_sink &sink) {

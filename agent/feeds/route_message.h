@@ -3,10 +3,12 @@
 #ifndef ROUTE_MESSAGE_H
 #define ROUTE_MESSAGE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "prefix_value.h"
 #include "route_sink.h"
@@ -37,6 +39,27 @@ struct message_rules {
   egress_map egress;
   uint32_t table = 254;  // of the kernel's routing tables: main
 };
+
+// One way of a route. Two are the same when all is.
+struct route_path {
+  uint32_t metric = 0;
+  uint32_t interface = 0;             // 0: none is said
+  std::array<uint8_t, 16> gateway{};  // all 0: none
+  uint32_t egress = 0;
+
+  bool operator==(const route_path &) const = default;
+};
+
+struct route_message {
+  v6tool::ip_prefix prefix;
+  bool comes = false;             // or goes
+  bool replaces = false;          // with `comes`: the paths of this metric that stood before are gone
+  std::vector<route_path> paths;  // at least one; of one metric
+};
+
+// The route in one message. `message` is whole only when the answer is `route`. `header` and all that its length says
+// lie inside the block.
+message_reading read_route_message(const nlmsghdr *header, const message_rules &rules, route_message &message);
 
 // Tell the sink of the route in one message of a block of netlink messages. `header` and all that its length says lie
 // inside the block.
