@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -56,11 +57,17 @@ void control_server::accept_client() {
     return;
   }
   if (clients_.size() >= most_clients) {
-    close(file);
-    return;
+    make_room();
   }
-  clients_[file] = {};
+  clients_[file].number = ++accepted_;
   loop_.watch(file, EPOLLIN, [this, file](uint32_t) { serve(file); });
+}
+
+// Who says nothing must not keep others away: the one that has been here longest goes.
+void control_server::make_room() {
+  const auto oldest = std::min_element(clients_.begin(), clients_.end(),
+                                       [](const auto &a, const auto &b) { return a.second.number < b.second.number; });
+  let_go(oldest->first);
 }
 
 // True: the request is whole.

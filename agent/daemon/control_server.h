@@ -3,6 +3,7 @@
 #ifndef CONTROL_SERVER_H
 #define CONTROL_SERVER_H
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -27,18 +28,21 @@ class control_server {
     std::string request;
     std::string answer;
     size_t sent = 0;
+    uint64_t number = 0;  // they are numbered as they come
     bool answered = false;
   };
   void accept_client();
   void serve(int file);
   bool read_request(int file, client &one);
   void let_go(int file);
+  void make_room();
 
   event_loop &loop_;
   std::string path_;
   answerer answer_;
   int listener_ = -1;
   std::map<int, client> clients_;
+  uint64_t accepted_ = 0;
 };
 
 }  // namespace v6agent
