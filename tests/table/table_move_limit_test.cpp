@@ -92,4 +92,47 @@ TEST(TableMoveLimit, IsTheMostThatAChangeMoves) {
   EXPECT_GT(limited, 0u);
 }
 
+bool same_row(const zel_v6comp_table_row &a, const zel_v6comp_table_row &b) {
+  return std::equal(std::begin(a.address), std::end(a.address), std::begin(b.address)) && a.length == b.length &&
+         a.code == b.code && a.key == b.key && a.word == b.word && a.code_length == b.code_length;
+}
+
+std::vector<zel_v6comp_table_row> rows_of(const zel_v6comp_table *table) {
+  std::vector<zel_v6comp_table_row> rows(100);
+  zel_v6comp_table_place place = ZEL_V6COMP_TABLE_PLACE_INIT;
+  const int32_t n = zel_v6comp_table_rows(table, &place, rows.data(), 100);
+  EXPECT_GE(n, 0);
+  rows.resize(static_cast<size_t>(std::max(n, 0)));
+  return rows;
+}
+
+// Beside the one that would move others stand another addition and a new word: neither is made.
+TEST(TableMoveLimit, ARefusedChangeChangesNothing) {
+  uint32_t refused = 0;
+  for (uint32_t seed = 1; seed <= 40; ++seed) {
+    zel_v6comp_table *table = open_with(ZEL_V6COMP_TABLE_NO_MOVES);
+    const std::vector<prefix> prefixes = crowded(seed);
+    for (const prefix &p : prefixes) {
+      const std::vector<zel_v6comp_table_row> before = rows_of(table);
+      std::vector<zel_v6comp_table_change> changes = {addition(p)};
+      zel_v6comp_table_outcome outcome = ZEL_V6COMP_TABLE_OUTCOME_INIT;
+      if (zel_v6comp_table_apply(table, changes.data(), 1, &outcome) == ZEL_V6COMP_TABLE_OK) {
+        continue;
+      }
+      ++refused;
+      changes.push_back(addition({tm_key_number{0x20010db9} << 96, uint8_t{32}}));
+      changes.push_back(addition(prefixes.front()));
+      changes.back().word = 77;
+      ASSERT_EQ(zel_v6comp_table_apply(table, changes.data(), changes.size(), &outcome), ZEL_V6COMP_TABLE_E_MOVES);
+      EXPECT_EQ(outcome.n_writes, 0U);
+      EXPECT_EQ(outcome.added + outcome.moved + outcome.present, 0U);
+      const std::vector<zel_v6comp_table_row> after = rows_of(table);
+      ASSERT_TRUE(std::equal(before.begin(), before.end(), after.begin(), after.end(), same_row)) << "seed " << seed;
+      break;
+    }
+    EXPECT_EQ(zel_v6comp_table_close(table), ZEL_V6COMP_TABLE_OK);
+  }
+  EXPECT_GT(refused, 0U);
+}
+
 }  // namespace
