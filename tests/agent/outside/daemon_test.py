@@ -191,13 +191,13 @@ class Daemon(AgentTest):
         for request in (b"\n", b"[]\n", b"{\n", b'{"command": 5}\n', b'{"command": "fly"}\n', b"\xff\xfe\n",
                         b'{"command": "\xc3\x28"}\n', b'{"command": "lookup", "address": []}\n'):
             with socket.socket(socket.AF_UNIX) as asking:
-                asking.settimeout(PATIENCE)
                 asking.connect(agent.control)
+                asking.settimeout(PATIENCE)
                 asking.sendall(request)
                 self.assertIn(b'"error"', asking.recv(1 << 16), request)
         with socket.socket(socket.AF_UNIX) as asking:
-            asking.settimeout(PATIENCE)
             asking.connect(agent.control)
+            asking.settimeout(PATIENCE)
             try:
                 for _ in range(64):
                     asking.sendall(b"x" * 4096)
@@ -212,8 +212,8 @@ class Daemon(AgentTest):
         for _ in range(40):
             one = socket.socket(socket.AF_UNIX)
             self.addCleanup(one.close)
+            one.connect(agent.control)  # waits its turn, as v6compctl does
             one.settimeout(PATIENCE)
-            one.connect(agent.control)
             silent.append(one)
         self.assertEqual(agent.ask("status").returncode, 0)
         self.assertEqual(silent[0].recv(1), b"")  # let go

@@ -12,7 +12,7 @@ import sys
 import time
 
 import agent_process
-from agent_process import AgentTest, wait_for
+from agent_process import Agent, AgentTest, wait_for
 
 INSIDE = "V6COMP_TEST_NAMESPACE"
 PORTS = {"left": 7, "right": 8}
@@ -67,13 +67,13 @@ class KernelFeed(AgentTest):
         ip("addr", "add", "2001:db8:1::1/64", "dev", "left", "nodad")
         ip("addr", "add", "2001:db8:2::1/64", "dev", "right", "nodad")
 
-    def follow(self, *options: str):
+    def follow(self, *options: str) -> Agent:
         ports = [word for link, port in PORTS.items() for word in ("--port", f"{link}={port}")]
         agent = self.agent("--kernel", *ports, "--other-port", str(OTHER_PORT), "--metrics", "", *options)
         agent.start()
         return agent
 
-    def assert_follows(self, agent, table: str = "main") -> None:
+    def assert_follows(self, agent: Agent, table: str = "main") -> None:
         """The agent has what the kernel has, within a time."""
         wanted = kernel_routes(table)
         try:
@@ -202,7 +202,8 @@ class KernelFeed(AgentTest):
         agent = self.follow("--expected-prefixes", "65536")
         self.assert_follows(agent)
         os.kill(agent.process.pid, signal.SIGSTOP)
-        lines = [f"{what} 2001:db8:{i:x}::/48 dev right" for i in range(0x4000, 0x7000) for what in ("route add", "route del")]
+        storm = range(0x4000, 0x7000)
+        lines = [f"route {what} 2001:db8:{i:x}::/48 dev right" for i in storm for what in ("add", "del")]
         ip_batch(lines)
         ip_batch([f"route del 2001:db8:{i:x}::/48 dev left" for i in range(0x1000, 0x1080)])
         ip("route", "add", "2001:db8:4444::/48", "dev", "right")
