@@ -5,7 +5,7 @@ namespace v6tool {
 
 namespace {
 
-// Inside '...' and inside [...] of a specification.
+// Inside '...', and inside [...] of what _arguments takes.
 std::string quoted(std::string_view text, std::string_view special) {
   std::string out;
   for (const char c : text) {
@@ -32,7 +32,7 @@ std::string action_of(const command_row &command, const option_row &row) {
 }
 
 // '(-f --format)'{-f+,--format=}'[how rows are written]:text|json:(text json)'
-std::string option_specification(const command_row &command, const option_row &row) {
+std::string option_entry(const command_row &command, const option_row &row) {
   const std::vector<std::string> names = names_of(row);
   const bool takes = row.kind != value_kind::flag;
   std::string out = "'(" + join_names(names, " ") + ")'";
@@ -49,17 +49,17 @@ std::string option_specification(const command_row &command, const option_row &r
   return out + "'";
 }
 
-std::string argument_specification(const command_row &command, const option_row &row, size_t place) {
+std::string argument_entry(const command_row &command, const option_row &row, size_t place) {
   const std::string where = is_list(row) ? "*" : std::to_string(place);
   return "'" + where + ":" + argument_name(row) + ":" + quoted(action_of(command, row), "") + "'";
 }
 
-std::string specifications(const command_row &command, const char *indent) {
+std::string entries(const command_row &command, const char *indent) {
   std::string out;
   size_t place = 0;
   for (const option_row *row : options_of(command)) {
     out += " \\\n" + std::string(indent) +
-           (is_argument(*row) ? argument_specification(command, *row, ++place) : option_specification(command, *row));
+           (is_argument(*row) ? argument_entry(command, *row, ++place) : option_entry(command, *row));
   }
   return out;
 }
@@ -71,7 +71,7 @@ std::string zsh_completion() {
       "#compdef v6comp\n# zsh completion for v6comp; made from the tool's table of options\n\n"
       "_v6comp() {\n  local curcontext=$curcontext state line\n  typeset -A opt_args\n"
       "  _arguments -C -s -S" +
-      specifications(tool_row(), "    ") +
+      entries(tool_row(), "    ") +
       " \\\n    '1:command:->command' \\\n    '*::argument:->argument' && return\n"
       "  case $state in\n    command)\n      local -a commands=(\n";
   for (const command_row &command : command_rows()) {
@@ -79,8 +79,8 @@ std::string zsh_completion() {
   }
   out += "      )\n      _describe command commands\n      ;;\n    argument)\n      case $words[1] in\n";
   for (const command_row &command : command_rows()) {
-    out += "        " + std::string(command.name) + ")\n          _arguments -s -S" +
-           specifications(command, "            ") + "\n          ;;\n";
+    out += "        " + std::string(command.name) + ")\n          _arguments -s -S" + entries(command, "            ") +
+           "\n          ;;\n";
   }
   return out + "      esac\n      ;;\n  esac\n}\n\n_v6comp \"$@\"\n";
 }
