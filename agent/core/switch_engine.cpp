@@ -232,13 +232,13 @@ switch_plan switch_engine::rest_of_the_way(const switch_image &found, reconcile_
   const size_t foreign = differences;
   for (size_t i = way_.size(); i > 0; --i) {
     const planned_step &step = way_[i - 1];
-    for (size_t j = 0; j < step.undo.size(); ++j) {
-      differences -= same_place(image, found, step.undo[j]) ? 0 : 1;
-      apply_write(image, step.undo[j]);
-      differences += same_place(image, found, step.undo[j]) ? 0 : 1;
+    for (size_t j = step.undo.size(); j > 0; --j) {
+      const switch_write &undo = step.undo[j - 1];
+      differences -= same_place(image, found, undo) ? 0 : 1;
+      apply_write(image, undo);
+      differences += same_place(image, found, undo) ? 0 : 1;
       if (differences == 0) {
-        const auto undone = static_cast<ptrdiff_t>(j) + 1;
-        switch_plan rest{{{step.writes.end() - undone, step.writes.end()}, {}}};
+        switch_plan rest{{{step.writes.begin() + static_cast<ptrdiff_t>(j) - 1, step.writes.end()}, {}}};
         rest.insert(rest.end(), way_.begin() + static_cast<ptrdiff_t>(i), way_.end());
         result.outstanding = count_writes(rest);
         return rest;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "write_planner.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace v6agent {
@@ -29,7 +28,8 @@ void visit_places(const policy_rule &rule, size_t index, const code_match &sourc
 switch_plan way_back(const switch_plan &plan, size_t done) {
   switch_plan back;
   for (size_t i = done; i > 0; --i) {
-    back.push_back({plan[i - 1].undo, plan[i - 1].writes});
+    const auto &[writes, undo] = plan[i - 1];
+    back.push_back({{undo.rbegin(), undo.rend()}, {writes.rbegin(), writes.rend()}});
   }
   return back;
 }
@@ -63,7 +63,6 @@ void write_planner::emit(const switch_write &write, int phase, switch_plan &plan
 }
 
 void write_planner::take_writes(side which, std::span<const zel_v6comp_table_write> writes, switch_plan &plan) {
-  const size_t first = plan.size();
   phase_ = 0;
   for (const zel_v6comp_table_write &write : writes) {
     const lookup_place place{which, prefix_of(write.address, write.length)};
@@ -82,9 +81,6 @@ void write_planner::take_writes(side which, std::span<const zel_v6comp_table_wri
         take_code(which, write, plan);
         break;
     }
-  }
-  for (size_t i = first; i < plan.size(); ++i) {
-    std::reverse(plan[i].undo.begin(), plan[i].undo.end());
   }
 }
 
@@ -124,7 +120,6 @@ void write_planner::take_words(side which, std::span<const zel_v6comp_table_chan
   if (which == side::source) {
     return;
   }
-  const size_t first = plan.size();
   phase_ = 0;
   for (const zel_v6comp_table_change &change : changes) {
     const lookup_place place{which, prefix_of(change.address, change.length)};
@@ -136,9 +131,6 @@ void write_planner::take_words(side which, std::span<const zel_v6comp_table_chan
     if (at->second.egress != egress_of(row.word)) {
       emit(put_lookup(place, {at->second.key, egress_of(row.word)}), words, plan);
     }
-  }
-  for (size_t i = first; i < plan.size(); ++i) {
-    std::reverse(plan[i].undo.begin(), plan[i].undo.end());
   }
 }
 
@@ -180,7 +172,6 @@ void write_planner::take_policy(packet_policy policy, switch_plan &plan) {
   }
 
   const std::map<rule_place, rule_action> wanted = rules_wanted();
-  const size_t first = plan.size();
   phase_ = 0;
   switch_step writes;
   for (auto rule = wanted.rbegin(); rule != wanted.rend(); ++rule) {
@@ -196,9 +187,6 @@ void write_planner::take_policy(packet_policy policy, switch_plan &plan) {
   }
   for (const switch_write &write : writes) {
     emit(write, rules, plan);
-  }
-  for (size_t i = first; i < plan.size(); ++i) {
-    std::reverse(plan[i].undo.begin(), plan[i].undo.end());
   }
 }
 

@@ -17,10 +17,10 @@
 
 namespace v6agent {
 
-// Writes that go to the switch together, and those that take them back, both in the order to follow.
+// Writes that go to the switch together, and for each of them the one that takes it back.
 struct planned_step {
   switch_step writes;
-  switch_step undo;
+  switch_step undo;  // to follow from the last to the first
 };
 using switch_plan = std::vector<planned_step>;
 
