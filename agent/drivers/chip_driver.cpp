@@ -25,7 +25,7 @@ driver_answer chip_driver::write(const switch_step &step) {
     if (const std::string reason = do_one(write); !reason.empty()) {
       return give_up(undo, reason);
     }
-    undo.insert(undo.begin(), apply_write(held_, write));
+    undo.push_back(apply_write(held_, write));
   }
   return {};
 }
@@ -34,12 +34,12 @@ driver_answer chip_driver::give_up(const switch_step &undo, const std::string &r
   if (!calls_.answers()) {
     return {driver_status::unreachable, reason};
   }
-  for (const switch_write &write : undo) {
-    if (const std::string again = do_one(write); !again.empty()) {
+  for (auto write = undo.rbegin(); write != undo.rend(); ++write) {
+    if (const std::string again = do_one(*write); !again.empty()) {
       // Neither done nor undone: the agent has to read what is there.
       return {driver_status::unreachable, reason + "; and the way back: " + again};
     }
-    apply_write(held_, write);
+    apply_write(held_, *write);
   }
   return {driver_status::refused, reason};
 }
