@@ -18,8 +18,7 @@ constexpr int schema_version = 1;
 
 constexpr const char *make_table =
     "CREATE TABLE IF NOT EXISTS operation (place INTEGER PRIMARY KEY, batch INTEGER NOT NULL, kind INTEGER NOT NULL, "
-    "side "
-    "INTEGER NOT NULL, content BLOB NOT NULL)";
+    "side INTEGER NOT NULL, content BLOB NOT NULL)";
 constexpr const char *opening_statements[] = {"PRAGMA locking_mode=EXCLUSIVE",
                                               "PRAGMA journal_mode=WAL",
                                               "PRAGMA synchronous=FULL",
@@ -103,38 +102,37 @@ table_operation operation_from(sqlite3_stmt *row) {
 }  // namespace
 
 batch_journal::batch_journal(const std::string &path) {
-  const auto fail = [this, &path](const std::string &reason) {
-    const std::string text = path + ": " + reason;
-    sqlite3_close(database_);
-    database_ = nullptr;
-    throw std::runtime_error(text);
-  };
-  if (sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) != SQLITE_OK) {
-    fail(database_ == nullptr ? "no memory" : sqlite3_errmsg(database_));
-  }
-  sqlite3_busy_timeout(database_, 2000);
-  for (const char *text : opening_statements) {
-    if (const std::string fault = run(text); !fault.empty()) {
-      fail(fault);
-    }
-  }
+  const int answer = sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   try {
-    const int64_t version = number_from(database_, "PRAGMA user_version");
-    if (version == 0) {
-      run("PRAGMA user_version=1");
-    } else if (version != schema_version) {
-      fail("written by another version of the agent");
+    if (answer != SQLITE_OK) {
+      throw std::runtime_error(sqlite3_errmsg(database_));
     }
-    count();
+    set_up();
   } catch (const std::exception &error) {
-    if (database_ != nullptr) {
-      fail(error.what());
-    }
-    throw;
+    sqlite3_close(database_);
+    throw std::runtime_error(path + ": " + error.what());
   }
 }
 
 batch_journal::~batch_journal() { sqlite3_close(database_); }
+
+void batch_journal::set_up() {
+  sqlite3_busy_timeout(database_, 2000);
+  for (const char *text : opening_statements) {
+    if (const std::string fault = run(text); !fault.empty()) {
+      throw std::runtime_error(fault);
+    }
+  }
+  const int64_t version = number_from(database_, "PRAGMA user_version");
+  if (version == 0) {
+    if (const std::string fault = run("PRAGMA user_version=1"); !fault.empty()) {
+      throw std::runtime_error(fault);
+    }
+  } else if (version != schema_version) {
+    throw std::runtime_error("written by another version of the agent");
+  }
+  count();
+}
 
 std::string batch_journal::run(const char *text) {
   return sqlite3_exec(database_, text, nullptr, nullptr, nullptr) == SQLITE_OK ? "" : sqlite3_errmsg(database_);
@@ -143,8 +141,9 @@ std::string batch_journal::run(const char *text) {
 void batch_journal::count() {
   last_ = number_from(database_, "SELECT COALESCE(MAX(batch), 0) FROM operation");
   batches_ = static_cast<uint64_t>(number_from(database_, "SELECT COUNT(DISTINCT batch) FROM operation"));
-  changes_since_load_ = static_cast<uint64_t>(
-      number_from(database_, "SELECT COALESCE(SUM(LENGTH(content)), 0) / 22 FROM operation WHERE kind = 1"));
+  changes_since_load_ = static_cast<uint64_t>(number_from(
+                            database_, "SELECT COALESCE(SUM(LENGTH(content)), 0) FROM operation WHERE kind = 1")) /
+                        change_bytes;
 }
 
 std::string batch_journal::insert(const table_batch &batch, int64_t number) {
@@ -165,16 +164,27 @@ std::string batch_journal::insert(const table_batch &batch, int64_t number) {
   return "";
 }
 
-std::string batch_journal::append(const table_batch &batch) {
+// All of `work`, or nothing of it.
+template <class Work>
+std::string batch_journal::in_transaction(Work work) {
   std::string fault = run("BEGIN IMMEDIATE");
-  if (fault.empty()) {
-    fault = insert(batch, last_ + 1);
+  try {
+    fault = fault.empty() ? work() : fault;
+  } catch (const std::exception &error) {
+    fault = error.what();
   }
   if (fault.empty()) {
     fault = run("COMMIT");
   }
   if (!fault.empty()) {
     run("ROLLBACK");
+  }
+  return fault;
+}
+
+std::string batch_journal::append(const table_batch &batch) {
+  const std::string fault = in_transaction([&] { return insert(batch, last_ + 1); });
+  if (!fault.empty()) {
     return fault;
   }
   ++last_;
@@ -186,38 +196,23 @@ std::string batch_journal::append(const table_batch &batch) {
 }
 
 std::string batch_journal::remove_last() {
-  std::string fault = run("BEGIN IMMEDIATE");
+  const std::string fault =
+      in_transaction([this] { return run("DELETE FROM operation WHERE batch = (SELECT MAX(batch) FROM operation)"); });
   if (fault.empty()) {
-    fault = run("DELETE FROM operation WHERE batch = (SELECT MAX(batch) FROM operation)");
+    count();
   }
-  if (fault.empty()) {
-    fault = run("COMMIT");
-  }
-  if (!fault.empty()) {
-    run("ROLLBACK");
-    return fault;
-  }
-  count();
-  return "";
+  return fault;
 }
 
 std::string batch_journal::replace_all(const table_batch &batch) {
-  std::string fault = run("BEGIN IMMEDIATE");
+  const std::string fault = in_transaction([&] {
+    const std::string stays = run("DELETE FROM operation");
+    return stays.empty() ? insert(batch, last_ + 1) : stays;
+  });
   if (fault.empty()) {
-    fault = run("DELETE FROM operation");
+    count();
   }
-  if (fault.empty()) {
-    fault = insert(batch, last_ + 1);
-  }
-  if (fault.empty()) {
-    fault = run("COMMIT");
-  }
-  if (!fault.empty()) {
-    run("ROLLBACK");
-    return fault;
-  }
-  count();
-  return "";
+  return fault;
 }
 
 void batch_journal::visit(const std::function<void(const table_batch &, bool)> &visit) const {

@@ -58,7 +58,10 @@ class batch_journal {
   uint64_t batches() const { return batches_; }
 
  private:
+  void set_up();
   std::string run(const char *text);
+  template <class Work>
+  std::string in_transaction(Work work);
   std::string insert(const table_batch &batch, int64_t number);
   void count();
 
