@@ -85,19 +85,32 @@ std::string switch_engine::forget_last_batch() {
   return fault;
 }
 
-void switch_engine::rebuild() {
+// Tables and planner as the journal says, but for a batch that it has to forget; `last` is the plan of the last batch.
+// False: the library refuses the last one.
+bool switch_engine::replay(switch_plan &last) {
+  bool whole = true;
   tables_.reset();
   planner_.clear();
-  journal_.visit([this](const table_batch &batch, bool is_last) {
-    switch_plan plan;
-    batch_result result;
+  journal_.visit([&](const table_batch &batch, bool is_last) {
     if (is_last && batch_to_forget_) {
       return;
     }
-    if (!perform_all(batch, plan, result)) {
+    switch_plan plan;
+    batch_result result;
+    whole = perform_all(batch, plan, result);
+    if (!whole && !is_last) {
       throw std::runtime_error("the journal cannot be replayed: " + result.reason);
     }
+    last = std::move(plan);
   });
+  return whole;
+}
+
+void switch_engine::rebuild() {
+  switch_plan last;
+  if (!replay(last)) {
+    throw std::runtime_error("the journal cannot be replayed: the library refuses its last batch");
+  }
 }
 
 batch_result switch_engine::run(const table_batch &batch) {
@@ -128,10 +141,15 @@ batch_result switch_engine::run(const table_batch &batch) {
   return result;
 }
 
+driver_answer switch_engine::write(const switch_step &step) {
+  const driver_answer answer = driver_.write(step);
+  notes_.still_alive();
+  return answer;
+}
+
 void switch_engine::program(const switch_plan &plan, batch_result &result) {
   for (size_t i = 0; i < plan.size(); ++i) {
-    const driver_answer answer = driver_.write(plan[i].writes);
-    notes_.still_alive();
+    const driver_answer answer = write(plan[i].writes);
     if (answer.status == driver_status::refused) {
       result.status = batch_status::switch_refused;
       result.reason = answer.reason;
@@ -156,8 +174,7 @@ void switch_engine::take_back(const switch_plan &plan, size_t done, batch_result
   way_ = back;
   way_is_batch_ = false;
   for (const planned_step &step : back) {
-    const driver_answer answer = driver_.write(step.writes);
-    notes_.still_alive();
+    const driver_answer answer = write(step.writes);
     if (answer.status != driver_status::done) {
       result.reason += "; the way back failed too: " + answer.reason;
       in_step_ = false;
@@ -172,28 +189,12 @@ void switch_engine::take_back(const switch_plan &plan, size_t done, batch_result
 }
 
 reconcile_result switch_engine::recover() {
-  bool last_was_refused = false;
-  tables_.reset();
-  planner_.clear();
-  way_.clear();
   in_step_ = false;
-  journal_.visit([&](const table_batch &batch, bool is_last) {
-    switch_plan plan;
-    batch_result result;
-    if (perform_all(batch, plan, result)) {
-      if (is_last) {
-        way_ = std::move(plan);
-        way_is_batch_ = true;
-      }
-      return;
-    }
-    if (!is_last) {
-      throw std::runtime_error("the journal cannot be replayed: " + result.reason);
-    }
-    last_was_refused = true;  // the process ended before it could forget the batch
-  });
-  if (last_was_refused) {
-    forget_last_batch();
+  way_.clear();
+  way_is_batch_ = true;
+  if (!replay(way_)) {
+    way_.clear();
+    forget_last_batch();  // the process ended before it could
     rebuild();
   }
   return reconcile();
@@ -278,8 +279,7 @@ reconcile_result switch_engine::go_on() {
     for (size_t at = 0; at < step.writes.size(); at += write_planner::most_writes_of_a_step) {
       const size_t n = std::min(write_planner::most_writes_of_a_step, step.writes.size() - at);
       const auto first = step.writes.begin() + static_cast<ptrdiff_t>(at);
-      const driver_answer answer = driver_.write({first, first + static_cast<ptrdiff_t>(n)});
-      notes_.still_alive();
+      const driver_answer answer = write({first, first + static_cast<ptrdiff_t>(n)});
       if (answer.status != driver_status::done) {
         result.status = answer.status;
         result.reason = answer.reason;

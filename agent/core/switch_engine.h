@@ -84,7 +84,9 @@ class switch_engine {
   bool perform_all(const table_batch &batch, switch_plan &plan, batch_result &result);
   void program(const switch_plan &plan, batch_result &result);
   void take_back(const switch_plan &plan, size_t done, batch_result &result);
+  bool replay(switch_plan &last);
   void rebuild();
+  driver_answer write(const switch_step &step);
   std::string forget_last_batch();
   reconcile_result go_on();
   bool read_settled(switch_image &found, reconcile_result &result);
