@@ -124,7 +124,7 @@ uint32_t apply_batch(const request *r) {
 
 // With safe updates, deletes that would take nothing get no anchors: these would take what other prefixes gave.
 int32_t build_list(request *r, const uint8_t *records, uint32_t n, bool full) {
-  if (full || n == 0 || !tcamv6_rules_now().own_share) {
+  if (full || n == 0 || !tcamv6_rules_now().exact_counters) {
     return tcamv6_build_list(records, &r->list, n, &r->count, full, nullptr);
   }
   auto *absent = static_cast<uint8_t *>(zel_malloc_named(TM_MEM_TAG_LIST, n));

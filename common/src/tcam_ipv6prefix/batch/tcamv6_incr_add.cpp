@@ -67,6 +67,12 @@ struct addition {
 tm_util_trie_node *orig_root(const addition *add) { return tm_trie_node(add->state->orig_root); }
 tm_util_trie_node *cmpr_root(const addition *add) { return tm_trie_node(add->state->cmpr_root); }
 
+// Weights count modulo 2^16.
+void add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
+  tm_edit(&node->aux1, node->aux1 + prefix->weight);
+  tm_edit(&node->aux2, node->aux2 + prefix->anchor_ref);
+}
+
 // Levels by which the enclosing compressed node is extended for the new prefix; 0 = no room.
 int32_t extension_bits(const addition *add) {
   const int32_t length = add->prefix->length;
@@ -174,7 +180,7 @@ void link_records(addition *add) {
   tcamv6_own_cmpr_node(data, parts->prefix_path.end);
   tcamv6_lead_to(parts->orig, parts->anc_node);
   tm_edit(&node->data, tm_idx(parts->orig));
-  tcamv6_add_counters(node, add->prefix);
+  tcamv6_begin_counters(node, add->rules, add->prefix);
   tm_edit(&node->tag, tcamv6_new_tag(add->prefix));
 }
 
@@ -246,7 +252,7 @@ tcamv6_outcome add_level(addition *add) {
 tcamv6_outcome add_to_node(addition *add, tm_util_trie_node *node, int32_t *changed) {
   if (node->tag != 0) {
     const bool was_anchor = tcamv6_is_anchor_only(node);
-    tcamv6_add_counters(node, add->prefix);
+    add_counters(node, add->prefix);
     *changed = was_anchor != tcamv6_is_anchor_only(node);
     add->state->n_rows += static_cast<uint32_t>(was_anchor) - static_cast<uint32_t>(tcamv6_is_anchor_only(node));
     return tcamv6_outcome::present;
@@ -263,8 +269,7 @@ tcamv6_outcome add_to_node(addition *add, tm_util_trie_node *node, int32_t *chan
   }
   tm_edit(&data->bits, data->bits | TCAMV6_ANC_CREATED);
   tm_edit(&node->tag, tcamv6_new_tag(add->prefix));
-  tm_edit(&node->aux1, add->prefix->weight);
-  tm_edit(&node->aux2, add->prefix->anchor_ref);
+  tcamv6_set_counters(node, add->prefix);
   return tcamv6_outcome::placed;
 }
 
@@ -346,9 +351,17 @@ uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix) {
   return tag != 0 ? tag : tcamv6_next_tag();
 }
 
-void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
-  tm_edit(&node->aux1, node->aux1 + prefix->weight);
-  tm_edit(&node->aux2, node->aux2 + prefix->anchor_ref);
+void tcamv6_set_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix) {
+  tm_edit(&node->aux1, prefix->weight);
+  tm_edit(&node->aux2, prefix->anchor_ref);
+}
+
+void tcamv6_begin_counters(tm_util_trie_node *node, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix) {
+  if (rules->exact_counters) {
+    tcamv6_set_counters(node, prefix);
+  } else {
+    add_counters(node, prefix);
+  }
 }
 
 tcamv6_outcome tcamv6_incr_add_prefix(tcamv6_state *state, const tcamv6_update_rules *rules,

@@ -23,7 +23,11 @@ int32_t tcamv6_target_length(int32_t length, int32_t max_cmpr_len);
 // The tag of a new prefix: its own, or the next free one.
 uint32_t tcamv6_new_tag(const tcamv6_prefix *prefix);
 
-// Add a record's weights to a node's counters, modulo 2^16.
-void tcamv6_add_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix);
+// Give a node the counters of a record.
+void tcamv6_set_counters(tm_util_trie_node *node, const tcamv6_prefix *prefix);
+
+// The counters of a new prefix: those of its record. In compatible mode, modulo 2^16, with what a prefix of this key
+// left when it was deleted: taking an anchor's weight as that of a prefix leaves its other counter behind.
+void tcamv6_begin_counters(tm_util_trie_node *node, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix);
 
 #endif

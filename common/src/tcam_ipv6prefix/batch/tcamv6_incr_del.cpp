@@ -78,7 +78,7 @@ int32_t report(const char *text, int32_t result) {
 // Take the record's weights off the node's counters, if it has as much.
 int32_t take_counters(tm_util_trie_node *node, const tcamv6_update_rules *rules, const tcamv6_prefix *prefix,
                       tcamv6_state *state, int32_t *changed) {
-  const uint32_t stored = rules->own_share && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
+  const uint32_t stored = rules->exact_counters && !tm_prefix_is_anchor(prefix) ? tcamv6_own_share(node) : node->aux1;
   if (prefix->weight > stored) {
     TM_LOG(error, "%s: requested node count %d is more than existing %d refs len:%d p_len:%d dummy_ref_ct:%d data:%d",
            deleter, static_cast<int>(prefix->weight), static_cast<int>(stored), node->len, prefix->length, node->aux2,

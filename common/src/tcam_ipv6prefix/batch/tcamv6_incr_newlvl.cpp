@@ -231,7 +231,7 @@ void link_level(const tcamv6_new_level *level) {
   tcamv6_lead_to(level->orig, level->anc_node);
   tm_edit(&node->data, tm_idx(level->orig));
   tm_edit(&node->tag, tcamv6_new_tag(level->prefix));
-  tcamv6_add_counters(node, level->prefix);
+  tcamv6_begin_counters(node, level->rules, level->prefix);
   data->dummy = tm_idx(level->dummy);
   data->orig = tm_idx(node);
   tcamv6_anc_set_tag(data, node->tag);

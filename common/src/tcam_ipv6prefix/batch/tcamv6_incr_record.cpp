@@ -44,7 +44,7 @@ bool finds_nothing(const tcamv6_batch *b, const tm_util_trie_node *node, const t
   if (!tcamv6_holds_prefix(node, record->length)) {
     return true;
   }
-  return b->rules.own_share && !tm_prefix_is_anchor(record) && tcamv6_own_share(node) == 0;
+  return b->rules.exact_counters && !tm_prefix_is_anchor(record) && tcamv6_own_share(node) == 0;
 }
 
 // ---- one addition

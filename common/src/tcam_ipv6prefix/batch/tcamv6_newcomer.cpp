@@ -145,7 +145,7 @@ tcamv6_outcome tcamv6_newcomer_link(tcamv6_newcomer *newcomer) {
   tcamv6_lead_to(orig, newcomer->node);
   tm_edit(&stored->data, tm_idx(orig));
   tm_edit(&stored->tag, tcamv6_new_tag(prefix));
-  tcamv6_add_counters(stored, prefix);
+  tcamv6_set_counters(stored, prefix);
   tcamv6_anc_data *data = tcamv6_anc_data_of(newcomer->node);
   data->orig = tm_idx(stored);
   data->tag_word = tm_prefix_with_tag(data->tag_word, stored->tag);

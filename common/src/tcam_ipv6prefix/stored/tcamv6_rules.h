@@ -2,9 +2,10 @@
 // tcamv6_rules.h - how a request may change a table: the switches of the interface, read in one place.
 //
 //   compatible   the documented results, byte for byte: a new level can get a key that covers what it does not contain,
-//                a refused batch is undone by a batch of the opposite operations, and deleting a prefix that is not
-//                stored still deletes its anchors
-//   safe         right places only, an exact rollback, and deletes that take no more than was given
+//                a refused batch is undone by a batch of the opposite operations, deleting a prefix that is not stored
+//                still deletes its anchors, and a deleted prefix can leave a counter to the next one of its key
+//   safe         right places only, an exact rollback, counters that begin at 0, and deletes that take no more than was
+//                given
 //   room         safe; and a batch looks for a place wherever there is one, and moves what stands in its way
 //
 // A request asks for the rules once, when it begins, and carries them: what an algorithm does never depends on a switch
@@ -26,7 +27,7 @@ struct tcamv6_batch_judge {
 struct tcamv6_update_rules {
   bool right_places;    // a new level gets a key of its own, or is refused
   bool rolls_back;      // a refused batch is rolled back exactly, not replayed backwards
-  bool own_share;       // a delete takes what additions of that prefix gave, and nothing of its anchors' share
+  bool exact_counters;  // a new prefix counts from 0, and a delete takes nothing of its anchors' share
   bool room;            // additions shortest first, at any free place; prefixes in the way are moved
   uint32_t most_moves;  // stored entries that one batch may move
   const tcamv6_batch_judge *judge = nullptr;
