@@ -28,6 +28,7 @@ TEST(AclCheck, RightEntriesPassAndTheCountsAreExact) {
   const acl_verdict verdict = check_acl(set, tables, acl_entries(set, tables), {});
   EXPECT_EQ(verdict.counterexample, "");
   EXPECT_EQ(verdict.all_corners, 7U * 512);
+  EXPECT_EQ(verdict.corners, 7U * 512);
   EXPECT_EQ(verdict.packets, 7U * 512 + 10000);
   EXPECT_EQ(verdict.addresses, 4 * (tables.sources.rows().size() + tables.destinations.rows().size()));
 }

@@ -170,7 +170,9 @@ acl_verdict check_acl(const rule_set &set, const acl_tables &tables, const std::
     }
   }
   packet_check check(set, tables, entries);
-  if (corners_are_right(check, set, probes.corners)) {
+  const bool corners_right = corners_are_right(check, set, probes.corners);
+  verdict.corners = check.packets();
+  if (corners_right) {
     random_packets_are_right(check, set, probes);
   }
   verdict.counterexample = check.counterexample();

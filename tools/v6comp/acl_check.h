@@ -27,6 +27,7 @@ struct acl_verdict {
   std::string counterexample;  // "" = right
   uint64_t addresses = 0;      // looked up
   uint64_t packets = 0;        // tried
+  uint64_t corners = 0;        // of these, at corners of rules
   uint64_t all_corners = 0;    // that there are
 };
 

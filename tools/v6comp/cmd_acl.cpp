@@ -151,21 +151,37 @@ std::string summary(const rule_set &set, const acl_tables &tables, size_t entrie
       tables.sources.bits_needed(), tables.destinations.bits_needed());
 }
 
+std::string verdict_sentence(const acl_verdict &verdict, uint64_t prefixes) {
+  if (!verdict.counterexample.empty()) {
+    return "wrong: " + verdict.counterexample + '\n';
+  }
+  return fmt::format(
+      "right: the codes of {} prefixes keep their containment, {} addresses find their longest match; {} packets get "
+      "the verdict of the rules, among them {} of {} at corners of rules\n",
+      prefixes, verdict.addresses, verdict.packets, verdict.corners, verdict.all_corners);
+}
+
+figure_list verdict_figures(const acl_verdict &verdict, uint64_t prefixes, const rule_set &set) {
+  return {{"rules", set.name},
+          {"right", verdict.counterexample.empty()},
+          {"prefixes", prefixes},
+          {"addresses", verdict.addresses},
+          {"packets", verdict.packets},
+          {"corners", verdict.corners},
+          {"all_corners", verdict.all_corners},
+          {"counterexample", verdict.counterexample}};
+}
+
 exit_code verify(const acl_options &options, const rule_set &set, const acl_tables &tables,
                  const std::vector<rule_entry> &entries) {
   const progress_note note("verifying", options.quiet);
   const acl_verdict verdict = check_acl(set, tables, entries, options.probes);
-  if (!verdict.counterexample.empty()) {
-    write_output(options.output, "wrong: " + verdict.counterexample + '\n');
-    return exit_no;
-  }
-  const uint64_t corners = verdict.packets - (set.rules.empty() ? 0 : options.probes.random);
-  write_output(options.output,
-               fmt::format("right: the codes of {} prefixes keep their containment, {} addresses find their longest "
-                           "match; {} packets get the verdict of the rules, among them {} of {} at corners of rules\n",
-                           tables.sources.rows().size() + tables.destinations.rows().size(), verdict.addresses,
-                           verdict.packets, corners, verdict.all_corners));
-  return exit_good;
+  const uint64_t prefixes = tables.sources.rows().size() + tables.destinations.rows().size();
+  const bool as_text = options.output.format == &text_format();
+  write_output(options.output, as_text
+                                   ? verdict_sentence(verdict, prefixes)
+                                   : format_summary(verdict_figures(verdict, prefixes, set), *options.output.format));
+  return verdict.counterexample.empty() ? exit_good : exit_no;
 }
 
 void write_part(const acl_options &options, const rule_set &set, const acl_tables &tables,
@@ -187,7 +203,11 @@ void write_part(const acl_options &options, const rule_set &set, const acl_table
 }
 
 void check_acl_output(const acl_options &options) {
-  const bool plain = options.summary || options.verify || options.part == acl_part::flows;
+  const bool has_figures = options.summary || options.verify;
+  const bool plain = has_figures || options.part == acl_part::flows;
+  if (plain && !has_figures && options.output.format != &text_format()) {
+    throw tool_failure{exit_bad_input, {"--format: flows are text, for ovs-ofctl"}};
+  }
   if (plain) {
     check_plain_output(options.output, {options.rules});
   } else {

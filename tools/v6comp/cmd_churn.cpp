@@ -2,9 +2,8 @@
 // v6comp churn: a history to order, for a table.
 #include <memory>
 
+#include "history_output.h"
 #include "made_options.h"
-#include "output_file.h"
-#include "prefix_text.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -20,19 +19,8 @@ struct churn_options {
   std::string additions = "0.5";
 };
 
-std::string history_text(const std::vector<history_batch> &batches) {
-  std::string text;
-  for (const history_batch &batch : batches) {
-    for (const history_change &change : batch) {
-      text += (change.add ? '+' : '-') + format_prefix(change.prefix) + '\n';
-    }
-    text += "---\n";
-  }
-  return text;
-}
-
 exit_code run_churn(const churn_options &options) {
-  check_output_file(options.output.file, {options.input.table});
+  check_history_output(options.output, "churn", {options.input.table});
   const prefix_table table = read_any_table(options.input);
   const std::vector<ip_prefix> prefixes = distinct_prefixes(table);
   history_order order;
@@ -43,11 +31,11 @@ exit_code run_churn(const churn_options &options) {
   order.within = within_of(options.made);
   order.shares = shares_of(prefixes);
   take_shares(options.made, order.shares);
-  std::vector<history_batch> batches;
-  if (const std::string fault = make_history(prefixes, order, batches); !fault.empty()) {
+  update_history history;
+  if (const std::string fault = make_history(prefixes, order, history.batches); !fault.empty()) {
     throw tool_failure{exit_no, {fault}};
   }
-  write_output(options.output, history_text(batches));
+  write_history(options.output, "churn", history);
   return exit_good;
 }
 
@@ -61,7 +49,7 @@ void add_churn_command(command_line &line) {
   command.number("--size", options->batch_size);
   command.text("--additions", options->additions);
   add_made_options(command, options->made);
-  add_output_file(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

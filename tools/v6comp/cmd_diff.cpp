@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "history_output.h"
 #include "history_writer.h"
-#include "output_file.h"
-#include "row_writer.h"
 #include "tool_options.h"
 
 namespace v6tool {
@@ -33,27 +32,8 @@ std::vector<history_batch> cut(const history_batch &changes, size_t batch_size) 
   return batches;
 }
 
-void write_rows(const output_options &output, const update_history &history) {
-  row_writer writer(output, "diff");
-  uint64_t number = 0;
-  for (const history_batch &batch : history.batches) {
-    ++number;
-    for (const history_change &change : batch) {
-      const cell cells[] = {number, std::string(change.add ? "add" : "remove"), change.prefix, uint64_t{change.weight}};
-      writer.row(cells);
-    }
-  }
-  writer.finish();
-}
-
 exit_code run_diff(const diff_options &options) {
-  const bool as_history = options.output.format == &text_format();
-  const std::vector<std::string> inputs = {options.input.table, options.next};
-  if (as_history) {
-    check_plain_output(options.output, inputs);
-  } else {
-    check_output(options.output, "diff", inputs);
-  }
+  check_history_output(options.output, "diff", {options.input.table, options.next});
   if (options.input.table == "-" && options.next == "-") {
     throw tool_failure{exit_bad_input, {"the two tables cannot both come from standard input"}};
   }
@@ -61,12 +41,7 @@ exit_code run_diff(const diff_options &options) {
   next.table = options.next;
   const prefix_table old_table = read_any_table(options.input);
   const prefix_table new_table = read_any_table(next);
-  const update_history history = {"", cut(difference_of_tables(old_table, new_table), options.batch_size)};
-  if (as_history) {
-    write_output(options.output, format_history(history));
-  } else {
-    write_rows(options.output, history);
-  }
+  write_history(options.output, "diff", {"", cut(difference_of_tables(old_table, new_table), options.batch_size)});
   return exit_good;
 }
 

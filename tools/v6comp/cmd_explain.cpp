@@ -118,7 +118,7 @@ void write_moves(const std::vector<batch_move> &moves, const batch_report &repor
     closing +=
         moves.empty() ? "moved nothing: every addition found a free code" : fmt::format("moved {}", moves.size());
   }
-  writer.finish(closing + '\n');
+  finish_rows(writer, options.output, options.common.quiet, closing + '\n');
 }
 
 exit_code explain_batch(const explain_options &options) {

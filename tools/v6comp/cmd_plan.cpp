@@ -72,7 +72,7 @@ void add_plan_command(command_line &line) {
   command.number("--slots", options->slots);
   command.flag("--simulate", options->simulate);
   command.flag("--steps", options->steps);
-  add_output_options(command, options->output);
+  add_row_options(command, options->output);
 }
 
 }  // namespace v6tool

@@ -23,6 +23,8 @@ SAMPLES = {
     "acl": [["acl", rules]],
     "acl-prefixes": [["acl", "--what", side, rules] for side in ("sources", "destinations")],
     "acl-summary": [["acl", "--summary", rules]],
+    "acl-verify": [["acl", "--verify", rules]],
+    "churn": [["churn", "--batches", "3", "--size", "4", base]],
     "explain": [["explain", tables / "office_5.txt", query] for query in ("2001:db8:2:3::/64", "2001:db9::1")],
     "explain-batch": [["explain", "--update", made / "moving_history.txt", "--batch", "29", made / "moving_table.txt"]],
     "fit": [["fit", tables / "dc_wikimedia_144.txt"], ["fit", base, changes],

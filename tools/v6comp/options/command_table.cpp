@@ -119,7 +119,7 @@ constexpr command_row commands[] = {
      .terms = policy_terms},
     {.name = "plan",
      .purpose = "Print the hardware writes from one table to another",
-     .sets = "table input live library output general",
+     .sets = "table input live library rows output general",
      .description =
          "Each step is one write, in the order in which a driver follows them: to a slot of the first stage, a TCAM "
          "whose first matching slot wins, or a code of the second. Given two tables, both are compressed "
@@ -195,7 +195,7 @@ constexpr command_row commands[] = {
      .examples = "v6comp generate --n 10000 --mix 32:20,48:50,64:30 --nested 0.4 --seed 7  a table for tests"},
     {.name = "churn",
      .purpose = "Make up a history of changes for a table",
-     .sets = "table input general",
+     .sets = "table input rows output general",
      .description =
          "The same options and the same table make the same history on every machine. A batch touches no prefix twice; "
          "deletes take any prefix that is there, additions are such as the options say: where they say nothing, they "

@@ -181,7 +181,7 @@ constexpr column acl_prefix_columns[] = {
     {"key", 18, address, "what an address gets whose longest match this is"},
 };
 
-constexpr column diff_columns[] = {
+constexpr column history_columns[] = {
     {"batch", 6, count, "number of the batch, from 1"},
     {"change", 6, choice, "what is done", false, "add|remove"},
     {"prefix", 43, prefix, "the prefix"},
@@ -198,7 +198,8 @@ constexpr row_kind kinds[] = {
     {"update-headroom", "update", "--headroom", "a refused batch", 1, true, update_refusal_columns},
     {"plan", "plan", "", "a write from one table to another", 1, false, plan_columns},
     {"plan-history", "plan", "with a history", "a batch", 1, true, plan_history_columns},
-    {"diff", "diff", "--format of json, ndjson or csv", "a change", 1, false, diff_columns},
+    {"diff", "diff", "--format of json, ndjson or csv", "a change", 1, false, history_columns},
+    {"churn", "churn", "--format of json, ndjson or csv", "a change", 1, false, history_columns},
     {"plan-steps", "plan", "with a history and --steps", "a write of a batch", 1, true, plan_steps_columns},
     {"explain", "explain", "", "a prefix of the chain, the outermost first", 1, false, explain_columns},
     {"explain-batch", "explain", "--update", "a moved prefix", 1, false, explain_batch_columns},
