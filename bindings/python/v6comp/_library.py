@@ -24,12 +24,16 @@ turn = threading.RLock()
 
 
 def library_path() -> str:
-    """What is loaded: the file that V6COMP_LIBRARY names, else the one beside this package, else the loader's choice."""
+    """What is loaded: the file that V6COMP_LIBRARY names, else the one beside this package, else the one that was
+    installed with it (PREFIX/lib, where this is PREFIX/lib/python3/dist-packages/v6comp), else the loader's choice."""
     named = os.environ.get(VARIABLE)
     if named:
         return named
-    beside = pathlib.Path(__file__).parent / NAME
-    return str(beside) if beside.exists() else NAME
+    package = pathlib.Path(__file__).resolve().parent
+    for folder in (package, *package.parents[2:3]):
+        if (folder / NAME).exists():
+            return str(folder / NAME)
+    return NAME
 
 
 @functools.lru_cache(maxsize=None)

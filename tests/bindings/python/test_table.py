@@ -326,18 +326,19 @@ def test_a_missing_library_is_told_with_the_way_out() -> None:
     assert 'ImportError' in said.stderr and '/nowhere/' in said.stderr and 'V6COMP_LIBRARY' in said.stderr
 
 
-def test_the_library_is_found_by_variable_beside_the_package_and_by_the_loader(tmp_path: Path) -> None:
+def test_the_library_is_found_by_variable_beside_the_package_below_its_prefix_and_by_the_loader(tmp_path: Path) -> None:
     built = os.environ['V6COMP_LIBRARY']
-    package = tmp_path / 'v6comp'
+    package = tmp_path / 'lib/python3/dist-packages/v6comp'
     shutil.copytree(Path(v6comp.__file__).parent, package)
     code = 'import v6comp; print(v6comp.library_path()); print(len(v6comp.Table(["::/0"])))'
-    by_loader = run(code, PYTHONPATH=str(tmp_path), LD_LIBRARY_PATH=str(Path(built).parent))
+    path = str(package.parent)
+    by_loader = run(code, PYTHONPATH=path, LD_LIBRARY_PATH=str(Path(built).parent))
     assert by_loader.stdout.split() == ['libzel_v6comp_lib.so.1', '1'], by_loader.stderr
-    beside = package / 'libzel_v6comp_lib.so.1'
-    shutil.copy(built, beside)
-    found = run(code, PYTHONPATH=str(tmp_path))
-    assert found.stdout.split() == [str(beside), '1'], found.stderr
-    named = run(code, PYTHONPATH=str(tmp_path), V6COMP_LIBRARY=built)
+    for folder in (tmp_path / 'lib', package):
+        shutil.copy(built, folder / 'libzel_v6comp_lib.so.1')
+        found = run(code, PYTHONPATH=path)
+        assert found.stdout.split() == [str(folder / 'libzel_v6comp_lib.so.1'), '1'], found.stderr
+    named = run(code, PYTHONPATH=path, V6COMP_LIBRARY=built)
     assert named.stdout.split() == [built, '1'], named.stderr
 
 
