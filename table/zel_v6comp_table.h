@@ -25,9 +25,10 @@
  * (2) A call that returns a negative status has changed nothing and written nothing but the outcome.
  * (3) Addresses are 16 bytes, most significant first. Lengths are in bits. Codes and keys are numbers whose highest bit
  *     comes first: a code of 20 bits is in the upper 20 bits, the others are 0.
- * (4) Nothing is printed. A log function, where one is given, gets a line for each refused call, and for more if
- * wished. (5) One call at a time may change tables, in the whole process: all of them draw on the same pools. While
- * none does, any number of threads may ask (find, lookup, rows, translate, stats): these functions only read. With a
+ * (4) Nothing is printed. A log function, where one is given, gets a line for each refused call, and for others on
+ *     demand (log_level).
+ * (5) One call at a time may change tables, in the whole process: all of them draw on the same pools. While none does,
+ *     any number of threads may ask (find, lookup, rows, translate, stats): these functions only read. With a
  *     read-write lock: open, close, load, apply, compact and index take it for writing, all others for reading.
  *     A changing call that meets another one is refused with E_BUSY, as far as it can be noticed; so is every call from
  *     a log function. Builds with assertions notice readers that meet a change, too.
