@@ -4,6 +4,7 @@
 #include <net/if.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -37,7 +38,42 @@ std::string take_port(const std::string &text, daemon_options &options) {
   return "";
 }
 
-void add_options(CLI::App &app, daemon_options &options, std::vector<std::string> &ports, std::string &format) {
+// Whether there is such a level.
+bool parse_level(const std::string &text, log_level &out) {
+  constexpr std::pair<std::string_view, log_level> levels[] = {{"error", log_level::error},
+                                                               {"warning", log_level::warning},
+                                                               {"notice", log_level::notice},
+                                                               {"info", log_level::info},
+                                                               {"debug", log_level::debug}};
+  const auto *found = std::find_if(std::begin(levels), std::end(levels), [&](auto &l) { return l.first == text; });
+  out = found == std::end(levels) ? out : found->second;
+  return found != std::end(levels);
+}
+
+// As they are given; what they mean is found when all options are there.
+struct option_texts {
+  std::vector<std::string> ports;
+  std::string rules_format = "auto";
+  std::string level = "info";
+};
+
+// What is wrong with them, "" = nothing.
+std::string take_texts(const option_texts &texts, daemon_options &options) {
+  for (const std::string &port : texts.ports) {
+    if (const std::string fault = take_port(port, options); !fault.empty()) {
+      return "--port " + fault;
+    }
+  }
+  if (!v6tool::parse_rules_format(texts.rules_format, options.rules_options.format)) {
+    return "--rules-format " + texts.rules_format + ": auto, nft, ip6tables or csv is expected";
+  }
+  if (!parse_level(texts.level, options.level)) {
+    return "--log-level " + texts.level + ": error, warning, notice, info or debug is expected";
+  }
+  return "";
+}
+
+void add_options(CLI::App &app, daemon_options &options, option_texts &texts) {
   app.set_config("--config", "", "Options from a file, one NAME=VALUE a line");
   auto *feed = app.add_option_group("feed", "Where routes come from: one of these");
   feed->add_option("--fpm", options.fpm, "A routing daemon that connects to ADDRESS:PORT and speaks FPM over netlink");
@@ -49,13 +85,13 @@ void add_options(CLI::App &app, daemon_options &options, std::vector<std::string
   out->add_option("--trace", options.trace, "Lines in a file, which also is the switch's memory; - is standard output");
   out->require_option(1);
   app.add_option("--rules", options.rules, "Rules: nftables JSON, ip6tables-save or CSV. Without: all is permitted");
-  app.add_option("--rules-format", format, "auto, nft, ip6tables or csv")->capture_default_str();
+  app.add_option("--rules-format", texts.rules_format, "auto, nft, ip6tables or csv")->capture_default_str();
   app.add_option("--chain", options.rules_options.chain, "The chain to take from a file of rules");
   app.add_option("--journal", options.journal, "The history, an SQLite file")->capture_default_str();
   app.add_option("--control", options.control, "The socket for v6compctl")->capture_default_str();
   app.add_option("--metrics", options.metrics, "ADDRESS:PORT of /metrics and /healthz; empty: none")
       ->capture_default_str();
-  app.add_option("--port", ports, "INTERFACE=PORT: routes by this interface leave by this port of the switch");
+  app.add_option("--port", texts.ports, "INTERFACE=PORT: routes by this interface leave by this port of the switch");
   app.add_option("--other-port", options.other_port, "The port for all other interfaces")
       ->capture_default_str()
       ->check(CLI::Range(0, 65535));
@@ -72,12 +108,7 @@ void add_options(CLI::App &app, daemon_options &options, std::vector<std::string
   app.add_option("--move-limit", options.move_limit, "Most prefixes that one batch may move; 0: any number")
       ->capture_default_str();
   app.add_option("--kernel-table", options.kernel_table, "The routing table to take routes of")->capture_default_str();
-  app.add_option("--log-level", options.level, "error, warning, notice, info or debug")
-      ->transform(CLI::CheckedTransformer(std::map<std::string, log_level>{{"error", log_level::error},
-                                                                           {"warning", log_level::warning},
-                                                                           {"notice", log_level::notice},
-                                                                           {"info", log_level::info},
-                                                                           {"debug", log_level::debug}}));
+  app.add_option("--log-level", texts.level, "error, warning, notice, info or debug")->capture_default_str();
   app.set_version_flag("--version", std::string("v6compd ") + zel_v6comp_version());
 }
 
@@ -86,9 +117,8 @@ void add_options(CLI::App &app, daemon_options &options, std::vector<std::string
 std::optional<daemon_options> parse_daemon_options(int argc, char **argv, int &exit_status) {
   CLI::App app("Keep a switch's narrow entries equal to a routing table and a set of rules", "v6compd");
   daemon_options options;
-  std::vector<std::string> ports;
-  std::string format = "auto";
-  add_options(app, options, ports, format);
+  option_texts texts;
+  add_options(app, options, texts);
   exit_status = 2;
   try {
     app.parse(argc, argv);
@@ -96,14 +126,8 @@ std::optional<daemon_options> parse_daemon_options(int argc, char **argv, int &e
     exit_status = app.exit(error) == 0 ? 0 : 2;
     return std::nullopt;
   }
-  for (const std::string &port : ports) {
-    if (const std::string fault = take_port(port, options); !fault.empty()) {
-      say(log_level::error, "--port " + fault);
-      return std::nullopt;
-    }
-  }
-  if (!v6tool::parse_rules_format(format, options.rules_options.format)) {
-    say(log_level::error, "--rules-format " + format + ": auto, nft, ip6tables or csv is expected");
+  if (const std::string fault = take_texts(texts, options); !fault.empty()) {
+    say(log_level::error, fault);
     return std::nullopt;
   }
   return options;

@@ -218,6 +218,12 @@ class Daemon(AgentTest):
         self.assertEqual(agent.ask("status").returncode, 0)
         self.assertEqual(silent[0].recv(1), b"")  # let go
 
+    def test_help_speaks_in_words(self) -> None:
+        said = subprocess.run([programs["v6compd"], "--help"], capture_output=True, text=True, timeout=PATIENCE).stdout
+        self.assertIn("--log-level TEXT=info", said)
+        self.assertNotIn("->", said)
+        self.assertNotIn("{", said)
+
     def test_usage(self) -> None:
         table = ["--table", str(self.table)]
         for program, words, status in (
@@ -228,6 +234,7 @@ class Daemon(AgentTest):
             ("v6compd", [*table, "--trace", "-", "--port", "no-such-link=3"], 2),
             ("v6compd", [*table, "--trace", "-", "--rules-format", "prose"], 2),
             ("v6compd", [*table, "--trace", "-", "--journal", "/nowhere/journal", "--metrics", ""], 3),
+            ("v6compd", [*table, "--trace", "-", "--log-level", "loud"], 2),
             ("v6compd", ["--help"], 0),
             ("v6compctl", [], 2),
             ("v6compctl", ["fly"], 2),
