@@ -175,6 +175,10 @@ void switch_agent::flush(clock_time now) {
 }
 
 void switch_agent::run_changes(std::vector<route_change> changes, clock_time now) {
+  if (!engine_.in_step() || now < retry_at_) {  // since another part of the same changes
+    book_.give_back(changes);
+    return;
+  }
   const table_batch batch = batch_for_routes(changes, engine_.tables(), engine_.policy());
   for (const route_change &change : changes) {
     aside_.erase(change.prefix);

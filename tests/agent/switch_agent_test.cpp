@@ -22,7 +22,7 @@ class SwitchAgent : public testing::Test {
  protected:
   SwitchAgent() { set_log(log_level::error, false); }
   void start() {
-    tables.emplace(table_limits{limit, 0});
+    tables.emplace(table_limits{limit, move_limit});
     journal.emplace(folder.file("journal"));
     engine.emplace(*tables, *journal, driver);
     agent_settings settings;
@@ -47,6 +47,29 @@ class SwitchAgent : public testing::Test {
       agent->announce(numbered(i), egress, std::chrono::steady_clock::now());
     }
   }
+  // Prefixes that nest too deeply for 64 bits, `n` times.
+  std::vector<ip_prefix> announce_chains(uint64_t n) {
+    std::vector<ip_prefix> prefixes;
+    for (uint64_t i = 0; i < n; ++i) {
+      for (uint8_t length = 32; length <= 120; ++length) {
+        prefixes.push_back({{0x2600000000000000 | i << 32, 0}, length});
+      }
+    }
+    for (const ip_prefix &prefix : prefixes) {
+      agent->announce(prefix, 3, std::chrono::steady_clock::now());
+    }
+    return prefixes;
+  }
+  // Prefixes of 32 to 64 bits, of which some contain others.
+  void announce_nested(uint32_t n) {
+    std::mt19937 random(n);
+    for (uint32_t i = 0; i < n; ++i) {
+      const unsigned length = 32 + static_cast<unsigned>(random() % 33);
+      const ip_key address{0x2800000000000000 | static_cast<uint64_t>(random() % 64) << 32 | random(), 0};
+      agent->announce({v6tool::masked(address, length), static_cast<uint8_t>(length)}, 4,
+                      std::chrono::steady_clock::now());
+    }
+  }
   void withdraw(uint32_t first, uint32_t n) {
     for (uint32_t i = first; i < first + n; ++i) {
       agent->withdraw(numbered(i), std::chrono::steady_clock::now());
@@ -61,6 +84,7 @@ class SwitchAgent : public testing::Test {
   }
 
   uint32_t limit = 16384;
+  uint32_t move_limit = 0;
   size_t most_routes = 250000;
   scratch_folder folder;
   memory_driver driver;
@@ -122,13 +146,7 @@ TEST_F(SwitchAgent, a_restart_keeps_the_routes_and_writes_nothing) {
 TEST_F(SwitchAgent, routes_that_do_not_fit_are_set_aside_alone) {
   start();
   announce(0, 50);
-  std::vector<ip_prefix> chain;
-  for (uint8_t length = 32; length <= 120; ++length) {
-    chain.push_back({"2600::"_a, length});
-  }
-  for (const ip_prefix &prefix : chain) {
-    agent->announce(prefix, 3, std::chrono::steady_clock::now());
-  }
+  const std::vector<ip_prefix> chain = announce_chains(1);
   settle();
   EXPECT_GT(agent->set_aside(), 0U);
   EXPECT_LT(agent->set_aside(), chain.size());
@@ -145,6 +163,27 @@ TEST_F(SwitchAgent, routes_that_do_not_fit_are_set_aside_alone) {
   EXPECT_EQ(agent->set_aside(), 0U);
   EXPECT_EQ(agent->trouble(), "");
   EXPECT_EQ(destinations(), 1 + 51 + chain.size() - chain.size() / 2);
+}
+
+TEST_F(SwitchAgent, nothing_goes_to_a_switch_that_was_lost_half_way_through_a_batch_in_parts) {
+  move_limit = ZEL_V6COMP_TABLE_NO_MOVES;
+  start();
+  announce_nested(400);
+  settle();
+  ASSERT_EQ(agent->trouble(), "");
+  driver.steps = 0;
+  driver.before_step = [](size_t) { return driver_answer{driver_status::unreachable, "gone"}; };
+  const uint64_t refusals = agent->counters().library_refusals;
+  announce_nested(2000);
+  agent->tick(std::chrono::steady_clock::now() + milliseconds(60));
+  EXPECT_GT(agent->counters().library_refusals, refusals);
+  EXPECT_EQ(driver.steps, 1U);
+  EXPECT_FALSE(engine->in_step());
+  driver.before_step = [](size_t) { return driver_answer{}; };
+  settle();
+  EXPECT_EQ(agent->counters().foreign_entries, 0U);
+  EXPECT_EQ(destinations(), 1 + agent->book().routes() - agent->set_aside());
+  EXPECT_EQ(driver.held, engine->image());
 }
 
 TEST_F(SwitchAgent, a_full_switch_takes_withdrawals_and_gets_the_rest_later) {
