@@ -16,6 +16,9 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr auto far_away = std::chrono::hours(1);
+// One culprit is soon found by taking it out. Many are sooner found by halving, which tries every route a few times
+// only.
+constexpr int most_culprits_out = 2;
 
 bool is_withdrawal(const route_change &change) { return !change.egress.has_value(); }
 
@@ -171,13 +174,21 @@ void switch_agent::flush(clock_time now) {
   if (changes.empty() && only_withdrawals) {
     changes = book_.take(settings_.most_changes);
   }
+  parting_ = {steady_clock::now() + settings_.longest_parting};
   run_changes(std::move(changes), now);
 }
 
-void switch_agent::run_changes(std::vector<route_change> changes, clock_time now) {
-  if (!engine_.in_step() || now < retry_at_) {  // since another part of the same changes
+bool switch_agent::has_to_wait(clock_time now) const {
+  return !engine_.in_step() || now < retry_at_ || (parting_.got_on && steady_clock::now() >= parting_.end);
+}
+
+void switch_agent::run_changes(std::vector<route_change> changes, clock_time now, int culprits_out) {
+  if (has_to_wait(now)) {  // since another part of the same changes
     book_.give_back(changes);
     return;
+  }
+  if (parting_.pools_are_full) {
+    leave_out_new(changes);
   }
   const table_batch batch = batch_for_routes(changes, engine_.tables(), engine_.policy());
   for (const route_change &change : changes) {
@@ -190,7 +201,7 @@ void switch_agent::run_changes(std::vector<route_change> changes, clock_time now
   const batch_result result = engine_.run(batch);
   if (result.status == batch_status::library_refused) {
     ++counters_.library_refusals;
-    split(std::move(changes), batch, result, now);
+    split(std::move(changes), batch, result, now, culprits_out);
     return;
   }
   settle(changes, result, began);
@@ -206,6 +217,7 @@ void switch_agent::settle(const std::vector<route_change> &changes, const batch_
     book_.give_back(changes);
     return;
   }
+  parting_.got_on = true;
   const auto now = steady_clock::now();
   counters_.changes += changes.size();
   aside_may_fit_ = !aside_.empty() && std::any_of(changes.begin(), changes.end(), is_withdrawal);
@@ -253,35 +265,51 @@ void switch_agent::take(const batch_result &result, clock_time now) {
 }
 
 void switch_agent::split(std::vector<route_change> changes, const table_batch &batch, const batch_result &result,
-                         clock_time now) {
+                         clock_time now, int culprits_out) {
   const std::vector<zel_v6comp_table_change> &refused = batch[result.operation].changes;
-  if (result.record < refused.size() && changes.size() > 1) {
+  if (changes.size() == 1) {
+    parting_.pools_are_full |= result.refusal == ZEL_V6COMP_TABLE_E_POOLS;
+    put_aside(changes.front().prefix, result.reason);
+    return;
+  }
+  if (result.record < refused.size() && culprits_out < most_culprits_out) {
     const ip_prefix culprit = prefix_of(refused[result.record].address, refused[result.record].length);
     const auto at = std::find_if(changes.begin(), changes.end(),
                                  [&culprit](const route_change &change) { return change.prefix == culprit; });
     if (at != changes.end()) {
       const std::vector<route_change> alone{*at};
       changes.erase(at);
-      run_changes(std::move(changes), now);
+      run_changes(std::move(changes), now, culprits_out + 1);
       run_changes(alone, now);
       return;
     }
   }
-  if (changes.size() > 1) {
-    const auto withdrawals = std::stable_partition(changes.begin(), changes.end(), is_withdrawal);
-    auto middle = withdrawals;
-    if (middle == changes.begin() || middle == changes.end()) {
-      middle = changes.begin() + static_cast<ptrdiff_t>(changes.size() / 2);
-    }
-    run_changes({changes.begin(), middle}, now);
-    run_changes({middle, changes.end()}, now);
-    return;
+  const auto withdrawals = std::stable_partition(changes.begin(), changes.end(), is_withdrawal);
+  auto middle = withdrawals;
+  if (middle == changes.begin() || middle == changes.end()) {
+    middle = changes.begin() + static_cast<ptrdiff_t>(changes.size() / 2);
   }
-  for (const route_change &change : changes) {
-    aside_.insert(change.prefix);
-    limit_lines_.say(log_level::error,
-                     fmt::format("{} set aside: {}", v6tool::format_prefix(change.prefix), result.reason));
+  run_changes({changes.begin(), middle}, now);
+  run_changes({middle, changes.end()}, now);
+}
+
+void switch_agent::put_aside(const ip_prefix &prefix, const std::string &reason) {
+  parting_.got_on = true;
+  aside_.insert(prefix);
+  limit_lines_.say(log_level::error, fmt::format("{} set aside: {}", v6tool::format_prefix(prefix), reason));
+}
+
+// Where not one more prefix fits, trying all others one by one would take minutes.
+void switch_agent::leave_out_new(std::vector<route_change> &changes) {
+  const auto needs_room = [this](const route_change &change) {
+    zel_v6comp_table_row row;
+    return !is_withdrawal(change) && !engine_.tables().find(side::destination, change.prefix, row);
+  };
+  const auto first_new = std::stable_partition(changes.begin(), changes.end(), std::not_fn(needs_room));
+  for (auto change = first_new; change != changes.end(); ++change) {
+    put_aside(change->prefix, zel_v6comp_table_text(ZEL_V6COMP_TABLE_E_POOLS));
   }
+  changes.erase(first_new, changes.end());
 }
 
 void switch_agent::run_policy(clock_time now) {

@@ -2,7 +2,7 @@
 // switch_agent.h - the agent without its sockets: it takes routes and rules, gathers them into batches, and deals with
 // whatever refuses them.
 //
-//   the library refuses a batch   it is halved until the routes at fault stand alone; these are set aside
+//   the library refuses a batch   it is parted until the routes at fault stand alone; these are set aside
 //   the switch refuses a batch    withdrawals go first; the rest is tried again, later and later
 //   the journal cannot be written nothing new until it can; the data plane stays as it is
 //   the switch is gone            what is outstanding follows when it is back
@@ -26,6 +26,7 @@ struct agent_settings {
   std::chrono::milliseconds gather{50};  // from the first change to its batch
   size_t most_changes = 65536;           // of a batch
   size_t most_routes = 250000;
+  std::chrono::milliseconds longest_parting{1000};  // of a batch that the library refuses, in one tick
   std::chrono::milliseconds first_retry{500};
   std::chrono::milliseconds last_retry{30000};
 };
@@ -95,9 +96,13 @@ class switch_agent {
  private:
   void mend(clock_time now);
   void flush(clock_time now);
-  void run_changes(std::vector<route_change> changes, clock_time now);
+  bool has_to_wait(clock_time now) const;
+  void run_changes(std::vector<route_change> changes, clock_time now, int culprits_out = 0);
   void settle(const std::vector<route_change> &changes, const batch_result &result, clock_time began);
-  void split(std::vector<route_change> changes, const table_batch &batch, const batch_result &result, clock_time now);
+  void split(std::vector<route_change> changes, const table_batch &batch, const batch_result &result, clock_time now,
+             int culprits_out);
+  void put_aside(const ip_prefix &prefix, const std::string &reason);
+  void leave_out_new(std::vector<route_change> &changes);
   void run_policy(clock_time now);
   void compact(clock_time now);
   void wait_longer(clock_time now);
@@ -113,6 +118,11 @@ class switch_agent {
   std::optional<packet_policy> next_policy_;
   std::set<ip_prefix> aside_;   // routes that the library refused
   bool aside_may_fit_ = false;  // something has gone since
+  struct {
+    clock_time end{};             // then the rest waits for the next tick
+    bool got_on = false;          // a part is done, or a route set aside
+    bool pools_are_full = false;  // so there is no room for any other new route
+  } parting_;                     // of the changes of this tick
   bool compaction_asked_ = false;
   bool compaction_is_useless_ = false;
   bool withdrawals_first_ = false;

@@ -58,6 +58,7 @@ int32_t switch_engine::perform(const table_operation &operation, switch_plan &pl
   }
   if (status != ZEL_V6COMP_TABLE_OK) {
     result.status = batch_status::library_refused;
+    result.refusal = status;
     result.reason = outcome.reason[0] != '\0' ? outcome.reason : zel_v6comp_table_text(status);
     result.record = outcome.record;
     return status;
@@ -95,6 +96,7 @@ bool switch_engine::replay(switch_plan &last) {
     if (is_last && batch_to_forget_) {
       return;
     }
+    notes_.still_alive();
     switch_plan plan;
     batch_result result;
     whole = perform_all(batch, plan, result);
@@ -114,6 +116,7 @@ void switch_engine::rebuild() {
 }
 
 batch_result switch_engine::run(const table_batch &batch) {
+  notes_.still_alive();
   batch_result result;
   const auto journal_failed = [&result](const std::string &fault) {
     result.status = batch_status::journal_failed;

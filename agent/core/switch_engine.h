@@ -33,6 +33,7 @@ enum class batch_status {
 struct batch_result {
   batch_status status = batch_status::done;
   std::string reason;        // in words, unless done
+  int32_t refusal = 0;       // library_refused: the library's status
   size_t operation = 0;      // library_refused: which operation of the batch
   size_t record = SIZE_MAX;  // library_refused: which of its changes, SIZE_MAX when it is none alone
   size_t writes = 0;         // to the switch
@@ -49,7 +50,7 @@ struct reconcile_result {
 };
 
 struct engine_notes {
-  std::function<void()> still_alive = [] {};  // between two steps
+  std::function<void()> still_alive = [] {};  // between two pieces of long work
 };
 
 class switch_engine {

@@ -20,15 +20,15 @@ ip_prefix numbered(uint32_t n) { return {{0x2400000000000000 | uint64_t{n} << 16
 
 class SwitchAgent : public testing::Test {
  protected:
-  SwitchAgent() { set_log(log_level::error, false); }
+  SwitchAgent() {
+    set_log(log_level::error, false);
+    settings.first_retry = milliseconds(1);
+    settings.last_retry = milliseconds(4);
+  }
   void start() {
     tables.emplace(table_limits{limit, move_limit});
     journal.emplace(folder.file("journal"));
     engine.emplace(*tables, *journal, driver);
-    agent_settings settings;
-    settings.most_routes = most_routes;
-    settings.first_retry = milliseconds(1);
-    settings.last_retry = milliseconds(4);
     agent.emplace(*engine, settings, agent_watch{[this](auto took) { latencies.push_back(took); }});
     agent->recover();
     agent->set_policy(permit_all);
@@ -60,6 +60,14 @@ class SwitchAgent : public testing::Test {
     }
     return prefixes;
   }
+  // Addresses far from each other.
+  void announce_hosts(uint32_t n) {
+    std::mt19937_64 random(n);
+    for (uint32_t i = 0; i < n; ++i) {
+      const uint64_t upper = 0x2c00000000000000 | random() >> 8;
+      agent->announce({{upper, random()}, 128}, 4, std::chrono::steady_clock::now());
+    }
+  }
   // Prefixes of 32 to 64 bits, of which some contain others.
   void announce_nested(uint32_t n) {
     std::mt19937 random(n);
@@ -85,7 +93,7 @@ class SwitchAgent : public testing::Test {
 
   uint32_t limit = 16384;
   uint32_t move_limit = 0;
-  size_t most_routes = 250000;
+  agent_settings settings;
   scratch_folder folder;
   memory_driver driver;
   std::optional<table_pair> tables;
@@ -165,6 +173,38 @@ TEST_F(SwitchAgent, routes_that_do_not_fit_are_set_aside_alone) {
   EXPECT_EQ(destinations(), 1 + 51 + chain.size() - chain.size() / 2);
 }
 
+TEST_F(SwitchAgent, many_routes_that_do_not_fit_are_found_in_parts) {
+  settings.longest_parting = milliseconds(100);  // several ticks
+  start();
+  announce(0, 50);
+  const std::vector<ip_prefix> chains = announce_chains(2);
+  settle(1000);
+  EXPECT_GT(agent->set_aside(), 2U);
+  EXPECT_LT(agent->set_aside(), chains.size());
+  EXPECT_EQ(destinations(), 1 + 50 + chains.size() - agent->set_aside());
+  EXPECT_EQ(driver.held, engine->image());
+}
+
+TEST_F(SwitchAgent, full_pools_leave_out_what_is_new_without_trying_all_of_it) {
+  limit = 1024;
+  start();
+  if (tables->figures(side::source).pools[0].size > 100000) {
+    GTEST_SKIP() << "the pools were made larger by another test in this process; ctest runs each in its own";
+  }
+  announce(0, 500);
+  settle();
+  announce(0, 100, 3);
+  announce_hosts(20000);
+  withdraw(200, 100);
+  settle();
+  EXPECT_GT(agent->set_aside(), 10000U);
+  EXPECT_LT(agent->counters().library_refusals, 100U);
+  EXPECT_EQ(destinations(), 1 + agent->book().routes() - agent->set_aside());
+  EXPECT_EQ((driver.held.lookups[{side::destination, numbered(50)}].egress), 3U);
+  EXPECT_FALSE(driver.held.lookups.contains({side::destination, numbered(250)}));
+  EXPECT_EQ(driver.held, engine->image());
+}
+
 TEST_F(SwitchAgent, nothing_goes_to_a_switch_that_was_lost_half_way_through_a_batch_in_parts) {
   move_limit = ZEL_V6COMP_TABLE_NO_MOVES;
   start();
@@ -214,9 +254,6 @@ TEST_F(SwitchAgent, a_full_switch_takes_withdrawals_and_gets_the_rest_later) {
   } switch_with_room(driver, full);
   agent.reset();
   engine.emplace(*tables, *journal, switch_with_room);
-  agent_settings settings;
-  settings.first_retry = milliseconds(1);
-  settings.last_retry = milliseconds(4);
   agent.emplace(*engine, settings);
   agent->recover();
   announce(100, 20);
@@ -269,7 +306,7 @@ TEST_F(SwitchAgent, rules_that_are_refused_leave_the_old_ones_in_force) {
 }
 
 TEST_F(SwitchAgent, too_many_routes_are_left_out_and_said) {
-  most_routes = 1000;
+  settings.most_routes = 1000;
   start();
   announce(0, 100000);
   settle();
