@@ -88,7 +88,7 @@ std::string switch_agent::trouble() const {
 }
 
 bool switch_agent::has_work(clock_time now) const {
-  return next_policy_.has_value() || compaction_asked_ || withdrawals_first_ ||
+  return next_policy_.has_value() || compaction_asked_ || withdrawals_first_ || aside_is_due(now) ||
          (book_.pending() != 0 &&
           (now >= book_.oldest() + settings_.gather || book_.pending() >= settings_.most_changes));
 }
@@ -108,11 +108,16 @@ clock_time switch_agent::tick(clock_time now) {
   if (next_policy_ || compaction_asked_) {
     return now;
   }
-  return book_.pending() == 0 ? now + far_away : std::max(now, book_.oldest() + settings_.gather);
+  const clock_time batch = book_.pending() == 0 ? now + far_away : book_.oldest() + settings_.gather;
+  return std::max(now, aside_may_fit_ ? std::min(batch, aside_retry_at_) : batch);
+}
+
+std::chrono::milliseconds switch_agent::longer(std::chrono::milliseconds pause) const {
+  return pause.count() == 0 ? settings_.first_retry : std::min(2 * pause, settings_.last_retry);
 }
 
 void switch_agent::wait_longer(clock_time now) {
-  pause_ = pause_.count() == 0 ? settings_.first_retry : std::min(2 * pause_, settings_.last_retry);
+  pause_ = longer(pause_);
   retry_at_ = std::max(now, steady_clock::now()) + pause_;
 }
 
@@ -162,11 +167,8 @@ void switch_agent::flush(clock_time now) {
     compact(now);
     return;
   }
-  if (aside_may_fit_) {
-    for (const ip_prefix &prefix : std::exchange(aside_, {})) {
-      book_.touch(prefix, now);
-    }
-    aside_may_fit_ = false;
+  if (aside_is_due(now)) {
+    try_aside_again(now);
   }
   const bool only_withdrawals = std::exchange(withdrawals_first_, false);
   std::vector<route_change> changes =
@@ -176,6 +178,9 @@ void switch_agent::flush(clock_time now) {
   }
   parting_ = {steady_clock::now() + settings_.longest_parting};
   run_changes(std::move(changes), now);
+  if (aside_.empty()) {
+    aside_pause_ = {};
+  }
 }
 
 bool switch_agent::has_to_wait(clock_time now) const {
@@ -220,7 +225,7 @@ void switch_agent::settle(const std::vector<route_change> &changes, const batch_
   parting_.got_on = true;
   const auto now = steady_clock::now();
   counters_.changes += changes.size();
-  aside_may_fit_ = !aside_.empty() && std::any_of(changes.begin(), changes.end(), is_withdrawal);
+  aside_may_fit_ |= !aside_.empty() && std::any_of(changes.begin(), changes.end(), is_withdrawal);
   if (result.status == batch_status::done) {
     for (const route_change &change : changes) {
       watch_.route_done(now - change.since);
@@ -293,6 +298,16 @@ void switch_agent::split(std::vector<route_change> changes, const table_batch &b
   run_changes({middle, changes.end()}, now);
 }
 
+// A try that does not help is dear: they are parted from all that fits once more.
+void switch_agent::try_aside_again(clock_time now) {
+  for (const ip_prefix &prefix : std::exchange(aside_, {})) {
+    book_.touch(prefix, now);
+  }
+  aside_may_fit_ = false;
+  aside_pause_ = longer(aside_pause_);
+  aside_retry_at_ = now + aside_pause_;
+}
+
 void switch_agent::put_aside(const ip_prefix &prefix, const std::string &reason) {
   parting_.got_on = true;
   aside_.insert(prefix);
@@ -345,6 +360,8 @@ void switch_agent::compact(clock_time now) {
   if (result.status == batch_status::done) {
     ++counters_.compactions;
     aside_may_fit_ = !aside_.empty();
+    aside_pause_ = {};
+    aside_retry_at_ = now;
     say(log_level::notice, fmt::format("compacted: {} prefixes got another code, {} writes, a history of {} changes is "
                                        "now a load",
                                        result.moved, result.writes, history));

@@ -101,6 +101,7 @@ class switch_agent {
   void settle(const std::vector<route_change> &changes, const batch_result &result, clock_time began);
   void split(std::vector<route_change> changes, const table_batch &batch, const batch_result &result, clock_time now,
              int culprits_out);
+  void try_aside_again(clock_time now);
   void put_aside(const ip_prefix &prefix, const std::string &reason);
   void leave_out_new(std::vector<route_change> &changes);
   void run_policy(clock_time now);
@@ -109,6 +110,8 @@ class switch_agent {
   void compare_all(clock_time now);
   void take(const batch_result &result, clock_time now);
   bool has_work(clock_time now) const;
+  bool aside_is_due(clock_time now) const { return aside_may_fit_ && now >= aside_retry_at_; }
+  std::chrono::milliseconds longer(std::chrono::milliseconds pause) const;
 
   switch_engine &engine_;
   agent_settings settings_;
@@ -118,6 +121,8 @@ class switch_agent {
   std::optional<packet_policy> next_policy_;
   std::set<ip_prefix> aside_;   // routes that the library refused
   bool aside_may_fit_ = false;  // something has gone since
+  clock_time aside_retry_at_{};
+  std::chrono::milliseconds aside_pause_{0};
   struct {
     clock_time end{};             // then the rest waits for the next tick
     bool got_on = false;          // a part is done, or a route set aside
