@@ -62,6 +62,7 @@ TEST(PrefixForest, AParentIsTheLongestPrefixAround) {
   EXPECT_EQ(forest.parent(3), 0U);
   EXPECT_EQ(forest.parent(4), 2U);
   EXPECT_EQ(forest.preorder(), (std::vector<uint32_t>{2, 1, 0, 3, 4}));
+  EXPECT_EQ(forest.depths(), (std::vector<uint32_t>{2, 1, 0, 3, 1}));
 }
 
 TEST(PrefixForest, InnerPrefixesAreThoseWithOthersInside) {

@@ -49,6 +49,16 @@ uint32_t prefix_forest::longest_match(ip_key address) const {
   return at == none ? none : order_[at];
 }
 
+std::vector<uint32_t> prefix_forest::depths() const {
+  std::vector<uint32_t> depths(size(), 0);
+  for (const uint32_t index : order_) {  // parents first
+    if (parents_[index] != none) {
+      depths[index] = depths[parents_[index]] + 1;
+    }
+  }
+  return depths;
+}
+
 uint32_t prefix_forest::count_inner() const {
   std::vector<bool> inner(size(), false);
   for (const uint32_t parent : parents_) {

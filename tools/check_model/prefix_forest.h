@@ -34,9 +34,13 @@ class prefix_forest {
 
   // The longest other prefix that contains this one.
   uint32_t parent(uint32_t index) const { return parents_[index]; }
+  const std::vector<uint32_t> &parents() const { return parents_; }
 
   // The longest prefix that covers an address.
   uint32_t longest_match(ip_key address) const;
+
+  // How many others contain each prefix, by position.
+  std::vector<uint32_t> depths() const;
 
   // How many prefixes have others inside them.
   uint32_t count_inner() const;

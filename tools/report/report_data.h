@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "prefix_forest.h"
 #include "zel_v6comp_table.h"
 
 namespace v6tool {
@@ -32,10 +33,10 @@ struct report_data {
 
 // How the rows nest, by index.
 struct row_nesting {
-  static constexpr size_t none = SIZE_MAX;
-  std::vector<size_t> parent;   // the row that is next around one
-  std::vector<uint32_t> depth;  // rows around one
-  std::vector<uint32_t> need;   // bits that everything inside takes, packed as tightly as it can be
+  static constexpr uint32_t none = prefix_forest::none;
+  std::vector<uint32_t> parent;  // the row that is next around one
+  std::vector<uint32_t> depth;   // rows around one
+  std::vector<uint8_t> need;     // bits that everything inside takes, packed as tightly as it can be
 };
 
 row_nesting nest(const std::vector<zel_v6comp_table_row> &rows);

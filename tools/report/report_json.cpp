@@ -107,7 +107,7 @@ std::string report_rows_json(const report_data &data) {
   for (size_t i = 0; i < data.rows.size(); ++i) {
     const zel_v6comp_table_row &row = data.rows[i];
     const std::string key_digits = hex(row.key);
-    prefix.push_back(format_prefix({key_from_bytes(row.address), row.length}));
+    prefix.push_back(format_prefix(prefix_of(row)));
     bits.push_back(row.code_length);
     code.push_back(hex(row.code).substr(0, (row.code_length + 3U) / 4));
     key.push_back(key_digits.substr(0, key_digits.find_last_not_of('0') + 1));

@@ -43,6 +43,12 @@ inline void key_to_bytes(ip_key key, uint8_t bytes[16]) {
   }
 }
 
+// Of a record with 16 bytes of address and a length, no bits set beyond it.
+template <class Record>
+ip_prefix prefix_of(const Record &record) {
+  return {key_from_bytes(record.address), record.length};
+}
+
 // The first `length` bits set.
 inline ip_key leading_ones(unsigned length) {
   const uint64_t all = ~uint64_t{0};

@@ -63,11 +63,6 @@ class room_table {
 
 // Of the library's records: rows, writes.
 template <class Record>
-ip_prefix prefix_of(const Record &record) {
-  return {key_from_bytes(record.address), record.length};
-}
-
-template <class Record>
 ip_prefix code_of(const Record &record) requires requires {
   record.code_length;
 }

@@ -32,19 +32,19 @@ TEST(ReportNesting, NoRowsAreNoRows) {
 
 TEST(ReportNesting, ParentsAreWhatIsNextAround) {
   const row_nesting nesting = v6tool::nest(office);
-  EXPECT_EQ(nesting.parent, (std::vector<size_t>{row_nesting::none, 0, 0, 2, 0}));
+  EXPECT_EQ(nesting.parent, (std::vector<uint32_t>{row_nesting::none, 0, 0, 2, 0}));
   EXPECT_EQ(nesting.depth, (std::vector<uint32_t>{0, 1, 1, 2, 1}));
 }
 
 // A /64 alone takes one place; the /48 around it two, one bit; the /32 holds 1 + 2 + 1 and its own: five, three bits.
 TEST(ReportNesting, NeedCountsTheOwnPlace) {
-  EXPECT_EQ(v6tool::nest(office).need, (std::vector<uint32_t>{3, 0, 1, 0, 0}));
+  EXPECT_EQ(v6tool::nest(office).need, (std::vector<uint8_t>{3, 0, 1, 0, 0}));
 }
 
 TEST(ReportNesting, ANewAddressSpaceEndsTheOldOne) {
   const row_nesting nesting =
       v6tool::nest({row("::/0", 0), row("2001::/16", 4), row("2001:db8::/32", 8), row("2002::/16", 4)});
-  EXPECT_EQ(nesting.parent, (std::vector<size_t>{row_nesting::none, 0, 1, 0}));
+  EXPECT_EQ(nesting.parent, (std::vector<uint32_t>{row_nesting::none, 0, 1, 0}));
 }
 
 // 129 prefixes, each in the one before: every one adds its own place and doubles, to more bits than a code has.
