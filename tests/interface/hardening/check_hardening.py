@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""The library and the tool as shipped are hardened: every source is compiled with every flag, and the linked files show
-what the flags are for."""
+"""The library, the tool and the agent as shipped are hardened: every source is compiled with every flag, and the linked
+files show what the flags are for."""
 import argparse
 import json
 import re
@@ -9,7 +9,7 @@ import shlex
 import subprocess
 import sys
 
-SHIPPED = ('platform/', 'common/', 'zel_v6comp_lib/', 'tools/')
+SHIPPED = ('platform/', 'common/', 'zel_v6comp_lib/', 'table/', 'tools/', 'agent/')
 FLAGS = {'-fstack-protector-strong', '-fstack-clash-protection', '-D_FORTIFY_SOURCE=3'}
 BRANCHES = {'x86_64': '-fcf-protection=full', 'aarch64': '-mbranch-protection=standard'}
 # First instruction of a function that may be reached by an indirect call.
