@@ -375,6 +375,32 @@ TEST_F(tcamv6_incr_journal_test, one_record_may_relink_a_thousand_children) {
   EXPECT_EQ(children("2001:db8::/32").size(), 1001u);
 }
 
+TEST_F(tcamv6_incr_journal_test, one_record_may_number_anew_all_that_it_hands_on) {
+  // 600 prefixes below 2001:db8::/33. A child that 2001:db8::/32 got later has a higher number than they have, so each
+  // of them gets another when the /33 goes: more notes than a record is allotted.
+  std::string wide = "2001:db8::/32 2001:db8::/33";
+  for (int i = 0; i < 600; ++i) {
+    char text[40];
+    std::snprintf(text, sizeof text, " 2001:db8:%x::/48", i);
+    wide += text;
+  }
+  compress(wide);
+  ASSERT_EQ(children("2001:db8::/33").size(), 601u);
+  const size_t beside = children("2001:db8::/32").size();
+  for (int i = 0; i < 700; ++i) {
+    char text[40];
+    std::snprintf(text, sizeof text, "+2001:db8:%x::/48", 0x8000 + i);
+    ASSERT_EQ(run(text).result, 0);
+  }
+  ASSERT_EQ(children("2001:db8::/32").size(), beside + 700);
+  const picture before = look();
+  ASSERT_EQ(run("-2001:db8::/33 -::/0*60000").result, -22);
+  EXPECT_TRUE(look() == before);
+  ASSERT_EQ(run("-2001:db8::/33").result, 0);
+  EXPECT_EQ(children("2001:db8::/32").size(), beside - 1 + 700 + 600);
+  EXPECT_EQ(tm_journal_unreserved(), 0u);
+}
+
 TEST_F(tcamv6_incr_journal_test, every_end_in_the_compressed_trie_is_somebodys_key) {
   // So a deleted prefix gives up no more than its own path and its dummy's, and one record's journal holds them.
   for (const uint32_t safe : {1u, 0u}) {
