@@ -295,14 +295,7 @@ reconcile_result switch_engine::go_on() {
 
 bool switch_engine::wants_compaction() const {
   const uint64_t history = journal_.changes_since_load();
-  if (history < least_history_to_compact) {
-    return false;
-  }
-  uint64_t rows = 0;
-  for (const side which : both_sides) {
-    rows += tables_.figures(which).prefixes;
-  }
-  return history > 2 * rows;
+  return history >= least_history_to_compact && history > 2 * image().lookups.size();  // one entry a row
 }
 
 batch_result switch_engine::compact() {
