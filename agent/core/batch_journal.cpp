@@ -27,6 +27,12 @@ constexpr const char *opening_statements[] = {"PRAGMA locking_mode=EXCLUSIVE",
                                               "CREATE INDEX IF NOT EXISTS operation_batch ON operation (batch)",
                                               "COMMIT"};
 
+constexpr const char *last_batch = "SELECT COALESCE(MAX(batch), 0) FROM operation";
+constexpr const char *bytes_of_changes = "SELECT COALESCE(SUM(LENGTH(content)), 0) FROM operation WHERE kind = 1";
+constexpr const char *bytes_of_last_changes =
+    "SELECT COALESCE(SUM(LENGTH(content)), 0) FROM operation WHERE kind = 1 AND batch = (SELECT MAX(batch) FROM "
+    "operation)";
+
 using statement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)>;
 
 statement prepare(sqlite3 *database, const char *text) {
@@ -139,11 +145,9 @@ std::string batch_journal::run(const char *text) {
 }
 
 void batch_journal::count() {
-  last_ = number_from(database_, "SELECT COALESCE(MAX(batch), 0) FROM operation");
+  last_ = number_from(database_, last_batch);
   batches_ = static_cast<uint64_t>(number_from(database_, "SELECT COUNT(DISTINCT batch) FROM operation"));
-  changes_since_load_ = static_cast<uint64_t>(number_from(
-                            database_, "SELECT COALESCE(SUM(LENGTH(content)), 0) FROM operation WHERE kind = 1")) /
-                        change_bytes;
+  changes_since_load_ = static_cast<uint64_t>(number_from(database_, bytes_of_changes)) / change_bytes;
 }
 
 std::string batch_journal::insert(const table_batch &batch, int64_t number) {
@@ -195,11 +199,20 @@ std::string batch_journal::append(const table_batch &batch) {
   return "";
 }
 
+// Counts what goes instead of all that stays: many batches may be refused one after the other.
 std::string batch_journal::remove_last() {
-  const std::string fault =
-      in_transaction([this] { return run("DELETE FROM operation WHERE batch = (SELECT MAX(batch) FROM operation)"); });
-  if (fault.empty()) {
-    count();
+  uint64_t bytes = 0;
+  int64_t before = 0;
+  const std::string fault = in_transaction([&] {
+    bytes = static_cast<uint64_t>(number_from(database_, bytes_of_last_changes));
+    const std::string stays = run("DELETE FROM operation WHERE batch = (SELECT MAX(batch) FROM operation)");
+    before = number_from(database_, last_batch);
+    return stays;
+  });
+  if (fault.empty() && last_ != before) {
+    last_ = before;
+    --batches_;
+    changes_since_load_ -= bytes / change_bytes;
   }
   return fault;
 }

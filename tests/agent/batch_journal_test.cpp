@@ -54,7 +54,10 @@ TEST(BatchJournal, forgets_the_last_batch_and_replaces_all) {
   for (uint32_t i = 0; i < 3; ++i) {
     journal.append(random_batch(i));
   }
+  EXPECT_EQ(journal.changes_since_load(), 4U + 2 * 24);
   EXPECT_EQ(journal.remove_last(), "");
+  EXPECT_EQ(journal.changes_since_load(), 4U + 24);
+  EXPECT_EQ(journal.batches(), 2U);
   ASSERT_EQ(all_of(journal).size(), 2U);
   table_batch load{{operation_kind::load, side::source, random_batch(7)[0].changes, {}}};
   EXPECT_EQ(journal.replace_all(load), "");
@@ -63,6 +66,13 @@ TEST(BatchJournal, forgets_the_last_batch_and_replaces_all) {
   EXPECT_EQ(journal.changes_since_load(), 0U);
   EXPECT_EQ(journal.append(random_batch(3)), "");
   EXPECT_EQ(journal.batches(), 2U);
+  for (const uint64_t left : {1U, 0U, 0U}) {
+    EXPECT_EQ(journal.remove_last(), "");
+    EXPECT_EQ(journal.batches(), left);
+    EXPECT_EQ(journal.changes_since_load(), 0U);
+  }
+  EXPECT_EQ(journal.append(random_batch(3)), "");
+  ASSERT_EQ(all_of(journal).size(), 1U);
 }
 
 TEST(BatchJournal, is_one_process_s_alone) {
