@@ -57,8 +57,8 @@ void switch_agent::recover() {
 void switch_agent::announce(const ip_prefix &prefix, uint32_t egress, clock_time now) {
   if (!book_.announce(prefix, egress, now, settings_.most_routes)) {
     ++counters_.routes_over_limit;
-    limit_lines_.say(log_level::error, fmt::format("{} left out: there are {} routes already, which is the limit",
-                                                   v6tool::format_prefix(prefix), book_.routes()));
+    lines_over_limit_.say(log_level::error, fmt::format("{} left out: there are {} routes already, which is the limit",
+                                                        v6tool::format_prefix(prefix), book_.routes()));
   }
 }
 
@@ -265,7 +265,7 @@ void switch_agent::take(const batch_result &result, clock_time now) {
       trouble_ = "the library refused a batch: " + result.reason;
       break;
   }
-  limit_lines_.say(log_level::error, trouble_);
+  lines_of_batches_.say(log_level::error, trouble_);
   wait_longer(now);
 }
 
@@ -311,7 +311,7 @@ void switch_agent::try_aside_again(clock_time now) {
 void switch_agent::put_aside(const ip_prefix &prefix, const std::string &reason) {
   parting_.got_on = true;
   aside_.insert(prefix);
-  limit_lines_.say(log_level::error, fmt::format("{} set aside: {}", v6tool::format_prefix(prefix), reason));
+  lines_aside_.say(log_level::error, fmt::format("{} set aside: {}", v6tool::format_prefix(prefix), reason));
 }
 
 // Where not one more prefix fits, trying all others one by one would take minutes.

@@ -135,7 +135,10 @@ class switch_agent {
   std::string trouble_;  // of the last batch or reconciliation
   clock_time retry_at_{};
   std::chrono::milliseconds pause_{0};
-  line_limit limit_lines_{std::chrono::seconds(10)};
+  // Each counts what it holds back of its own kind.
+  line_limit lines_over_limit_{std::chrono::seconds(10)};
+  line_limit lines_aside_{std::chrono::seconds(10)};
+  line_limit lines_of_batches_{std::chrono::seconds(10)};
 };
 
 }  // namespace v6agent
