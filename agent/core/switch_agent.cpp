@@ -39,18 +39,25 @@ void switch_agent::recover() {
       fmt::format("replayed {} batches in {} ms: {} routes, {} rules", engine_.journal().batches(),
                   std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - began).count(),
                   book_.routes(), engine_.policy().size()));
-  ++counters_.reconciliations;
-  counters_.foreign_entries += result.foreign;
+  note(result);
   if (result.status != driver_status::done) {
     trouble_ = result.reason;
     say(log_level::error, "the switch cannot be reconciled yet: " + result.reason);
-    return;
   }
-  say(result.foreign != 0 ? log_level::warning : log_level::notice,
-      fmt::format("the switch is in step: {} outstanding writes done, {} entries put right", result.outstanding,
-                  result.foreign));
+}
+
+// What every reconciliation leaves behind.
+void switch_agent::note(const reconcile_result &result) {
+  ++counters_.reconciliations;
+  counters_.foreign_entries += result.foreign;
   if (!result.taken_back.empty()) {
+    ++counters_.switch_refusals;
     say(log_level::warning, "the last batch was taken back: " + result.taken_back);
+  }
+  if (result.status == driver_status::done) {
+    say(result.foreign != 0 ? log_level::warning : log_level::notice,
+        fmt::format("the switch is in step: {} outstanding writes done, {} entries put right", result.outstanding,
+                    result.foreign));
   }
 }
 
@@ -123,8 +130,7 @@ void switch_agent::wait_longer(clock_time now) {
 
 void switch_agent::mend(clock_time now) {
   const reconcile_result result = engine_.reconcile();
-  ++counters_.reconciliations;
-  counters_.foreign_entries += result.foreign;
+  note(result);
   if (result.status != driver_status::done) {
     if (trouble_ != result.reason) {
       say(log_level::error, "the switch cannot be reconciled: " + result.reason);
@@ -133,8 +139,6 @@ void switch_agent::mend(clock_time now) {
     wait_longer(now);
     return;
   }
-  say(log_level::notice, fmt::format("the switch is back in step: {} outstanding writes done, {} entries put right",
-                                     result.outstanding, result.foreign));
   trouble_.clear();
   pause_ = {};
   compare_all(now);

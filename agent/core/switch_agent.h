@@ -95,6 +95,7 @@ class switch_agent {
 
  private:
   void mend(clock_time now);
+  void note(const reconcile_result &result);
   void flush(clock_time now);
   bool has_to_wait(clock_time now) const;
   void run_changes(std::vector<route_change> changes, clock_time now, int culprits_out = 0);

@@ -319,6 +319,29 @@ TEST_F(SwitchAgent, a_switch_that_goes_away_gets_the_rest_when_it_is_back) {
   EXPECT_EQ(driver.held, engine->image());
 }
 
+TEST_F(SwitchAgent, a_switch_that_is_back_and_refuses_the_rest_is_said_to) {
+  start();
+  announce(0, 100);
+  settle();
+  driver.before_step = [](size_t) { return driver_answer{driver_status::unreachable, "gone"}; };
+  announce(100, 10);
+  agent->tick(std::chrono::steady_clock::now() + milliseconds(60));
+  ASSERT_FALSE(engine->in_step());
+  driver.before_step = [](size_t) { return driver_answer{driver_status::refused, "full"}; };
+  set_log(log_level::warning, false);
+  testing::internal::CaptureStderr();
+  agent->tick(std::chrono::steady_clock::now() + std::chrono::seconds(1));
+  const std::string lines = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(lines, HasSubstr("the last batch was taken back: full"));
+  EXPECT_EQ(agent->counters().switch_refusals, 2U);  // and once more, as a batch of its own
+  EXPECT_EQ(destinations(), 101U);
+  driver.before_step = [](size_t) { return driver_answer{}; };
+  set_log(log_level::error, false);
+  settle();
+  EXPECT_EQ(destinations(), 111U);
+  EXPECT_EQ(driver.held, engine->image());
+}
+
 TEST_F(SwitchAgent, rules_that_are_refused_leave_the_old_ones_in_force) {
   start();
   announce(0, 10);
