@@ -167,7 +167,7 @@ void switch_agent::flush(clock_time now) {
     run_policy(now);
     return;
   }
-  if (compaction_asked_ || (engine_.wants_compaction() && !compaction_is_useless_)) {
+  if (compaction_asked_ || (now >= next_compaction_ && engine_.wants_compaction())) {
     compact(now);
     return;
   }
@@ -361,16 +361,22 @@ void switch_agent::compact(clock_time now) {
   const uint64_t history = engine_.journal().changes_since_load();
   const batch_result result = engine_.compact();
   take(result, now);
-  if (result.status == batch_status::done) {
-    ++counters_.compactions;
-    aside_may_fit_ = !aside_.empty();
-    aside_pause_ = {};
-    aside_retry_at_ = now;
-    say(log_level::notice, fmt::format("compacted: {} prefixes got another code, {} writes, a history of {} changes is "
-                                       "now a load",
-                                       result.moved, result.writes, history));
-  } else if (engine_.in_step()) {
-    compaction_is_useless_ = true;  // until the next start: it would fail again and again
+  if (result.status != batch_status::done || !result.reason.empty()) {
+    next_compaction_ = now + settings_.compaction_retry;
+  }
+  if (result.status != batch_status::done) {
+    return;
+  }
+  ++counters_.compactions;
+  aside_may_fit_ = !aside_.empty();
+  aside_pause_ = {};
+  aside_retry_at_ = now;
+  say(log_level::notice,
+      fmt::format("compacted: {} prefixes got another code, {} writes", result.moved, result.writes));
+  if (result.reason.empty()) {
+    say(log_level::notice, fmt::format("a history of {} changes is now a load", history));
+  } else {
+    say(log_level::warning, fmt::format("a history of {} changes is kept: {}", history, result.reason));
   }
 }
 

@@ -29,6 +29,7 @@ struct agent_settings {
   std::chrono::milliseconds longest_parting{1000};  // of a batch that the library refuses, in one tick
   std::chrono::milliseconds first_retry{500};
   std::chrono::milliseconds last_retry{30000};
+  std::chrono::milliseconds compaction_retry{600000};
 };
 
 enum class feed_state : uint8_t { down, syncing, up };
@@ -130,7 +131,7 @@ class switch_agent {
     bool pools_are_full = false;  // so there is no room for any other new route
   } parting_;                     // of the changes of this tick
   bool compaction_asked_ = false;
-  bool compaction_is_useless_ = false;
+  clock_time next_compaction_{};  // the agent's own; after one that failed
   bool withdrawals_first_ = false;
   feed_state feed_ = feed_state::down;
   std::string trouble_;  // of the last batch or reconciliation

@@ -302,16 +302,13 @@ batch_result switch_engine::compact() {
   batch_result result =
       run({{operation_kind::compact, side::source, {}, {}}, {operation_kind::compact, side::destination, {}, {}}});
   if (result.status == batch_status::done) {
-    if (const std::string fault = replace_history(); !fault.empty()) {
-      result.status = batch_status::journal_failed;
-      result.reason = fault;
-    }
+    replace_history(result);
   }
   return result;
 }
 
 // The rows as they are now, as a load. A history of loads must give the same codes again, or it is kept.
-std::string switch_engine::replace_history() {
+void switch_engine::replace_history(batch_result &result) {
   table_batch batch;
   for (const side which : both_sides) {
     table_operation load{operation_kind::load, which, {}, {}};
@@ -319,12 +316,13 @@ std::string switch_engine::replace_history() {
       load.changes.push_back(change_of(prefix_of(row.address, row.length), true, row.word));
     });
     if (!tables_.loads_alike(which, prefixes_from(load.changes))) {
-      return "a table loaded anew would get other codes: the history is kept";
+      result.reason = "a table loaded anew would get other codes";
+      return;
     }
     batch.push_back(std::move(load));
   }
   batch.push_back({operation_kind::policy, side::source, {}, planner_.policy()});
-  return journal_.replace_all(batch);
+  result.reason = journal_.replace_all(batch);
 }
 
 }  // namespace v6agent

@@ -32,7 +32,7 @@ enum class batch_status {
 
 struct batch_result {
   batch_status status = batch_status::done;
-  std::string reason;        // in words, unless done
+  std::string reason;        // in words, unless all is well
   int32_t refusal = 0;       // library_refused: the library's status
   size_t operation = 0;      // library_refused: which operation of the batch
   size_t record = SIZE_MAX;  // library_refused: which of its changes, SIZE_MAX when it is none alone
@@ -69,7 +69,8 @@ class switch_engine {
   // Is the switch known to hold what it should?
   bool in_step() const { return in_step_; }
 
-  // Give short codes back, and let a load take the place of the history. Reason "" also when nothing could be gained.
+  // Give short codes back, and let a load take the place of the history. Done, with a reason: the tables are compacted,
+  // but the history is kept.
   batch_result compact();
 
   // Is the history longer than twice the table, and long enough to matter?
@@ -92,7 +93,7 @@ class switch_engine {
   reconcile_result go_on();
   bool read_settled(switch_image &found, reconcile_result &result);
   switch_plan rest_of_the_way(const switch_image &found, reconcile_result &result) const;
-  std::string replace_history();
+  void replace_history(batch_result &result);
 
   table_pair &tables_;
   batch_journal &journal_;

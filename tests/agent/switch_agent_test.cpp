@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "switch_agent.h"
 
+#include <sqlite3.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -365,6 +366,43 @@ TEST_F(SwitchAgent, too_many_routes_are_left_out_and_said) {
   EXPECT_EQ(agent->book().routes(), 1000U);
   EXPECT_EQ(agent->counters().routes_over_limit, 99000U);
   EXPECT_EQ(destinations(), 1001U);
+}
+
+// Every load of this journal is refused.
+void refuse_loads(const std::string &path) {
+  { const batch_journal made(path); }
+  sqlite3 *database = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(database,
+                         "CREATE TRIGGER full BEFORE INSERT ON operation WHEN NEW.kind = 2 "
+                         "BEGIN SELECT RAISE(ABORT, 'no room'); END",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  sqlite3_close(database);
+}
+
+TEST_F(SwitchAgent, a_history_that_cannot_become_a_load_is_kept_and_tried_later) {
+  refuse_loads(folder.file("journal"));
+  start();
+  clock_time now = std::chrono::steady_clock::now();
+  const auto flap = [&](uint32_t egress) {
+    announce(0, 4000, egress);
+    now += std::chrono::seconds(1);
+    agent->tick(now);
+    now += std::chrono::seconds(1);
+    agent->tick(now);
+  };
+  for (uint32_t egress = 2; egress < 8; ++egress) {
+    flap(egress);
+  }
+  EXPECT_EQ(agent->counters().compactions, 1U);
+  EXPECT_EQ(agent->trouble(), "");
+  EXPECT_GE(journal->changes_since_load(), 20000U);
+  EXPECT_EQ(agent->book().pending(), 0U);
+  now += settings.compaction_retry;
+  flap(8);
+  EXPECT_EQ(agent->counters().compactions, 2U);
+  EXPECT_EQ(driver.held, engine->image());
 }
 
 long resident_kilobytes() {
