@@ -21,6 +21,14 @@ namespace {
 constexpr size_t most_clients = 32;
 constexpr size_t longest_request = 4096;  // bytes
 
+// The socket of a process that was killed; the journal's lock keeps a living one away. Anything else is not ours.
+void remove_socket(const std::string &path) {
+  struct stat found {};
+  if (lstat(path.c_str(), &found) == 0 && S_ISSOCK(found.st_mode)) {
+    unlink(path.c_str());
+  }
+}
+
 }  // namespace
 
 control_server::control_server(event_loop &loop, const std::string &path, answerer answer)
@@ -31,7 +39,7 @@ control_server::control_server(event_loop &loop, const std::string &path, answer
     throw std::runtime_error(path + ": too long for a socket");
   }
   path.copy(address.sun_path, path.size());
-  unlink(path.c_str());  // of a process that was killed; the journal's lock keeps a living one away
+  remove_socket(path);
   listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (listener_ < 0 || bind(listener_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
       chmod(path.c_str(), 0660) != 0 || listen(listener_, 16) != 0) {
@@ -48,7 +56,7 @@ control_server::~control_server() {
   }
   loop_.forget(listener_);
   close(listener_);
-  unlink(path_.c_str());
+  remove_socket(path_);
 }
 
 void control_server::accept_client() {

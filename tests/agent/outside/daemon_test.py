@@ -163,6 +163,14 @@ class Daemon(AgentTest):
         self.assertEqual(first.answers("rows"), before)  # its socket is still there
         self.assertEqual(first.stop(), 0)
 
+    def test_a_file_in_the_place_of_the_socket_is_kept(self) -> None:
+        (self.folder / "control").write_text("mine")
+        agent = self.agent("--table", str(self.table), "--metrics", "")
+        done = subprocess.run([programs["v6compd"], *agent.options], capture_output=True, text=True, timeout=PATIENCE)
+        self.assertEqual(done.returncode, 3)
+        self.assertRegex(done.stderr, "control: .*in use")
+        self.assertEqual((self.folder / "control").read_text(), "mine")
+
     def test_metrics_and_health(self) -> None:
         port = free_port()
         base = f"http://127.0.0.1:{port}"
