@@ -18,6 +18,10 @@ struct table_limits {
   uint32_t move_limit = 0;              // most prefixes that one change may move; 0 = no limit
 };
 
+// In the order of the library's figures.
+constexpr const char *pool_names[ZEL_V6COMP_TABLE_POOLS] = {"tree_nodes", "tree_data", "prefix_data", "path_data",
+                                                            "trie_nodes"};
+
 class table_pair {
  public:
   // Throws std::runtime_error when the library cannot open them.

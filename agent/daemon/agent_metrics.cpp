@@ -51,9 +51,6 @@ CivetCallbacks health_callbacks() {
 const prometheus::Histogram::BucketBoundaries seconds{0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10, 30};
 const prometheus::Histogram::BucketBoundaries counts{1, 3, 10, 30, 100, 300, 1000, 3000, 10000, 30000, 100000, 300000};
 
-constexpr const char *pool_names[ZEL_V6COMP_TABLE_POOLS] = {"tree_nodes", "tree_data", "prefix_data", "path_data",
-                                                            "trie_nodes"};
-
 }  // namespace
 
 struct agent_metrics::families {

@@ -40,11 +40,9 @@ json table_json(const zel_v6comp_table_stats_record &figures) {
 }
 
 json pools_json(const zel_v6comp_table_stats_record &figures) {
-  constexpr const char *names[ZEL_V6COMP_TABLE_POOLS] = {"tree_nodes", "tree_data", "prefix_data", "path_data",
-                                                         "trie_nodes"};
   json pools = json::object();
   for (int i = 0; i < ZEL_V6COMP_TABLE_POOLS; ++i) {
-    pools[names[i]] = {{"size", figures.pools[i].size}, {"in_use", figures.pools[i].in_use}};
+    pools[pool_names[i]] = {{"size", figures.pools[i].size}, {"in_use", figures.pools[i].in_use}};
   }
   return pools;
 }

@@ -19,6 +19,7 @@
 #include "control_answers.h"
 #include "control_server.h"
 #include "daemon_options.h"
+#include "early_warnings.h"
 #include "openflow_driver.h"
 #include "policy_reader.h"
 #include "route_feed.h"
@@ -31,8 +32,6 @@ using namespace v6agent;
 using std::chrono::steady_clock;
 
 constexpr auto figures_pause = std::chrono::seconds(2);
-constexpr double nearly_full = 0.8;    // of a pool
-constexpr uint32_t few_bits_left = 8;  // of 64
 
 // Routes as they come go to the agent.
 class agent_sink final : public route_sink {
@@ -99,25 +98,9 @@ std::vector<std::string> reload_rules(const daemon_options &options, switch_agen
   return faults;
 }
 
-// Thresholds, before anything is full.
-void warn_early(const switch_agent &agent, const daemon_options &options, line_limit &lines) {
-  for (const side which : both_sides) {
-    const zel_v6comp_table_stats_record figures = agent.engine().tables().figures(which);
-    if (64 - std::min(figures.bits_needed, 64U) < few_bits_left) {
-      lines.say(log_level::warning, fmt::format("the {} prefixes nest deeply: {} of 64 bits are needed", name_of(which),
-                                                figures.bits_needed));
-    }
-    for (const zel_v6comp_table_pool &pool : figures.pools) {
-      if (pool.in_use > nearly_full * pool.size) {
-        lines.say(log_level::warning,
-                  fmt::format("a pool is nearly full, {} of {}: start with more --expected-prefixes", pool.in_use,
-                              pool.size));
-      }
-    }
-  }
-  if (static_cast<double>(agent.book().routes()) > nearly_full * options.most_routes) {
-    lines.say(log_level::warning, fmt::format("{} routes of at most {}", agent.book().routes(), options.most_routes));
-  }
+room_figures room_of(const switch_agent &agent, const daemon_options &options) {
+  const table_pair &tables = agent.engine().tables();
+  return {tables.figures(side::source), tables.figures(side::destination), agent.book().routes(), options.most_routes};
 }
 
 // SIGHUP, SIGINT and SIGTERM as a file. Blocked for all threads, so before any starts.
@@ -158,7 +141,7 @@ class service {
   agent_sink sink_;
   std::unique_ptr<control_server> control_;
   std::unique_ptr<route_feed> feed_;
-  line_limit warnings_{std::chrono::minutes(10)};
+  early_warnings warnings_;
   steady_clock::duration watchdog_ = std::chrono::hours(1);
 };
 
@@ -222,7 +205,7 @@ void service::show_figures() {
   if (metrics_ != nullptr) {
     metrics_->update(agent_);
   }
-  warn_early(agent_, options_, warnings_);
+  warnings_.look(room_of(agent_, options_));
   sd_notifyf(0, "STATUS=%s; feed %s, %zu routes, %zu rules", trouble.empty() ? "good" : trouble.c_str(),
              name_of(agent_.feed()), agent_.book().routes(), engine_.policy().size());
 }
