@@ -2,6 +2,7 @@
 // The list that chains amount to, against packets that walk the chains themselves.
 #include "rule_chains.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -12,6 +13,7 @@
 namespace {
 
 using namespace v6tool;
+using testing::HasSubstr;
 
 // What a chain does to one packet: decides, comes back, or (leave) comes back early, which is the same to the caller.
 std::optional<rule_verdict> walk(const chain_book &book, const rule_chain &chain, const rule_packet &packet) {
@@ -133,24 +135,67 @@ TEST(RuleChains, AChainThatLeadsBackToItselfIsAFault) {
   }
 }
 
-// Each of 26 chains jumps twice to the next, and the last decides TCP alone: 2^25 rules.
-TEST(RuleChains, ListsThatGrowWithoutEndAreAFault) {
+// Chain 0 is the first; each has these rules, which jump to the next, and the last has others.
+std::string fault_of_row(size_t chains, const std::vector<chain_rule> &each, const std::vector<chain_rule> &last) {
   chain_book book;
-  for (char name = 'a'; name <= 'z'; ++name) {
-    rule_chain &chain = book.chains[std::string(1, name)];
-    chain.name = name;
-    chain_rule next;
-    next.matches.emplace_back();
-    next.matches.front().protocol = name == 'z' ? std::optional<uint8_t>(protocol_tcp) : std::nullopt;
-    next.action = name == 'z' ? chain_action::verdict : chain_action::jump;
-    next.target = std::string(1, static_cast<char>(name + 1));
-    chain.rules = {next, next};
+  for (size_t i = 0; i < chains; ++i) {
+    rule_chain &chain = book.chains[std::to_string(i)];
+    chain.name = std::to_string(i);
+    chain.rules = i + 1 == chains ? last : each;
+    for (chain_rule &rule : chain.rules) {
+      rule.target = std::to_string(i + 1);
+    }
   }
   rule_set set;
   read_report report;
-  flatten_chain(book, "a", {}, set, report);
+  flatten_chain(book, "0", {}, set, report);
+  return report.faults.total == 0 ? "" : report.faults.texts.front();
+}
+
+chain_rule rule_that(chain_action action, const rule_match &match = {}) {
+  chain_rule rule;
+  rule.action = action;
+  rule.matches = {match};
+  return rule;
+}
+
+const chain_rule jump = rule_that(chain_action::jump);
+
+// Each chain jumps twice to the next, and the last decides TCP alone: 2^25 rules.
+TEST(RuleChains, ListsThatGrowWithoutEndAreAFault) {
+  const chain_rule tcp = rule_that(chain_action::verdict, {{}, {}, protocol_tcp, {}, {}});
+  EXPECT_THAT(fault_of_row(26, {jump, jump}, {tcp, tcp}), HasSubstr("more than 1048576 rules"));
+}
+
+// The same, and the last decides nothing: no list grows, and 2^40 chains are walked.
+TEST(RuleChains, WalksWithoutEndAreAFault) {
+  EXPECT_THAT(fault_of_row(40, {jump, jump}, {}), HasSubstr("more than 8388608 rules to look at"));
+}
+
+TEST(RuleChains, ChainsMayNestDeepButNotWithoutEnd) {
+  const chain_rule decide = rule_that(chain_action::verdict);
+  EXPECT_EQ(fault_of_row(500, {jump}, {decide}), "");
+  EXPECT_THAT(fault_of_row(501, {jump}, {decide}), HasSubstr("more than 500 chains within one another"));
+  EXPECT_THAT(fault_of_row(100000, {jump}, {decide}), HasSubstr("more than 500 chains within one another"));
+}
+
+// Chains that leave some of their packets early: what comes after is walked anew for these, within the walk before.
+TEST(RuleChains, ReturnsMayNestDeepButNotWithoutEnd) {
+  chain_book book;
+  book.chains["all"].name = "all";
+  for (uint16_t i = 1; i < 2000; ++i) {
+    const std::string name = std::to_string(i);
+    chain_rule call = rule_that(chain_action::jump, {{}, {}, protocol_tcp, {i, UINT16_MAX}, {}});
+    call.target = name;
+    book.chains["all"].rules.push_back(call);
+    book.chains[name] = {
+        name, false, false, {}, {rule_that(chain_action::leave, {{}, {}, protocol_tcp, {}, {i, UINT16_MAX}})}};
+  }
+  rule_set set;
+  read_report report;
+  flatten_chain(book, "all", {}, set, report);
   ASSERT_EQ(report.faults.total, 1U);
-  EXPECT_NE(report.faults.texts.front().find("more than 1048576 rules"), std::string::npos);
+  EXPECT_THAT(report.faults.texts.front(), HasSubstr("more than 500 chains within one another"));
 }
 
 }  // namespace

@@ -22,6 +22,11 @@ struct chain_frame {
 };
 using chain_stack = std::vector<chain_frame>;  // the innermost last
 
+// Bounds for what is no rule set but a trap: walks call one another, and chains that decide nothing can be walked
+// 2^n times without listing a rule.
+constexpr size_t most_nested = 500;
+constexpr size_t most_steps = 8 * max_rules;
+
 class chain_walk {
  public:
   chain_walk(const chain_book &book, const rules_options &options, rule_set &set, read_report &report)
@@ -38,18 +43,26 @@ class chain_walk {
         report_.warnings.add(text + "; left out");
       }
     }
-    if (overflow_) {
-      report_.faults.add(set_.name + ": more than " + std::to_string(max_rules) + " rules when its jumps are followed");
+    if (gave_up()) {
+      report_.faults.add(set_.name + ": when its jumps are followed there are more than " + too_many_);
     }
   }
 
  private:
-  void emit(const chain_rule &rule, const rule_match &match, rule_verdict verdict) {
-    if (set_.rules.size() >= max_rules) {
-      overflow_ = true;
-      return;
+  bool gave_up() const { return !too_many_.empty(); }
+
+  // True when there are more than `most`, and the walk ends.
+  bool exceeds(size_t count, size_t most, const char *what) {
+    if (count > most && !gave_up()) {
+      too_many_ = std::to_string(most) + ' ' + what;
     }
-    set_.rules.push_back({match, verdict, rule.place, rule.name});
+    return gave_up();
+  }
+
+  void emit(const chain_rule &rule, const rule_match &match, rule_verdict verdict) {
+    if (!exceeds(set_.rules.size() + 1, max_rules, "rules")) {
+      set_.rules.push_back({match, verdict, rule.place, rule.name});
+    }
   }
 
   void reject(const chain_rule &rule, const std::string &fault) {
@@ -76,7 +89,7 @@ class chain_walk {
 
   // What packets of `match` meet when they come back from a chain that was called by the innermost of `outer`.
   void come_back(chain_stack outer, const rule_match &match, const chain_rule &why) {
-    while (!outer.empty() && !overflow_) {
+    while (!outer.empty() && !gave_up()) {
       const chain_frame frame = outer.back();
       outer.pop_back();
       if (walk(frame, match, outer)) {
@@ -118,13 +131,23 @@ class chain_walk {
 
   // List a chain from a rule on, for packets of the condition. True when it decides all of them.
   bool walk(chain_frame from, const rule_match &condition, const chain_stack &outer) {
-    for (size_t i = from.next; i < from.chain->rules.size() && !overflow_; ++i) {
+    ++nested_;
+    const bool decides = !exceeds(nested_, most_nested, "chains within one another") && list(from, condition, outer);
+    --nested_;
+    return decides;
+  }
+
+  bool list(chain_frame from, const rule_match &condition, const chain_stack &outer) {
+    for (size_t i = from.next; i < from.chain->rules.size() && !gave_up(); ++i) {
       const chain_rule &rule = from.chain->rules[i];
       if (!rule.fault.empty()) {
         reject(rule, rule.fault);
         continue;
       }
       for (const rule_match &own : rule.matches) {
+        if (exceeds(++steps_, most_steps, "rules to look at")) {
+          return false;
+        }
         const std::optional<rule_match> match = both(condition, own);
         bool leaves = false;
         if (match && take(rule, *match, *match == condition, {from.chain, i + 1}, outer, leaves)) {
@@ -145,7 +168,9 @@ class chain_walk {
   rule_verdict policy_ = rule_verdict::accept;
   std::set<const chain_rule *> rejected_;
   message_list skipped_;
-  bool overflow_ = false;
+  size_t nested_ = 0;
+  size_t steps_ = 0;
+  std::string too_many_;  // of what; "": not given up
 };
 
 bool is_named(const std::string &key, const rule_chain &chain, const std::string &name) {
