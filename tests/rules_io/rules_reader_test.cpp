@@ -188,6 +188,7 @@ TEST(RulesReader, RefusesWhatIsNoRules) {
   EXPECT_EQ(first_fault(parse("{\"nftables\": [\n\n")), "r:3: not JSON");
   EXPECT_THAT(first_fault(parse("{\"rules\": []}")), HasSubstr("there is no array `nftables`"));
   EXPECT_THAT(first_fault(parse("{\"a\": " + std::string(100000, '[') + "}")), HasSubstr("deeper than 64"));
+  EXPECT_THAT(first_fault(parse("{\"nftables\": [1e999]}")), HasSubstr("a number that is too large"));
   EXPECT_EQ(first_fault(parse("*filter\n:FORWARD ACCEPT\n")), "r: ends within a table, without COMMIT");
   EXPECT_THAT(first_fault(parse("{\"nftables\": []}")), HasSubstr("no chain for forwarded packets, and no other"));
   outcome out;

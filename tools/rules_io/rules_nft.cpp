@@ -374,16 +374,21 @@ chain_book read_nft_chains(std::string_view content, const rules_options &option
     report.faults.add(set.name + ": JSON that nests deeper than 64 levels");
     return book;
   }
+  json document;
   try {
-    const json document = json::parse(content);
-    const json *items = member(document, "nftables");
-    if (items == nullptr || !items->is_array()) {
-      report.faults.add(set.name + ": not what `nft -j list ruleset` prints: there is no array `nftables`");
-    } else {
-      nft_reader(options, set, report, book).read(*items);
-    }
+    document = json::parse(content);
   } catch (const json::parse_error &error) {
     report.faults.add(set.name + ':' + std::to_string(line_of(content, error.byte)) + ": not JSON");
+    return book;
+  } catch (const json::out_of_range &) {
+    report.faults.add(set.name + ": JSON with a number that is too large for any rule");
+    return book;
+  }
+  const json *items = member(document, "nftables");
+  if (items == nullptr || !items->is_array()) {
+    report.faults.add(set.name + ": not what `nft -j list ruleset` prints: there is no array `nftables`");
+  } else {
+    nft_reader(options, set, report, book).read(*items);
   }
   return book;
 }
