@@ -140,6 +140,28 @@ for name, text in {
     "nothing": b"# nothing\n",
 }.items():
     put("history_reader", name, text)
+saved = b"*filter\n:FORWARD DROP [0:0]\n:inner - [0:0]\n%sCOMMIT\n"
+nft = b'{"nftables": [{"chain": {"family": "ip6", "table": "t", "name": "f", "hook": "forward", "policy": "drop"}}, %s]}'
+nft_rule = b'{"rule": {"family": "ip6", "table": "t", "chain": "f", "handle": 1, "expr": [%s, {"accept": null}]}}'
+nft_match = b'{"match": {"op": "==", "left": {"payload": {"protocol": "%s", "field": "%s"}}, "right": %s}}'
+for name, choice, text in (
+    [(path.name, 0, path.read_bytes())
+     for folder in ("examples/rules", "tests/rules_io/rules") for path in sorted((root / folder).iterdir())]
+    + [(f"saved_{n}", n << 2, saved % rules) for n, rules in enumerate((
+        b"-A FORWARD -s 2001:db8::/32 -p tcp -m multiport --dports 80,443,1024:2047 -j ACCEPT\n",
+        b"-A FORWARD -j inner\n-A inner -p udp -m udp --sport 53 -j RETURN\n-A FORWARD -g inner\n",
+        b"-A FORWARD -p icmpv6 -m icmp6 --icmpv6-type 1/4 -m comment --comment \"a \\\"b\" -j DROP\n",
+        b"-A FORWARD ! -d ::1 -j DROP\n-A FORWARD -j nowhere\n[1:2] -A FORWARD -d ::1,2001:db8::1/32 -j REJECT\n"))]
+    + [(f"nft_{n}", n << 2, nft % (nft_rule % match)) for n, match in enumerate((
+        nft_match % (b"ip6", b"saddr", b'{"set": [{"prefix": {"addr": "2001:db8::", "len": 32}}, "::1"]}'),
+        nft_match % (b"tcp", b"dport", b'{"range": [80, 90]}'),
+        nft_match % (b"ip6", b"daddr", b'{"range": ["::1", "::ff"]}'),
+        nft_match % (b"icmpv6", b"type", b'"echo-request"'),
+        nft_match % (b"ip", b"saddr", b'"192.0.2.1"')))]
+    + [("csv", 3, b"Source;Destination;Verdict;ICMP_type;Priority;Name\n*;::/0;permit;128;7;\"a;\"\"b\"\n::1;any;deny;;;\n"),
+       ("csv_faults", 11, b"source,destination,verdict,protocol,source_ports\n::1/0,::,accept,tcp,9-8\n::,::,drop,6,1-2\n"),
+       ("wrong_format", 1, b"source,destination,verdict\n")]):
+    put("rules", name, bytes([choice]) + text)
 for name, text in {
     "any": b"::/0", "host": b"::1/128", "mapped": b"::ffff:192.0.2.1", "full": b"1:2:3:4:5:6:7:8",
     "two_gaps": b"1::2::3", "zone": b"fe80::1%eth0", "weight": b"4294967295", "weight_zeros": b"0017",
