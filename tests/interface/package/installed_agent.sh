@@ -13,8 +13,12 @@ for program in v6compd v6compctl; do
   "$work/bin/$program" --version
 done
 
+for page in man8/v6compd.8 man1/v6compctl.1; do
+  [ -e "$work/share/man/$page" ] || { echo "$page is missing" && exit 1; }
+done
+
 unit=$work/lib/systemd/system/v6compd.service
-named=$(sed -n -e 's/^Documentation=file://p' -e 's/^ExecStart=\([^ ]*\).*/\1/p' "$unit")
+named=$(sed -n -e 's/^Documentation=.*file://p' -e 's/^ExecStart=\([^ ]*\).*/\1/p' "$unit")
 [ "$(wc -l <<< "$named")" -eq 2 ] || { echo "the unit should name a page and a program: $named" && exit 1; }
 for file in $named; do
   [ -e "$work/${file#"$configured"/}" ] || { echo "the unit names $file, which is not installed" && exit 1; }
