@@ -33,6 +33,7 @@ struct column {  // NOLINT(clang-analyzer-optin.performance.Padding)
   const char *help = "";
   bool may_be_null = false;  // `-` in text, null in JSON, empty in CSV
   std::string_view choices = "";
+  bool right_aligned = false;  // in text; for the writer of rows, which knows where they go
 };
 
 struct row_kind {

@@ -43,7 +43,9 @@ void nothing_at_the_end(std::string & /*out*/, bool /*empty*/) {}
 void text_row(std::string &out, std::span<const column> columns, std::span<const cell> cells, bool /*first*/) {
   for (size_t i = 0; i < columns.size(); ++i) {
     if (columns[i].text_width != 0) {
-      out += fmt::format("{:<{}} ", std::visit(text_cell{}, cells[i]), columns[i].text_width);
+      const std::string text = std::visit(text_cell{}, cells[i]);
+      out += columns[i].right_aligned ? fmt::format("{:>{}} ", text, columns[i].text_width)
+                                      : fmt::format("{:<{}} ", text, columns[i].text_width);
     }
   }
   out.erase(out.find_last_not_of(' ') + 1);

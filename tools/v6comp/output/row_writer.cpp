@@ -114,6 +114,7 @@ row_writer::row_writer(const output_options &options, std::string_view kind, row
     column c = kind_.columns[i];
     const auto name_width = static_cast<int>(std::strlen(c.name));
     c.text_width = c.text_width == 0 || pretty_ || kind_.headed ? std::max(c.text_width, name_width) : c.text_width;
+    c.right_aligned = pretty_ && c.kind == field_kind::count;
     columns_.push_back(c);
   }
 }

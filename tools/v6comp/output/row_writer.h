@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // row_writer.h - rows of one kind on their way out.
 //
-// A terminal gets a heading, widths that fit what comes, and colour; a pipe or a file gets the bytes that programs were
-// always given. See README.md beside this file.
+// A terminal gets a heading, widths that fit what comes, numbers to the right, and colour; a pipe or a file gets the
+// bytes that programs were always given. See README.md beside this file.
 #ifndef ROW_WRITER_H
 #define ROW_WRITER_H
 
