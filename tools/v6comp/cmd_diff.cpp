@@ -34,9 +34,6 @@ std::vector<history_batch> cut(const history_batch &changes, size_t batch_size) 
 
 exit_code run_diff(const diff_options &options) {
   check_history_output(options.output, "diff", {options.input.table, options.next});
-  if (options.input.table == "-" && options.next == "-") {
-    throw tool_failure{exit_bad_input, {"the two tables cannot both come from standard input"}};
-  }
   input_options next = options.input;
   next.table = options.next;
   const prefix_table old_table = read_any_table(options.input);

@@ -140,10 +140,7 @@ exit_code answer_queries(const table_session &session, const std::vector<query> 
 
 exit_code run_lookup(const lookup_options &options) {
   const bool as_they_come = options.queries.empty();
-  check_output(options.output, "lookup", {options.common.table, as_they_come ? "-" : options.common.table});
-  if (as_they_come && options.common.table == "-") {
-    throw tool_failure{exit_bad_input, {"the table and the questions cannot both come from standard input"}};
-  }
+  check_output(options.output, "lookup", {options.common.table, as_they_come ? "-" : ""});
   const std::vector<query> queries = queries_of(options.queries);
   const prefix_table table = read_command_table(options.common);
   const table_session session(table, options.common);

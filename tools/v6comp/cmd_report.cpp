@@ -50,7 +50,7 @@ void follow(room_live_table &live, const update_history &history, bool quiet, re
 }
 
 exit_code run_report(const report_options &options) {
-  check_output_file(options.output.file, {options.input.table, options.history});
+  check_files(options.output.file, {options.input.table, options.history});
   const prefix_table table = read_any_table(options.input);
   update_history history;
   if (!options.history.empty()) {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -86,6 +87,19 @@ void write_beside(const std::string &path, const std::string &data) {
   }
 }
 
+// A regular file is made anew in its folder.
+void check_writable(const std::string &path) {
+  struct stat info = {};
+  if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+    fail(path, EISDIR);
+  }
+  const size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  if (stays_in_place(path) ? access(path.c_str(), W_OK) != 0 : access(folder.c_str(), W_OK | X_OK) != 0) {
+    fail(path, errno);
+  }
+}
+
 bool is_same_file(const std::string &input, const struct stat &output) {
   struct stat info = {};
   const bool known = input == "-" ? fstat(STDIN_FILENO, &info) == 0 : stat(input.c_str(), &info) == 0;
@@ -94,20 +108,25 @@ bool is_same_file(const std::string &input, const struct stat &output) {
 
 }  // namespace
 
-void check_output_file(const std::string &path, const std::vector<std::string> &inputs) {
-  struct stat link = {};
-  if (is_standard_output(path) || lstat(path.c_str(), &link) != 0) {
+void check_files(const std::string &output, const std::vector<std::string> &inputs) {
+  if (std::count(inputs.begin(), inputs.end(), "-") > 1) {
+    throw tool_failure{exit_bad_input, {"- (standard input) can be only one of the files that are read"}};
+  }
+  if (is_standard_output(output)) {
     return;
   }
-  if (S_ISLNK(link.st_mode) && !stays_in_place(path)) {
+  struct stat link = {};
+  const bool exists = lstat(output.c_str(), &link) == 0;
+  if (exists && S_ISLNK(link.st_mode) && !stays_in_place(output)) {
     throw tool_failure{exit_bad_input,
-                       {path + ": a symbolic link; name the file that it leads to, or - for standard output"}};
+                       {output + ": a symbolic link; name the file that it leads to, or - for standard output"}};
   }
   for (const std::string &input : inputs) {
-    if (S_ISREG(link.st_mode) && is_same_file(input, link)) {
-      throw tool_failure{exit_bad_input, {path + ": is read by the same command; the output must go elsewhere"}};
+    if (exists && S_ISREG(link.st_mode) && is_same_file(input, link)) {
+      throw tool_failure{exit_bad_input, {output + ": is read by the same command; the output must go elsewhere"}};
     }
   }
+  check_writable(output);
 }
 
 void write_output_file(const std::string &path, const std::string &data) {

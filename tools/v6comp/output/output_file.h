@@ -11,9 +11,10 @@
 
 namespace v6tool {
 
-// Throw what makes a path no good for output, before any work is done: that it is one of the inputs (`-` is standard
-// input), or a symbolic link, which a rename would replace. "" and `-` are standard output, and always good.
-void check_output_file(const std::string &path, const std::vector<std::string> &inputs);
+// Throw, before any work is done, what makes these files no good together: two inputs that are both `-`, standard
+// input; an output that is one of the inputs, or a symbolic link, which a rename would replace; one that cannot be
+// written. "" and `-` are standard output, and always good. "" among the inputs: none.
+void check_files(const std::string &output, const std::vector<std::string> &inputs);
 
 // Write the data to the path, "" and `-` for standard output. Devices and pipes are written to as they are.
 void write_output_file(const std::string &path, const std::string &data);

@@ -94,14 +94,14 @@ bool is_standard_output(const std::string &file) { return file.empty() || file =
 void check_output(const output_options &options, std::string_view kind, const std::vector<std::string> &inputs) {
   pick_columns(find_row_kind(kind), options);
   sort_keys(find_row_kind(kind), options);
-  check_output_file(options.file, inputs);
+  check_files(options.file, inputs);
 }
 
 void check_plain_output(const output_options &options, const std::vector<std::string> &inputs) {
   if (!options.fields.empty() || !options.sort.empty()) {
     throw tool_failure{exit_bad_input, {"--fields and --sort choose among rows, and no rows are printed here"}};
   }
-  check_output_file(options.file, inputs);
+  check_files(options.file, inputs);
 }
 
 row_writer::row_writer(const output_options &options, std::string_view kind, row_flow flow)
