@@ -230,7 +230,7 @@ TEST(RulesReader, AnyPieceOfAGoodFileIsTakenOrRefusedButNeverFatal) {
     std::string name;
     std::string content;
     read_report report;
-    ASSERT_TRUE(read_input(source_path("tests/rules_io/rules/") + file, name, content, report));
+    ASSERT_TRUE(read_input(source_path("tests/rules_io/rules/") + file, "rule set", name, content, report));
     for (size_t end = 0; end < content.size(); end += 7) {
       const outcome out = parse(content.substr(0, end));
       ASSERT_TRUE(out.good || out.report.faults.total != 0) << end;

@@ -101,4 +101,23 @@ TEST(HistoryReader, FilesAreReadWholeAndMissingOnesNamed) {
   EXPECT_THAT(report.faults.lines(), ElementsAre(path + ".absent: No such file or directory"));
 }
 
+TEST(HistoryReader, WhatIsNoTextGetsOneSentence) {
+  const std::string path = testing::TempDir() + "/history_reader_test.bin";
+  const std::pair<std::string, const char *> foreign[] = {
+      {"\x7f"
+       "ELF\x02\x01\n+\n",
+       ": a program (ELF), not a history"},
+      {"PK\x03\x04\n\n", ": a zip archive; unpack it and give the file with the history"},
+      {"%PDF-1.7\n", ": a PDF document, not a history; save the history as text"},
+      {std::string("\xff\xfe+\0:\0:\0\n\0", 10), ": UTF-16 text; save it as UTF-8"},
+      {std::string("\0\n\1\n\2\n", 6), ": binary data of no known format"}};
+  for (const auto &[content, sentence] : foreign) {
+    std::ofstream(path, std::ios::binary) << content;
+    update_history history;
+    read_report report;
+    EXPECT_FALSE(read_history(path, 9, history, report));
+    EXPECT_THAT(report.faults.lines(), ElementsAre(path + sentence));
+  }
+}
+
 }  // namespace

@@ -70,7 +70,7 @@ bool parse_rules(const std::string &name, std::string_view content, const rules_
 bool read_rules(const std::string &path, const rules_options &options, rule_set &set, read_report &report) {
   std::string name;
   std::string content;
-  return read_input(path, name, content, report) && parse_rules(name, content, options, set, report);
+  return read_input(path, "rule set", name, content, report) && parse_rules(name, content, options, set, report);
 }
 
 bool parse_rules_format(std::string_view name, rules_format &format) {

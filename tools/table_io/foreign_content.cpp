@@ -13,28 +13,35 @@ namespace {
 struct known_content {
   size_t at;  // bytes from the beginning
   std::string_view magic;
-  const char *sentence;
+  const char *sentence;  // {} stands for what was meant
 };
 
 const known_content known_contents[] = {
     {0,
      "\x7f"
      "ELF",
-     "a program (ELF), not a table"},
-    {0, "PK\x03\x04", "a zip archive; unpack it and give the file with the table"},
-    {257, "ustar", "a tar archive; unpack it and give the file with the table"},
-    {0, "7z\xbc\xaf", "a 7z archive; unpack it and give the file with the table"},
+     "a program (ELF), not a {}"},
+    {0, "PK\x03\x04", "a zip archive; unpack it and give the file with the {}"},
+    {257, "ustar", "a tar archive; unpack it and give the file with the {}"},
+    {0, "7z\xbc\xaf", "a 7z archive; unpack it and give the file with the {}"},
     {0, "\x04\x22\x4d\x18", "packed with lz4, which is not undone here; unpack it first"},
     {0, "\x1f\x9d", "packed with compress, which is not undone here; unpack it first"},
-    {0, "%PDF", "a PDF document, not a table; save the table as text"},
-    {0, "\x89PNG", "a picture, not a table"},
-    {0, "\xd4\xc3\xb2\xa1", "a capture of packets, not a table"},
-    {0, "\xa1\xb2\xc3\xd4", "a capture of packets, not a table"},
-    {0, "\x0a\x0d\x0d\x0a", "a capture of packets, not a table"},
-    {0, "SQLite format 3", "a database, not a table of prefixes; export the table as text or CSV"},
+    {0, "%PDF", "a PDF document, not a {}; save the {} as text"},
+    {0, "\x89PNG", "a picture, not a {}"},
+    {0, "\xd4\xc3\xb2\xa1", "a capture of packets, not a {}"},
+    {0, "\xa1\xb2\xc3\xd4", "a capture of packets, not a {}"},
+    {0, "\x0a\x0d\x0d\x0a", "a capture of packets, not a {}"},
+    {0, "SQLite format 3", "a database, not a {}; export the {} as text"},
     {0, "\xff\xfe", "UTF-16 text; save it as UTF-8"},
     {0, "\xfe\xff", "UTF-16 text; save it as UTF-8"},
 };
+
+std::string sentence_about(std::string sentence, std::string_view meant) {
+  for (size_t at = sentence.find("{}"); at != std::string::npos; at = sentence.find("{}", at + meant.size())) {
+    sentence.replace(at, 2, meant);
+  }
+  return sentence;
+}
 
 // How many bytes of a well-formed UTF-8 character stand in front; 0: none.
 size_t character_size(std::string_view text) {
@@ -67,17 +74,21 @@ bool is_binary(std::string_view head) {
 
 }  // namespace
 
+std::string describe_foreign_bytes(std::string_view head, std::string_view meant) {
+  for (const known_content &known : known_contents) {
+    if (head.size() > known.at && head.substr(known.at).starts_with(known.magic)) {
+      return sentence_about(known.sentence, meant);
+    }
+  }
+  return !head.empty() && is_binary(head) ? "binary data of no known format" : "";
+}
+
 std::string describe_foreign_content(std::string_view head) {
   if (head.empty()) {
     return "no prefixes, the file is empty";
   }
-  for (const known_content &known : known_contents) {
-    if (head.size() > known.at && head.substr(known.at).starts_with(known.magic)) {
-      return known.sentence;
-    }
-  }
-  if (is_binary(head)) {
-    return "binary data of no known format";
+  if (std::string foreign = describe_foreign_bytes(head, "table"); !foreign.empty()) {
+    return foreign;
   }
   const std::string_view line = trimmed(first_data_line(head));
   if (line.starts_with('<')) {

@@ -99,7 +99,8 @@ bool parse_history(const std::string &name, std::string_view content, size_t max
 bool read_history(const std::string &path, size_t max_changes, update_history &history, read_report &report) {
   std::string name;
   std::string content;
-  return read_input(path, name, content, report) && parse_history(name, content, max_changes, history, report);
+  return read_input(path, "history", name, content, report) &&
+         parse_history(name, content, max_changes, history, report);
 }
 
 }  // namespace v6tool

@@ -118,9 +118,13 @@ std::string read_file(const std::string &path, std::string &content) {
   return source->fault();
 }
 
-bool read_input(const std::string &path, std::string &name, std::string &content, read_report &report) {
+bool read_input(const std::string &path, const char *meant, std::string &name, std::string &content,
+                read_report &report) {
   name = shown_name(path);
-  const std::string fault = read_file(path, content);
+  std::string fault = read_file(path, content);
+  if (fault.empty()) {
+    fault = describe_foreign_bytes(content, meant);
+  }
   if (!fault.empty()) {
     report.faults.add(name + ": " + fault);
   }

@@ -40,8 +40,10 @@ bool parse_table(const std::string &name, std::string_view content, size_t max_r
 // Read a whole file, `-` for standard input, unpacked. Returns what is wrong in words, "" when it is good.
 std::string read_file(const std::string &path, std::string &content);
 
-// The same for a file that will be parsed: its name in messages, its content. False when the report has its fault.
-bool read_input(const std::string &path, std::string &name, std::string &content, read_report &report);
+// The same for a file that will be parsed as text: its name in messages, its content. `meant`: what it should be, such
+// as "history". False when the report has its fault.
+bool read_input(const std::string &path, const char *meant, std::string &name, std::string &content,
+                read_report &report);
 
 // The distinct prefixes of a table, sorted.
 std::vector<ip_prefix> distinct_prefixes(const prefix_table &table);
