@@ -3,10 +3,10 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <map>
 #include <optional>
 
+#include "number_text.h"
 #include "prefix_text.h"
 
 namespace v6agent {
@@ -90,14 +90,6 @@ flow_words words_of(std::string_view match) {
     words.emplace(word.substr(0, equals), equals == std::string_view::npos ? "" : word.substr(equals + 1));
   }
   return words;
-}
-
-template <class Number>
-bool parse_number(std::string_view text, Number &out) {
-  const bool hex = text.starts_with("0x");
-  text.remove_prefix(hex ? 2 : 0);
-  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), out, hex ? 16 : 10);
-  return fault == std::errc{} && end == text.data() + text.size() && !text.empty();
 }
 
 // Takes a word out. None: it is not there.

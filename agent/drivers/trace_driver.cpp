@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
 
+#include "number_text.h"
 #include "prefix_text.h"
 
 namespace v6agent {
@@ -36,14 +36,6 @@ std::vector<std::string_view> words_of(std::string_view line) {
     line = end == std::string_view::npos ? "" : line.substr(end + 1);
   }
   return words;
-}
-
-template <class Number>
-bool parse_number(std::string_view text, Number &out) {
-  const bool hex = text.starts_with("0x");
-  text.remove_prefix(hex ? 2 : 0);
-  const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), out, hex ? 16 : 10);
-  return fault == std::errc{} && end == text.data() + text.size() && !text.empty();
 }
 
 // Two numbers with a slash between them.
@@ -158,8 +150,8 @@ driver_answer trace_driver::write(const switch_step &step) {
     }
     at += n < 0 ? 0 : static_cast<size_t>(n);
   }
-  for (const switch_write &write : step) {
-    if (!remembers_) {
+  if (!remembers_) {
+    for (const switch_write &write : step) {
       apply_write(printed_, write);
     }
   }
