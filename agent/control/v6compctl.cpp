@@ -119,7 +119,9 @@ void add_commands(CLI::App &app, question &asked, std::vector<std::string> &addr
        {std::pair("status", "How it is; exit 1 when there is trouble"),
         std::pair("rows", "All prefixes of both tables, with codes and keys"),
         std::pair("fit", "How much room is left; exit 1 when routes are set aside"),
-        std::pair("reload", "Read the rules again"), std::pair("compact", "Compress both tables anew")}) {
+        std::pair("reload", "Read the rules again"),
+        std::pair("reconcile", "Read the switch, and put right what somebody else has changed"),
+        std::pair("compact", "Compress both tables anew")}) {
     app.add_subcommand(name, help)->callback([&asked, command = name] { asked.command = command; });
   }
   CLI::App *lookup = app.add_subcommand("lookup", "The longest prefixes of an address; of two, the verdict as well");

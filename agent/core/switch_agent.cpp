@@ -102,7 +102,8 @@ bool switch_agent::has_work(clock_time now) const {
 
 clock_time switch_agent::tick(clock_time now) {
   if (now >= retry_at_) {
-    if (!engine_.in_step()) {
+    check(now);
+    if (!engine_.in_step() || std::exchange(reconciliation_asked_, false)) {
       mend(now);
     }
     if (engine_.in_step() && has_work(now)) {
@@ -115,8 +116,25 @@ clock_time switch_agent::tick(clock_time now) {
   if (next_policy_ || compaction_asked_) {
     return now;
   }
-  const clock_time batch = book_.pending() == 0 ? now + far_away : book_.oldest() + settings_.gather;
-  return std::max(now, aside_may_fit_ ? std::min(batch, aside_retry_at_) : batch);
+  clock_time next = book_.pending() == 0 ? now + far_away : book_.oldest() + settings_.gather;
+  if (aside_may_fit_) {
+    next = std::min(next, aside_retry_at_);
+  }
+  if (settings_.check.count() != 0) {
+    next = std::min(next, next_check_);
+  }
+  return std::max(now, next);
+}
+
+void switch_agent::check(clock_time now) {
+  if (settings_.check.count() == 0 || !engine_.in_step() || now < next_check_) {
+    return;
+  }
+  next_check_ = now + settings_.check;
+  engine_.check();
+  if (!engine_.in_step()) {
+    say(log_level::warning, "the switch does not answer, or has lost entries: it is read");
+  }
 }
 
 std::chrono::milliseconds switch_agent::longer(std::chrono::milliseconds pause) const {

@@ -26,6 +26,7 @@ struct agent_settings {
   std::chrono::milliseconds gather{50};  // from the first change to its batch
   size_t most_changes = 65536;           // of a batch
   size_t most_routes = 250000;
+  std::chrono::milliseconds check{10000};           // from one look at the switch to the next; 0 = never
   std::chrono::milliseconds longest_parting{1000};  // of a batch that the library refuses, in one tick
   std::chrono::milliseconds first_retry{500};
   std::chrono::milliseconds last_retry{30000};
@@ -83,6 +84,9 @@ class switch_agent {
   // Do what is due. Returns when there is something to do again.
   clock_time tick(clock_time now);
 
+  // Read the switch and put right what somebody else has changed, with the next tick.
+  void ask_reconciliation() { reconciliation_asked_ = true; }
+
   // Compress anew with the next tick.
   void ask_compaction() { compaction_asked_ = true; }
 
@@ -95,6 +99,7 @@ class switch_agent {
   std::string trouble() const;
 
  private:
+  void check(clock_time now);
   void mend(clock_time now);
   void note(const reconcile_result &result);
   void flush(clock_time now);
@@ -130,11 +135,13 @@ class switch_agent {
     bool got_on = false;          // a part is done, or a route set aside
     bool pools_are_full = false;  // so there is no room for any other new route
   } parting_;                     // of the changes of this tick
+  bool reconciliation_asked_ = false;
   bool compaction_asked_ = false;
   clock_time next_compaction_{};  // the agent's own; after one that failed
   bool withdrawals_first_ = false;
   feed_state feed_ = feed_state::down;
   std::string trouble_;  // of the last batch or reconciliation
+  clock_time next_check_{};
   clock_time retry_at_{};
   std::chrono::milliseconds pause_{0};
   // Each counts what it holds back of its own kind.

@@ -3,6 +3,8 @@
 #ifndef SWITCH_DRIVER_H
 #define SWITCH_DRIVER_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 #include "switch_entries.h"
@@ -37,6 +39,13 @@ class switch_driver {
   // Everything that this driver has in the switch, which outlives the agent. What the driver finds that is not its own
   // it leaves alone; what is its own and cannot be understood it removes.
   virtual driver_answer read(switch_image &image) = 0;
+
+  // How many entries `read` would find, where the switch can tell cheaply; else `entries` stays none. Asked every few
+  // seconds: a switch that was started anew is empty, and takes writes as before.
+  virtual driver_answer count(std::optional<size_t> &entries) {
+    entries.reset();
+    return {};
+  }
 };
 
 }  // namespace v6agent

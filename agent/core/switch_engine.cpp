@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -291,6 +292,13 @@ reconcile_result switch_engine::go_on() {
     }
   }
   return result;
+}
+
+void switch_engine::check() {
+  std::optional<size_t> entries;
+  const driver_answer answer = driver_.count(entries);
+  const size_t wanted = image().lookups.size() + image().rules.size();
+  in_step_ = in_step_ && answer.status == driver_status::done && entries.value_or(wanted) == wanted;
 }
 
 bool switch_engine::wants_compaction() const {

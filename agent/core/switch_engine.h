@@ -66,6 +66,9 @@ class switch_engine {
   // Read the switch and write what differs.
   reconcile_result reconcile();
 
+  // Ask the switch how many entries it has, where it is in step. Where it does not hold all of them it is not any more.
+  void check();
+
   // Is the switch known to hold what it should?
   bool in_step() const { return in_step_; }
 

@@ -170,6 +170,10 @@ json answer_command(const json &request, switch_agent &agent, const control_acti
   if (command == "reload") {
     return reload_json(actions);
   }
+  if (command == "reconcile") {
+    agent.ask_reconciliation();
+    return {{"answer", "the switch is read next, and put right"}};
+  }
   if (command == "compact") {
     agent.ask_compaction();
     return {{"answer", "the tables are compacted next"}};

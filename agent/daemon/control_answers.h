@@ -17,7 +17,7 @@ struct control_actions {
   std::function<std::vector<std::string>()> reload_rules;  // what is wrong, a line each; empty: they are read
 };
 
-// The answer to one request as it came: `{"command": "status"}`, `rows`, `fit`, `reload`, `compact`,
+// The answer to one request as it came: `{"command": "status"}`, `rows`, `fit`, `reload`, `reconcile`,
 // `{"command": "lookup", "address": "...", "destination": "..."}` (one address in both tables; two: source and
 // destination, and the verdict). What is not understood is answered with `{"error": "..."}`. All lines end in a line
 // end.

@@ -98,6 +98,9 @@ void add_options(CLI::App &app, daemon_options &options, option_texts &texts) {
   app.add_option("--gather-ms", options.gather_ms, "From the first change to its batch")
       ->capture_default_str()
       ->check(CLI::Range(0, 60000));
+  app.add_option("--check-s", options.check_s, "From one look at the switch's entries to the next; 0: never")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 86400));
   app.add_option("--quiet-ms", options.quiet_ms, "FPM: so long without a route ends the first table")
       ->capture_default_str()
       ->check(CLI::Range(100, 600000));

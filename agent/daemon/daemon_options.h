@@ -31,6 +31,7 @@ struct daemon_options {
   std::map<uint32_t, uint32_t> ports;      // interface index -> switch port
   uint32_t other_port = 1;
   uint32_t gather_ms = 50;
+  uint32_t check_s = 10;
   uint32_t quiet_ms = 2000;
   uint32_t expected_prefixes = 262144;
   uint32_t most_routes = 250000;

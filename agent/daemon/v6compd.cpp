@@ -149,6 +149,7 @@ agent_settings settings_of(const daemon_options &options) {
   agent_settings settings;
   settings.gather = std::chrono::milliseconds(options.gather_ms);
   settings.most_routes = options.most_routes;
+  settings.check = std::chrono::seconds(options.check_s);
   return settings;
 }
 

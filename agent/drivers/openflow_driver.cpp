@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "child_process.h"
+#include "number_text.h"
 #include "openflow_text.h"
 #include "prefix_text.h"
 
@@ -51,10 +51,32 @@ driver_answer openflow_driver::write(const switch_step &step) {
   return send(lines);
 }
 
+// A question about our own flows.
+child_answer openflow_driver::ask(const char *what) const {
+  return run_child({options_.program, "-O", "OpenFlow15", "--no-stats", "--no-names", what, options_.bridge,
+                    fmt::format("cookie={:#x}/-1", flow_cookie)},
+                   "", options_.time_limit);
+}
+
+driver_answer openflow_driver::count(std::optional<size_t> &entries) {
+  entries.reset();
+  const child_answer ran = ask("dump-aggregate");
+  if (!ran.ran || ran.exit_status != 0) {
+    return fault_of(ran, options_);
+  }
+  constexpr std::string_view name = "flow_count=";
+  if (const size_t at = ran.output.find(name); at != std::string::npos) {
+    const std::string_view rest = std::string_view(ran.output).substr(at + name.size());
+    size_t flows = 0;
+    if (parse_number(rest.substr(0, rest.find_first_not_of("0123456789")), flows)) {
+      entries = flows;
+    }
+  }
+  return {};
+}
+
 driver_answer openflow_driver::read(switch_image &image) {
-  const child_answer ran = run_child({options_.program, "-O", "OpenFlow15", "--no-stats", "--no-names", "dump-flows",
-                                      options_.bridge, fmt::format("cookie={:#x}/-1", flow_cookie)},
-                                     "", options_.time_limit);
+  const child_answer ran = ask("dump-flows");
   if (!ran.ran || ran.exit_status != 0) {
     return fault_of(ran, options_);
   }

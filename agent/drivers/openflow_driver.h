@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "child_process.h"
 #include "switch_driver.h"
 
 namespace v6agent {
@@ -26,9 +27,11 @@ class openflow_driver final : public switch_driver {
 
   driver_answer write(const switch_step &step) override;
   driver_answer read(switch_image &image) override;
+  driver_answer count(std::optional<size_t> &entries) override;
 
  private:
   driver_answer send(const std::string &lines) const;
+  child_answer ask(const char *what) const;
 
   openflow_options options_;
 };

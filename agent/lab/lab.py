@@ -173,6 +173,15 @@ class Lab:
         self.summary.append(("kill -9 in a batch", f"{outstanding} outstanding writes, nothing else touched"))
         self.check_each(new, "after the restart")
 
+    def lose_flows(self, before: set[Prefix]) -> None:
+        say("all flows are deleted, as by a switch that is started anew")
+        flows = self.network.flows()
+        self.network.delete_flows()
+        took = wait_for("the flows again", 60, lambda: set(self.network.flows()) == set(flows))
+        self.network.wait_in_step(self.count(before))
+        self.summary.append(("a switch that lost its flows", f"has all of them again after {took:.1f} s"))
+        self.check_each(Verdict(self.routes(before), self.rules), "after that")
+
     def read_metrics(self) -> None:
         text = urllib.request.urlopen("http://127.0.0.1:9469/metrics", timeout=5).read().decode()
         health = urllib.request.urlopen("http://127.0.0.1:9469/healthz", timeout=5).read().decode().strip()
@@ -194,6 +203,7 @@ class Lab:
         # Some go and others come at once, so that the batch has several steps.
         self.change_under_traffic("half of them withdrawn", set(), half, 6)
         self.read_metrics()
+        self.lose_flows(half)
         self.kill_in_batch(half, changing - half)
 
     def report(self) -> int:

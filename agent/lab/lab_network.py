@@ -201,6 +201,9 @@ exec {real} "$@"
                 flows[",".join(kept)] = float(age[len("duration="):-1])
         return flows
 
+    def delete_flows(self) -> None:
+        run("ovs-ofctl", "-O", "OpenFlow15", "del-flows", "br0")
+
     def start_hosts(self) -> None:
         sinks = [f"{port}=host{port}" for port in LINKS.values()]
         self.hosts = subprocess.Popen(

@@ -61,12 +61,19 @@ class memory_driver final : public switch_driver {
     return answer;
   }
   driver_answer read(switch_image &image) override {
+    ++readings;
     image = held;
+    return reading;
+  }
+  driver_answer count(std::optional<size_t> &entries) override {
+    entries = counts ? std::optional(held.lookups.size() + held.rules.size()) : std::nullopt;
     return reading;
   }
 
   switch_image held;
   driver_answer reading;
+  bool counts = true;
+  size_t readings = 0;
   size_t steps = 0;
   size_t writes = 0;
   std::function<driver_answer(size_t step)> before_step = [](size_t) { return driver_answer{}; };

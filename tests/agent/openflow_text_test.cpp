@@ -119,6 +119,22 @@ TEST_F(OpenflowDriver, tells_a_refusal_from_silence) {
             driver_status::unreachable);
 }
 
+TEST_F(OpenflowDriver, counts_its_own_flows) {
+  std::optional<size_t> entries;
+  const std::string reply = "'OFPST_AGGREGATE reply (OF1.5) (xid=0x6): packet_count=0 byte_count=7 flow_count=";
+  openflow_driver driver = with(
+      "[ \"$*\" = '-O OpenFlow15 --no-stats --no-names dump-aggregate br0 "
+      "cookie=0x7636636f6d70/-1' ] && echo " +
+      reply + "5207'");
+  EXPECT_EQ(driver.count(entries).status, driver_status::done);
+  EXPECT_EQ(entries, 5207U);
+  EXPECT_EQ(with("echo " + reply + "'").count(entries).status, driver_status::done);
+  EXPECT_EQ(entries, std::nullopt);
+  EXPECT_EQ(with("echo nothing").count(entries).status, driver_status::done);
+  EXPECT_EQ(entries, std::nullopt);
+  EXPECT_EQ(with("exit 1").count(entries).status, driver_status::unreachable);
+}
+
 TEST_F(OpenflowDriver, reads_its_own_flows_and_removes_what_it_cannot_understand) {
   std::string script = "if [ \"$4\" = dump-flows ] || [ \"$5\" = dump-flows ]; then cat <<'END'\n";
   for (const shown_flow &shown : shown_flows) {

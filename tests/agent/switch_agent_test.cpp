@@ -320,6 +320,57 @@ TEST_F(SwitchAgent, a_switch_that_goes_away_gets_the_rest_when_it_is_back) {
   EXPECT_EQ(driver.held, engine->image());
 }
 
+TEST_F(SwitchAgent, a_switch_that_was_started_anew_is_found_out_without_a_change) {
+  start();
+  announce(0, 100);
+  settle();
+  const switch_image right = driver.held;
+  clock_time now = std::chrono::steady_clock::now() + settings.check;
+  now = agent->tick(now);
+  EXPECT_EQ(driver.readings, 1U);  // at the start
+  driver.held = {};
+  now = agent->tick(now);
+  EXPECT_EQ(driver.held, right);
+  EXPECT_EQ(agent->counters().foreign_entries, right.lookups.size() + right.rules.size());
+  EXPECT_EQ(agent->trouble(), "");
+
+  driver.reading = {driver_status::unreachable, "gone"};
+  agent->tick(now + settings.check);
+  EXPECT_EQ(agent->trouble(), "gone");
+  driver.reading = {};
+  agent->tick(now + 2 * settings.check);
+  EXPECT_EQ(agent->trouble(), "");
+}
+
+TEST_F(SwitchAgent, entries_that_somebody_else_changed_are_put_right_when_asked) {
+  start();
+  announce(0, 100);
+  settle();
+  const switch_image right = driver.held;
+  driver.held.lookups.begin()->second.key ^= 1;
+  const clock_time now = std::chrono::steady_clock::now() + settings.check;
+  agent->tick(now);
+  EXPECT_NE(driver.held, right);  // as many as before
+  agent->ask_reconciliation();
+  agent->tick(now);
+  EXPECT_EQ(driver.held, right);
+  EXPECT_EQ(agent->counters().foreign_entries, 1U);
+  const size_t readings = driver.readings;
+  agent->tick(now);
+  EXPECT_EQ(driver.readings, readings);
+}
+
+TEST_F(SwitchAgent, a_switch_that_cannot_count_is_left_alone) {
+  driver.counts = false;
+  start();
+  const size_t readings = driver.readings;
+  for (int i = 1; i < 5; ++i) {
+    agent->tick(std::chrono::steady_clock::now() + i * settings.check);
+  }
+  EXPECT_EQ(driver.readings, readings);
+  EXPECT_TRUE(engine->in_step());
+}
+
 TEST_F(SwitchAgent, a_switch_that_is_back_and_refuses_the_rest_is_said_to) {
   start();
   announce(0, 100);

@@ -102,6 +102,17 @@ class Daemon(AgentTest):
         wait_for("a compaction", lambda: agent.status()["counters"]["compactions"] == 1)
         self.assertEqual(agent.routes(), {prefix: 1 for prefix in TABLE})
 
+    def test_reconcile(self) -> None:
+        agent = self.serve()
+        before = agent.status()["counters"]["reconciliations"]
+        trace = self.folder / "trace"
+        with open(trace, "a") as other:
+            other.write("remove source 2001:db8:1::/48\ndone 1\n")
+        self.assertEqual(agent.ask("reconcile").returncode, 0)
+        wait_for("a reconciliation", lambda: agent.status()["counters"]["reconciliations"] == before + 1)
+        self.assertEqual(agent.status()["counters"]["foreign_entries"], 1)
+        self.assertRegex(trace.read_text().splitlines()[-2], "^put source 2001:db8:1::/48 key ")
+
     def test_a_table_that_is_replaced(self) -> None:
         agent = self.serve()
         self.write_table([*TABLE[1:], "2001:dba::/32"])
