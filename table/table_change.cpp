@@ -5,12 +5,11 @@
 // others:
 //
 //   named     the prefixes that come or go
-//   around    the row around each that comes: the first prefix inside it takes its key from it. Nobody else's row: the
-//             engine gives the enclosing prefix another key only if nothing was inside it, and then whatever comes in
-//             between, an anchor, is of that very prefix
 //   moved     what the engine says it has moved
 //
-// A prefix that goes leaves all others as they are: its dummy and its path are its own, its children keep theirs.
+// All others keep code and key. The first prefix inside a row makes it an inner one, with a dummy for its address: that
+// is put where the row's key is already, at its code with zeros behind, or else the row is one of those moved. A prefix
+// that goes leaves a dummy around it where it is; its own dummy and path go along, its children keep theirs.
 #include "table_change.h"
 
 #include <string.h>
@@ -96,20 +95,17 @@ void note_row(table_change_run *run, const tm_util_trie_node *node, uint32_t wor
 }
 
 void note_wish(table_change_run *run, const table_wish *wish) {
-  const table_stored_path path = table_find_path(run->table->state, wish->address, wish->length);
-  if (path.exact != nullptr) {
-    note_row(run, path.exact, wish->add ? wish->word : table_read_word(path.exact));
+  const tm_util_trie_node *stored = table_find_path(run->table->state, wish->address, wish->length).exact;
+  if (stored != nullptr) {
+    note_row(run, stored, wish->add ? wish->word : table_read_word(stored));
   } else {
     table_row_change *row = next_row(run);
     row->address = wish->address;
     row->length = wish->length;
     row->word = wish->word;
   }
-  if (wish->add == (path.exact != nullptr)) {
+  if (wish->add == (stored != nullptr)) {
     return;  // a new word, no more
-  }
-  if (path.around != nullptr && wish->add) {
-    note_row(run, path.around, table_read_word(path.around));
   }
   run->records[run->n_records++] = table_request_record(wish->address, wish->length, wish->add);
   ++(wish->add ? run->outcome.added : run->outcome.removed);
@@ -243,7 +239,7 @@ int32_t table_wish_the_rest_away(table_change_run *run) {
 }
 
 int32_t table_prepare_change(table_change_run *run) {
-  if (!make_row_room(run, 2 * run->n_wishes) || !allocate(&run->records, run->n_wishes)) {
+  if (!make_row_room(run, run->n_wishes) || !allocate(&run->records, run->n_wishes)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   for (uint32_t i = 0; i < run->n_wishes; ++i) {

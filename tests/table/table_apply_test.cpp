@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Loads, changes and their outcomes, one at a time.
+#include <cstring>
+
 #include "table_twin.h"
 
 namespace {
@@ -48,6 +50,22 @@ TEST(TableApply, TheFirstRowsComeByApplyAsWell) {
   EXPECT_EQ(twin.last.n_writes, 2u);
   twin.check_rows();
   twin.check_lookups();
+}
+
+// A change does not look at the rows around what comes: they must be as they were.
+TEST(TableApply, TheFirstPrefixInsideARowLeavesTheRowAsItIs) {
+  for (const char *inside : {"2001:db8::/33", "2001:db8:8000::/33", "2001:db8::/128", "2001:db8:ffff::/48"}) {
+    table_twin twin;
+    ASSERT_EQ(twin.load({add("2001:db8::/32"), add("fe80::/10")}), ZEL_V6COMP_TABLE_OK);
+    const zel_v6comp_table_row before = row_of(twin, "2001:db8::/32");
+    ASSERT_EQ(twin.apply({add(inside)}), ZEL_V6COMP_TABLE_OK);
+    EXPECT_EQ(twin.last.n_writes, 2u) << inside;
+    const zel_v6comp_table_row after = row_of(twin, "2001:db8::/32");
+    EXPECT_EQ(memcmp(&before, &after, sizeof before), 0) << inside;
+    ASSERT_EQ(twin.apply({drop(inside)}), ZEL_V6COMP_TABLE_OK);
+    const zel_v6comp_table_row last = row_of(twin, "2001:db8::/32");
+    EXPECT_EQ(memcmp(&before, &last, sizeof before), 0) << inside;
+  }
 }
 
 TEST(TableApply, CodesBeginTheKeysOfWhatTheirPrefixesContain) {
