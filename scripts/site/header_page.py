@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """A page for a public header: what it says at its beginning, then every documented declaration with its comment.
 
-The comments are written to be read as they stand; only @param becomes a list here, and @return keeps its lines."""
+The comments are written to be read as they stand, with drawings and aligned lists, so they are shown so: only @param becomes a
+list here, and @return keeps its lines. That none is missing is Doxygen's to say (scripts/api-docs)."""
 from __future__ import annotations
 
 import dataclasses
