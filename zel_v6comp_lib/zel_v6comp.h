@@ -108,7 +108,7 @@ TM_API uint32_t zel_v6comp_prefix_compress(const v6comp_pref_info *req);
  *          In room mode a full compression answers 0, 12, 22 or 75 and nothing else: a table that 64 bits suffice for
  *          is accepted. One that compatible mode accepts as well gets the same results there.
  *  Cost: full, O(n log n), some 5,000 instructions a prefix; a batch, some 14,000 a record in a table of 5,000
- * prefixes, in room mode also what it moves. Allocates the two results and, from the pools, what is stored. */
+ *  prefixes, in room mode also what it moves. Allocates the two results and, from the pools, what is stored. */
 TM_API uint32_t zel_v6comp_prefix_compress_prefixes(const v6comp_pref_info *req, tcamv6_cmpr_pref **cmpr_prefs_out,
                                                     tcamv6_cmpr_addr **cmpr_addrs_out, uint32_t *changed_out);
 
@@ -160,15 +160,17 @@ TM_API uint32_t zel_v6comp_safe_updates(void);
 /** Switch room mode on (not 0) or off (0, the default), for all instances, from the next request on. It implies safe
  *  updates, whatever their switch says, and makes batches find room:
  *  (1) deletes come before additions, and additions shortest first, so that one request needs no second one for its
- *      order; results stay at their records' places. A request that both adds and deletes a prefix is applied as
- * listed; (2) an addition takes any free code below its enclosing prefix, beside its neighbours where it can; (3) where
- * none is right, the stored prefixes in its way are moved to other codes, as few as can be: zel_v6comp_moves lists
- * them. All others keep code and address. A batch is then refused with 75 when the table needs more than 64 bits, 12
- * without memory, 22 for a wrong request, 28 when it would move more than zel_v6comp_set_move_limit allows, and 2 when
- * something had to be moved in a table that additions without safe updates have left with codes that nest where
- * prefixes do not: zel_v6comp_recompress mends it. A refused batch leaves every stored prefix, code, counter and
- * handle, and the moves of the batch before, as they were. Off, batches are those of the other two modes, byte for
- * byte. Cost: constant. Does not allocate. */
+ *      order; results stay at their records' places. A request that both adds and deletes a prefix is applied as it is
+ *      listed;
+ *  (2) an addition takes any free code below its enclosing prefix, beside its neighbours where it can;
+ *  (3) where none is right, the stored prefixes in its way are moved to other codes, as few as can be: zel_v6comp_moves
+ *      lists them. All others keep code and address.
+ *  A batch is then refused with 75 when the table needs more than 64 bits, 12 without memory, 22 for a wrong request,
+ *  28 when it would move more than zel_v6comp_set_move_limit allows, and 2 when something had to be moved in a table
+ *  that additions without safe updates have left with codes that nest where prefixes do not: zel_v6comp_recompress
+ *  mends it. A refused batch leaves every stored prefix, code, counter and handle, and the moves of the batch before,
+ *  as they were. Off, batches are those of the other two modes, byte for byte.
+ *  Cost: constant. Does not allocate. */
 TM_API void zel_v6comp_set_room(uint32_t on);
 
 /** 1 when room mode is on, else 0.

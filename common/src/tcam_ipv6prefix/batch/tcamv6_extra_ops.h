@@ -9,8 +9,8 @@ TM_API_BEGIN
 
 /** Hand out the extra operations of the last batch as two parallel halves: entries to remove and entries to write.
  *  The arrays stay the instance's. The reference of each first-half slot is read as the address of the node, in the
- *  instance's trie of uncompressed prefixes, of the prefix to rewrite: the batch leaves it 0, the host puts it in,
- * which works with pools below 4 GiB. It is looked up in the trie, never read blindly. Both slots then get the prefix's
+ *  instance's trie of uncompressed prefixes, of the prefix to rewrite: the batch leaves it 0, the host puts it in. That
+ *  works with pools below 4 GiB. It is looked up in the trie, never read blindly. Both slots then get the prefix's
  *  handle as reference, and key, length and the two counters of the node; operation 0 in the first half, 1 in the
  *  second.
  *  @return 0; -22 an argument is null or the state was kept by a reset; -14 at the first slot whose reference leads to
