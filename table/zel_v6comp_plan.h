@@ -99,7 +99,8 @@ TM_API void zel_v6comp_slots_close(zel_v6comp_slots *slots);
  *  @param steps   out; zeros when refused
  *  @return OK, E_NULL, E_SIZE, E_COUNT, E_LENGTH, E_HOST_BITS, E_MEMORY
  *          E_OPERATION  a row comes that is there, or one changes or goes that is not: the writes are not this table's
- *          E_ROOM       more rows than slots
+ *          E_ROOM       more rows than slots; in one call for several changes also when rows that come and go again
+ *                       take the last slots on the way: follow each change by a call of its own
  *  Cost: O(log n) for each write and each of its moves; a row inside k others moves at most k of them, nearly always
  *  none while an eighth of the slots is free. Allocates. */
 TM_API int32_t zel_v6comp_slots_follow(zel_v6comp_slots *slots, const zel_v6comp_table_write *writes, size_t n,
