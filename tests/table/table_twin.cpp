@@ -3,6 +3,8 @@
 
 #include <arpa/inet.h>
 
+#include "all_rows.h"
+
 namespace table_test {
 
 prefix parse(const std::string &text) {
@@ -83,15 +85,9 @@ void table_twin::follow_last() {
 }
 
 std::vector<zel_v6comp_table_row> table_twin::rows() const {
-  std::vector<zel_v6comp_table_row> all;
-  zel_v6comp_table_place place = ZEL_V6COMP_TABLE_PLACE_INIT;
-  zel_v6comp_table_row some[61];
-  int32_t n;
-  while ((n = zel_v6comp_table_rows(table, &place, some, 61)) > 0) {
-    all.insert(all.end(), some, some + n);
-  }
-  EXPECT_EQ(n, 0);
-  return all;
+  const auto all = all_rows(table, 61);
+  EXPECT_TRUE(all.has_value());
+  return all.value_or(std::vector<zel_v6comp_table_row>());
 }
 
 zel_v6comp_table_stats_record table_twin::figures() const {

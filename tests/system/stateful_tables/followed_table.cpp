@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "all_rows.h"
+
 namespace stateful_tables {
 
 namespace {
@@ -310,15 +312,9 @@ void followed_table::diff() {
 // ---- everything
 
 std::vector<zel_v6comp_table_row> followed_table::rows() const {
-  std::vector<zel_v6comp_table_row> all;
-  zel_v6comp_table_place at = ZEL_V6COMP_TABLE_PLACE_INIT;
-  zel_v6comp_table_row some[7];
-  int32_t n;
-  while ((n = zel_v6comp_table_rows(table, &at, some, 7)) > 0) {
-    all.insert(all.end(), some, some + n);
-  }
-  RC_ASSERT(n == 0);
-  return all;
+  const auto all = all_rows(table, 7);
+  RC_ASSERT(all.has_value());
+  return *all;
 }
 
 void followed_table::check(const table_facts &facts) const {
