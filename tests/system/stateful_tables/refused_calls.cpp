@@ -20,25 +20,23 @@ void expect_refusal(const zel_v6comp_table_outcome &outcome, size_t record) {
   RC_ASSERT(std::strstr(outcome.reason, zel_v6comp_table_text(outcome.status)) != nullptr);
 }
 
-// A change that could be made, and this one behind it.
-int32_t apply_second(followed_table &t, const change &good, const zel_v6comp_table_change &bad) {
-  std::vector<zel_v6comp_table_change> records = change_records({good});
+// A call that could be made, but for the record behind the first one.
+template <class Record, class Call>
+int32_t call_with_second(Call call, followed_table &t, std::vector<Record> records, const Record &bad) {
   records.push_back(bad);
   zel_v6comp_table_outcome outcome = ZEL_V6COMP_TABLE_OUTCOME_INIT;
-  const int32_t status = zel_v6comp_table_apply(t.table, records.data(), 2, &outcome);
+  const int32_t status = call(t.table, records.data(), records.size(), &outcome);
   RC_ASSERT(status == outcome.status);
   expect_refusal(outcome, 1);
   return status;
 }
 
+int32_t apply_second(followed_table &t, const change &good, const zel_v6comp_table_change &bad) {
+  return call_with_second(zel_v6comp_table_apply, t, change_records({good}), bad);
+}
+
 int32_t load_second(followed_table &t, const change &good, const zel_v6comp_table_prefix &bad) {
-  std::vector<zel_v6comp_table_prefix> records = load_records({good});
-  records.push_back(bad);
-  zel_v6comp_table_outcome outcome = ZEL_V6COMP_TABLE_OUTCOME_INIT;
-  const int32_t status = zel_v6comp_table_load(t.table, records.data(), 2, &outcome);
-  RC_ASSERT(status == outcome.status);
-  expect_refusal(outcome, 1);
-  return status;
+  return call_with_second(zel_v6comp_table_load, t, load_records({good}), bad);
 }
 
 zel_v6comp_table_change bad_change(uint8_t length, uint8_t operation, uint8_t last_byte) {
