@@ -55,6 +55,16 @@ class RoomMode : public updated_table_test {
     set_room(true);
   }
 
+  // A table of ::/0 alone.
+  void start_with_default() {
+    reset();
+    table = {};
+    first = {{true, {{}, 0}, 1}};
+    EXPECT_EQ(request(first), 0u);
+    table.compress(first);
+    look("start");
+  }
+
   static std::vector<zel_v6comp_move> moves() { return told_moves::list(0, 0); }
 
   static std::set<ip_prefix> deleted_by(const change_list &batch) {
@@ -156,12 +166,8 @@ TEST_F(RoomMode, GrowingTablesAreRepairedAndNeverRefused) {
 TEST_F(RoomMode, ChainsAreAcceptedUpToExactly64Bits) {
   for (const unsigned ends : {0u, 1u, 2u, 3u, 6u, 7u, 14u}) {
     const unsigned step = ends == 0 ? 1 : 32 - static_cast<unsigned>(__builtin_clz(ends));
-    reset();
-    table = {};
-    first = {{true, {{}, 0}, 1}};
-    ASSERT_EQ(request(first), 0u);
-    table.compress(first);
-    look("start");
+    start_with_default();
+    ASSERT_FALSE(HasFailure());
     ip_prefix inner = {};
     bool accepted = true;
     while (accepted && inner.length + step <= 128 && !HasFailure()) {
@@ -198,12 +204,8 @@ TEST_F(RoomMode, RandomTreesAreAcceptedAtExactly64BitsAndRefusedOneBeyond) {
     one_beyond += !accepted && bits == 65 ? 1 : 0;
   };
   for (int round = 0; round < 80 && !HasFailure(); ++round) {
-    reset();
-    table = {};
-    first = {{true, {{}, 0}, 1}};
-    ASSERT_EQ(request(first), 0u);
-    table.compress(first);
-    look("start");
+    start_with_default();
+    ASSERT_FALSE(HasFailure());
     ip_prefix tip = {};
     while (bits_needed(table) < 62 && tip.length < 120) {
       const auto leaves = static_cast<unsigned>(random() % (1 + static_cast<unsigned>(round) % 4));
