@@ -2,12 +2,11 @@
 // Room mode as a host sees it, one repair at a time.
 #include "tcamv6_room.h"
 
-#include "incr_fixture.h"
-#include "tcamv6_code.h"
+#include "arranged_fixture.h"
 
 namespace {
 
-class tcamv6_room_test : public incr_test {
+class tcamv6_room_test : public arranged_test {
  protected:
   void room(const std::string &first) {
     ASSERT_EQ(request(first), 0u);
@@ -28,19 +27,6 @@ class tcamv6_room_test : public incr_test {
       names.push_back(text_of(move.address, move.length));
     }
     return names;
-  }
-
-  // Every code lies below its parent's, and none below that of a prefix that does not contain it.
-  void expect_nested_as_prefixes() {
-    const std::vector<table_row_text> rows = table_of(state);
-    for (const table_row_text &p : rows) {
-      for (const table_row_text &q : rows) {
-        const tcamv6_prefix a = record_of(p.prefix);
-        const tcamv6_prefix b = record_of(q.prefix);
-        const bool contains = a.length <= b.length && text_of(b.address, a.length) == text_of(a.address, a.length);
-        EXPECT_EQ(q.code.compare(0, p.code.size(), p.code) == 0, contains) << p.prefix << ' ' << q.prefix;
-      }
-    }
   }
 };
 
