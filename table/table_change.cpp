@@ -14,10 +14,10 @@
 
 #include <string.h>
 
+#include "table_array.h"
 #include "table_spare.h"
 #include "table_stored.h"
 #include "tcamv6_moves_internal.h"
-#include "tm_memory.h"
 #include "tm_stable_sort.h"
 
 namespace {
@@ -34,12 +34,6 @@ int cmp_wishes(const void *a, const void *b) {
     return x->address < y->address ? -1 : 1;
   }
   return x->length - y->length;
-}
-
-template <class T>
-bool allocate(T **array, size_t count) {
-  *array = static_cast<T *>(zel_malloc_named(TM_MEM_TAG_LIST, (count + 1) * sizeof(T)));
-  return *array != nullptr;
 }
 
 int32_t judge_wish(const table_wish *wish, uint8_t operation) {
@@ -59,7 +53,7 @@ int32_t take_records(table_change_run *run, const zel_v6comp_table_change *recor
   if (records == nullptr && n != 0) {
     return ZEL_V6COMP_TABLE_E_NULL;
   }
-  if (!allocate(&run->wishes, n)) {
+  if (!table_make_array(&run->wishes, n)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   for (uint32_t i = 0; i < n; ++i) {
@@ -78,20 +72,18 @@ int32_t take_records(table_change_run *run, const zel_v6comp_table_change *recor
   return ZEL_V6COMP_TABLE_OK;
 }
 
-table_row_change *next_row(table_change_run *run) {
+table_row_change *next_row(table_change_run *run, tm_key_number address, uint8_t length, uint32_t word) {
   table_row_change *row = &run->rows[run->n_rows++];
-  *row = {};
+  *row = table_row_of(address, length, word);
   return row;
 }
 
 // Note a stored row as it is before the change.
 void note_row(table_change_run *run, const tm_util_trie_node *node, uint32_t word) {
-  table_row_change *row = next_row(run);
-  row->address = tm_key_load(node->key) & tm_key_number_leading(node->len);
-  row->length = static_cast<uint8_t>(node->len);
+  table_row_change *row =
+      next_row(run, tm_key_load(node->key) & tm_key_number_leading(node->len), static_cast<uint8_t>(node->len), word);
   row->before = table_read_form(node);
   row->was = true;
-  row->word = word;
 }
 
 void note_wish(table_change_run *run, const table_wish *wish) {
@@ -99,10 +91,7 @@ void note_wish(table_change_run *run, const table_wish *wish) {
   if (stored != nullptr) {
     note_row(run, stored, wish->add ? wish->word : table_read_word(stored));
   } else {
-    table_row_change *row = next_row(run);
-    row->address = wish->address;
-    row->length = wish->length;
-    row->word = wish->word;
+    next_row(run, wish->address, wish->length, wish->word);
   }
   if (wish->add == (stored != nullptr)) {
     return;  // a new word, no more
@@ -116,7 +105,7 @@ bool make_row_room(table_change_run *run, uint32_t more) {
     return true;
   }
   table_row_change *rows = nullptr;
-  if (!allocate(&rows, size_t{run->n_rows} + more)) {
+  if (!table_make_array(&rows, size_t{run->n_rows} + more)) {
     return false;
   }
   if (run->n_rows != 0) {
@@ -135,10 +124,7 @@ bool note_moves(table_change_run *run, const tcamv6_move_list *moves) {
   }
   for (uint32_t i = 0; i < moves->count; ++i) {
     const zel_v6comp_move *move = &moves->moves[i];
-    table_row_change *row = next_row(run);
-    row->address = tm_key_load(move->address);
-    row->length = move->length;
-    row->word = move->reference;
+    table_row_change *row = next_row(run, tm_key_load(move->address), move->length, move->reference);
     row->before = {tm_key_load_word(move->old_key), tm_key_load_word(move->old_address), move->old_length};
     row->was = true;
   }
@@ -212,7 +198,7 @@ void table_settle_wishes(table_change_run *run) {
 
 int32_t table_wish_the_rest_away(table_change_run *run) {
   table_wish *all = nullptr;
-  if (!allocate(&all, size_t{run->n_wishes} + run->table->n_rows)) {
+  if (!table_make_array(&all, size_t{run->n_wishes} + run->table->n_rows)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   table_walk walk;
@@ -239,7 +225,7 @@ int32_t table_wish_the_rest_away(table_change_run *run) {
 }
 
 int32_t table_prepare_change(table_change_run *run) {
-  if (!make_row_room(run, run->n_wishes) || !allocate(&run->records, run->n_wishes)) {
+  if (!make_row_room(run, run->n_wishes) || !table_make_array(&run->records, run->n_wishes)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   for (uint32_t i = 0; i < run->n_wishes; ++i) {
@@ -249,7 +235,7 @@ int32_t table_prepare_change(table_change_run *run) {
 }
 
 int32_t table_note_all_rows(table_change_run *run) {
-  if (!make_row_room(run, run->table->n_rows) || !allocate(&run->records, run->table->n_rows)) {
+  if (!make_row_room(run, run->table->n_rows) || !table_make_array(&run->records, run->table->n_rows)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   table_walk walk;

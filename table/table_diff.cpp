@@ -2,8 +2,8 @@
 // table_diff.cpp - the writes from the rows of one table to those of another.
 #include <stdio.h>
 
+#include "table_array.h"
 #include "table_diff_spare.h"
-#include "tm_memory.h"
 #include "tm_stable_sort.h"
 #include "zel_v6comp_plan.h"
 
@@ -42,10 +42,7 @@ int32_t take_rows(diff_run *run, const zel_v6comp_table_row *rows, uint32_t n, b
       return status;
     }
     table_row_change *row = &run->rows[run->n_rows++];
-    *row = {};
-    row->address = address;
-    row->length = rows[i].length;
-    row->word = rows[i].word;
+    *row = table_row_of(address, rows[i].length, rows[i].word);
     row->was = !is_new;
     row->is = is_new;
     (is_new ? row->after : row->before) = {rows[i].code, rows[i].key, rows[i].code_length};
@@ -91,14 +88,8 @@ void find_changed(diff_run *run) {
   }
 }
 
-template <class T>
-bool allocate(T **array, size_t count) {
-  *array = static_cast<T *>(zel_malloc_named(TM_MEM_TAG_LIST, (count + 1) * sizeof(T)));
-  return *array != nullptr;
-}
-
 int32_t plan_writes(diff_run *run) {
-  if (!allocate(&run->changed, run->n_rows) || !allocate(&run->home, run->n_rows)) {
+  if (!table_make_array(&run->changed, run->n_rows) || !table_make_array(&run->home, run->n_rows)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   find_changed(run);
@@ -122,7 +113,7 @@ int32_t check_arguments(const zel_v6comp_table_row *old_rows, size_t n_old, cons
 int32_t plan_diff(diff_run *run, const zel_v6comp_table_row *old_rows, size_t n_old,
                   const zel_v6comp_table_row *new_rows, size_t n_new) {
   int32_t status = check_arguments(old_rows, n_old, new_rows, n_new);
-  if (status == ZEL_V6COMP_TABLE_OK && !allocate(&run->rows, n_old + n_new)) {
+  if (status == ZEL_V6COMP_TABLE_OK && !table_make_array(&run->rows, n_old + n_new)) {
     status = ZEL_V6COMP_TABLE_E_MEMORY;
   }
   if (status == ZEL_V6COMP_TABLE_OK) {

@@ -9,7 +9,7 @@
 //   gaps             |==|   |==|     |==||====|  |==|     given away from the left, one key at a time
 #include "table_diff_spare.h"
 
-#include "tm_memory.h"
+#include "table_array.h"
 #include "tm_stable_sort.h"
 
 struct table_diff_span {
@@ -126,11 +126,8 @@ int32_t table_diff_spare_begin(table_diff_spare *finder, const table_row_change 
   *finder = {};
   finder->rows = rows;
   finder->n = n;
-  const size_t room = size_t{n} + 1;
-  finder->parent = static_cast<uint32_t *>(zel_malloc_named(TM_MEM_TAG_LIST, room * sizeof *finder->parent));
-  finder->cursors = static_cast<table_diff_cursor *>(zel_calloc_named(TM_MEM_TAG_LIST, room, sizeof *finder->cursors));
-  finder->spans = static_cast<table_diff_span *>(zel_malloc_named(TM_MEM_TAG_LIST, 4 * room * sizeof *finder->spans));
-  if (finder->parent == nullptr || finder->cursors == nullptr || finder->spans == nullptr) {
+  if (!table_make_array(&finder->parent, n) || !table_make_zeros(&finder->cursors, size_t{n} + 1) ||
+      !table_make_array(&finder->spans, size_t{4} * n)) {
     return TM_ENOMEM;
   }
   find_parents(finder);

@@ -21,8 +21,8 @@
 // and taken in one change. Then the code must wait for the key to go. table_plan_order.cpp orders such changes.
 #include "table_plan.h"
 
+#include "table_array.h"
 #include "table_plan_order.h"
-#include "tm_memory.h"
 
 namespace {
 
@@ -109,8 +109,8 @@ uint32_t count_most_codes(const table_row_change *rows, uint32_t n) {
 }
 
 int32_t write_in_passes(const table_row_change *rows, uint32_t n, table_writes *writes, table_plan_counts *counts) {
-  auto *scratch = static_cast<uint32_t *>(zel_malloc_named(TM_MEM_TAG_LIST, size_t{n} * sizeof(uint32_t)));
-  if (scratch == nullptr || !table_reserve_writes(writes, size_t{3} * n)) {
+  uint32_t *scratch = nullptr;
+  if (!table_make_array(&scratch, n) || !table_reserve_writes(writes, size_t{3} * n)) {
     tm_free(scratch);
     return TM_ENOMEM;
   }

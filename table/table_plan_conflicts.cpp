@@ -2,8 +2,8 @@
 // table_plan_conflicts.cpp - where a change takes space that it gives up.
 #include <string.h>
 
+#include "table_array.h"
 #include "table_plan_order.h"
-#include "tm_memory.h"
 #include "tm_stable_sort.h"
 
 namespace {
@@ -101,8 +101,8 @@ void table_free_conflicts(table_conflicts *conflicts) {
 }
 
 int32_t table_find_conflicts(const table_row_change *rows, uint32_t n, table_conflicts *conflicts) {
-  auto *keys = static_cast<keyed_row *>(zel_malloc_named(TM_MEM_TAG_LIST, size_t{n} * sizeof(keyed_row)));
-  if (keys == nullptr) {
+  keyed_row *keys = nullptr;
+  if (!table_make_array(&keys, n)) {
     return TM_ENOMEM;
   }
   const bool done = find_all(rows, n, true, keys, conflicts) && find_all(rows, n, false, keys, conflicts);

@@ -25,10 +25,9 @@
 // rules for new and old detail follow the prefixes' nesting. Where not even a spare key exists, an entry is taken out
 // before its time, and counted.
 #include "table_plan_order.h"
+#include "table_array.h"
 
 #include <string.h>
-
-#include "tm_memory.h"
 
 namespace {
 
@@ -314,17 +313,12 @@ bool make_way(order_run *run) {
 
 // ---- the run
 
-template <class T>
-bool allocate(T **array, size_t count) {
-  *array = static_cast<T *>(zel_calloc_named(TM_MEM_TAG_LIST, count + 1, sizeof(T)));
-  return *array != nullptr;
-}
-
 bool allocate_arrays(order_run *run) {
   const size_t n_tasks = size_t{run->n} * TABLE_TASKS;
-  return allocate(&run->parent, run->n) && allocate(&run->first_after, n_tasks + 1) &&
-         allocate(&run->waits_for, n_tasks) && allocate(&run->is_done, n_tasks) && allocate(&run->parked_at, run->n) &&
-         allocate(&run->is_parked, run->n) && allocate(&run->is_out, run->n) && allocate(&run->ready, n_tasks);
+  return table_make_zeros(&run->parent, run->n) && table_make_zeros(&run->first_after, n_tasks + 1) &&
+         table_make_zeros(&run->waits_for, n_tasks) && table_make_zeros(&run->is_done, n_tasks) &&
+         table_make_zeros(&run->parked_at, run->n) && table_make_zeros(&run->is_parked, run->n) &&
+         table_make_zeros(&run->is_out, run->n) && table_make_zeros(&run->ready, n_tasks);
 }
 
 void free_arrays(const order_run *run) {
@@ -346,7 +340,7 @@ bool build_graph(order_run *run) {
       return false;
     }
   }
-  if (run->graph.count > UINT32_MAX || !allocate(&run->followers, run->graph.count)) {
+  if (run->graph.count > UINT32_MAX || !table_make_zeros(&run->followers, run->graph.count)) {
     return false;
   }
   link_followers(run);

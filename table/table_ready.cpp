@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "table_ready.h"
-
-#include "tm_memory.h"
+#include "table_array.h"
 
 namespace {
 
@@ -9,12 +8,6 @@ enum : uint32_t {
   n_starts = 65536,
   fewest_items_for_starts = 2048  // with fewer, the upper nodes are in the fastest cache anyway
 };
-
-template <class T>
-bool allocate(T **array, size_t count) {
-  *array = static_cast<T *>(zel_malloc_named(TM_MEM_TAG_LIST, count * sizeof(T)));
-  return *array != nullptr;
-}
 
 // Numbers are in the order of the prefixes, so that what is around one has been filled in before.
 void fill_answers(table_ready *ready, uint64_t rest) {
@@ -61,8 +54,8 @@ bool table_make_ready(table_ready *ready, const tcamv6_read_index *index, uint64
   table_drop_ready(ready);
   const size_t count = size_t{index->n_items} + 1;
   const bool has_starts = index->n_items >= fewest_items_for_starts;
-  if (!allocate(&ready->rows, count) || !allocate(&ready->keys, count) ||
-      (has_starts && !allocate(&ready->start, n_starts))) {
+  if (!table_make_array(&ready->rows, count) || !table_make_array(&ready->keys, count) ||
+      (has_starts && !table_make_array(&ready->start, n_starts))) {
     table_drop_ready(ready);
     return false;
   }

@@ -25,6 +25,15 @@ struct table_row_change {
   bool is;   // a row after it
 };
 
+// A prefix that is a row neither before the change nor after it, yet.
+inline table_row_change table_row_of(tm_key_number address, uint8_t length, uint32_t word) {
+  table_row_change row = {};
+  row.address = address;
+  row.length = length;
+  row.word = word;
+  return row;
+}
+
 inline uint64_t table_leading_bits(uint32_t n) { return n == 0 ? 0 : ~uint64_t{0} << (64 - n); }
 
 // The last key that begins with a form's code.

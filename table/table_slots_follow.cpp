@@ -3,8 +3,8 @@
 //
 // What can be refused is found before anything changes: each row's writes must fit what is there, and the rows must fit
 // the slots in the end. In between they may not: then the row that goes next goes at once.
+#include "table_array.h"
 #include "table_slots.h"
-#include "tm_memory.h"
 #include "tm_stable_sort.h"
 
 namespace {
@@ -83,8 +83,8 @@ int32_t judge_rows(const zel_v6comp_slots *slots, const row_write *list, uint32_
 }
 
 int32_t judge(const follow_run *run) {
-  auto *list = static_cast<row_write *>(zel_malloc_named(TM_MEM_TAG_LIST, (size_t{run->n} + 1) * sizeof(row_write)));
-  if (list == nullptr) {
+  row_write *list = nullptr;
+  if (!table_make_array(&list, run->n)) {
     return ZEL_V6COMP_TABLE_E_MEMORY;
   }
   uint32_t count;

@@ -13,8 +13,8 @@
 //      '- (owned)
 #include "table_spare.h"
 
+#include "table_array.h"
 #include "table_stored.h"
-#include "tm_memory.h"
 #include "tm_stable_sort.h"
 
 namespace {
@@ -36,12 +36,8 @@ bool is_inside(const table_key_span *inner, const table_key_span *outer) {
 
 // Collect the old codes strictly inside a block. ::/0 is around all.
 bool collect_taken(table_spare_finder *finder, const table_key_span *block) {
-  if (finder->taken == nullptr) {
-    finder->taken = static_cast<table_key_span *>(
-        zel_malloc_named(TM_MEM_TAG_LIST, (size_t{finder->n} + 1) * sizeof *finder->taken));
-    if (finder->taken == nullptr) {
-      return false;
-    }
+  if (finder->taken == nullptr && !table_make_array(&finder->taken, finder->n)) {
+    return false;
   }
   uint32_t count = 0;
   for (uint32_t i = 0; i < finder->n; ++i) {
