@@ -122,7 +122,6 @@ uint32_t sample(group *of, const tm_util_trie_node *node, uint32_t most) {
 // The node from which a group's prefixes branch, or that of its only prefix.
 const tm_util_trie_node *end_of_path(const tm_util_trie_node *node) {
   while (node->tag == 0 && (tm_trie_child(node, 0) == nullptr) != (tm_trie_child(node, 1) == nullptr)) {
-    __builtin_prefetch(node + 4);  // the links of a chain mostly lie side by side
     node = tm_trie_child(node, tm_trie_child(node, 0) == nullptr);
   }
   return node;
@@ -175,7 +174,6 @@ bool find_run(const tm_util_trie_node *from, tcamv6_code to, const tcamv6_place_
   bool goes_on = false;
   const tm_util_trie_node *node = from;
   while (node != nullptr && node->len < end) {
-    __builtin_prefetch(node + 4);
     const uint32_t bit = tcamv6_code_bit(to, node->len);
     const bool is_empty = (bit != 0 ? node->left : node->right) == TM_CHUNK_IDX_NULL;
     if (is_empty && !avoids(wish->avoid, side_at(to, node->len))) {
