@@ -19,8 +19,6 @@ struct table_diff_span {
 
 namespace {
 
-constexpr uint32_t none = UINT32_MAX;
-
 int cmp_spans(const void *a, const void *b) {
   const auto *x = static_cast<const table_diff_span *>(a);
   const auto *y = static_cast<const table_diff_span *>(b);
@@ -46,17 +44,6 @@ void collect_spans(table_diff_spare *finder) {
     }
   }
   tm_stable_sort(finder->spans, finder->n_spans, sizeof *finder->spans, cmp_spans);
-}
-
-void find_parents(const table_diff_spare *finder) {
-  uint32_t last = none;
-  for (uint32_t i = 0; i < finder->n; ++i) {
-    while (last != none && !table_contains(&finder->rows[last], &finder->rows[i])) {
-      last = finder->parent[last];
-    }
-    finder->parent[i] = last;
-    last = i;
-  }
 }
 
 bool keeps_code(const table_row_change *row) {
@@ -108,10 +95,10 @@ bool take_next(const table_diff_spare *finder, table_diff_cursor *cursor, const 
 bool find_spare(void *user, uint32_t row, uint64_t *key) {
   auto *finder = static_cast<table_diff_spare *>(user);
   uint32_t around = finder->home[row];
-  while (around != none && !keeps_code(&finder->rows[around])) {
+  while (around != table_no_row && !keeps_code(&finder->rows[around])) {
     around = finder->parent[around];
   }
-  if (around == none) {
+  if (around == table_no_row) {
     const table_diff_span all = {0, UINT64_MAX};
     return take_next(finder, &finder->cursors[finder->n], &all, key);
   }
@@ -130,7 +117,7 @@ int32_t table_diff_spare_begin(table_diff_spare *finder, const table_row_change 
       !table_make_array(&finder->spans, size_t{4} * n)) {
     return TM_ENOMEM;
   }
-  find_parents(finder);
+  table_find_parents(finder->rows, finder->n, finder->parent);
   collect_spans(finder);
   return TM_OK;
 }

@@ -19,7 +19,7 @@ struct table_diff_spare {
   const table_row_change *rows;  // of both tables, in the order of table_cmp_row_changes
   uint32_t n;
   const uint32_t *home;        // of a changed row, its number among all
-  uint32_t *parent;            // by row: the nearest one that contains it, or UINT32_MAX
+  uint32_t *parent;            // by row: the nearest one that contains it, or table_no_row
   table_diff_cursor *cursors;  // by row; one more for what lies below none
   table_diff_span *spans;      // all codes and keys of both tables, sorted, larger ones first
   size_t n_spans;

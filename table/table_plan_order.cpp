@@ -31,8 +31,6 @@
 
 namespace {
 
-constexpr uint32_t none = UINT32_MAX;
-
 struct order_run {
   const table_row_change *rows;
   uint32_t n;
@@ -40,7 +38,7 @@ struct order_run {
   table_writes *writes;
   table_plan_counts *counts;
   table_conflicts graph;  // all pairs
-  uint32_t *parent;       // by row: the nearest of the rows that contains it, or none
+  uint32_t *parent;       // by row: the nearest of the rows that contains it, or table_no_row
   uint32_t *first_after;  // by task: where its followers begin in `followers`; one more for the end
   uint32_t *followers;
   uint32_t *waits_for;  // by task: tasks that must come before it
@@ -85,17 +83,6 @@ uint64_t rank_of(const order_run *run, uint32_t task) {
   }
 }
 
-void find_parents(order_run *run) {
-  uint32_t last = none;
-  for (uint32_t i = 0; i < run->n; ++i) {
-    while (last != none && !table_contains(&run->rows[last], &run->rows[i])) {
-      last = run->parent[last];
-    }
-    run->parent[i] = last;
-    last = i;
-  }
-}
-
 // ---- the graph
 
 bool add_pair(order_run *run, uint32_t first_row, table_task_kind first, uint32_t second_row, table_task_kind second) {
@@ -106,7 +93,7 @@ bool add_pair(order_run *run, uint32_t first_row, table_task_kind first, uint32_
 // New detail first, old detail last.
 bool add_detail_pairs(order_run *run, uint32_t row) {
   const uint32_t around = run->parent[row];
-  if (around == none || is_both(&run->rows[around]) || is_both(&run->rows[row])) {
+  if (around == table_no_row || is_both(&run->rows[around]) || is_both(&run->rows[row])) {
     return true;
   }
   return run->rows[row].is ? add_pair(run, row, TABLE_TASK_K, around, TABLE_TASK_K)
@@ -114,7 +101,7 @@ bool add_detail_pairs(order_run *run, uint32_t row) {
 }
 
 bool add_pairs_around(order_run *run, uint32_t row) {
-  for (uint32_t q = run->parent[row]; q != none; q = run->parent[q]) {
+  for (uint32_t q = run->parent[row]; q != table_no_row; q = run->parent[q]) {
     if (!is_both(&run->rows[q])) {
       continue;
     }
@@ -234,7 +221,7 @@ bool needs_spare_code(const order_run *run, uint32_t q, uint32_t parked, uint64_
 }
 
 bool put_spare_codes(order_run *run, uint32_t parked, bool add, uint64_t key) {
-  for (uint32_t q = parked; q != none; q = run->parent[q]) {
+  for (uint32_t q = parked; q != table_no_row; q = run->parent[q]) {
     if (needs_spare_code(run, q, parked, key) && !put_code(run, q, add, key, 64)) {
       return false;
     }
@@ -334,7 +321,7 @@ void free_arrays(const order_run *run) {
 }
 
 bool build_graph(order_run *run) {
-  find_parents(run);
+  table_find_parents(run->rows, run->n, run->parent);
   for (uint32_t row = 0; row < run->n; ++row) {
     if (!add_pairs_of(run, row)) {
       return false;

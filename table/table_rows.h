@@ -72,4 +72,9 @@ inline bool table_writes_key(const table_row_change *row) {
 // The order of rows: by address, containing ones first.
 int table_cmp_row_changes(const void *a, const void *b);
 
+inline constexpr uint32_t table_no_row = UINT32_MAX;
+
+// Of n rows in that order, find for each the nearest one that contains it; table_no_row when there is none.
+void table_find_parents(const table_row_change *rows, uint32_t n, uint32_t *parent);
+
 #endif
