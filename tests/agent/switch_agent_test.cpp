@@ -25,6 +25,7 @@ class SwitchAgent : public testing::Test {
     set_log(log_level::error, false);
     settings.first_retry = milliseconds(1);
     settings.last_retry = milliseconds(4);
+    settings.longest_parting = std::chrono::hours(1);
   }
   void start() {
     tables.emplace(table_limits{limit, move_limit});

@@ -22,6 +22,14 @@ class SwitchEngine : public testing::Test {
     journal.reset();
     tables.reset();
   }
+  void expect_a_restart_to_write_nothing() {
+    const switch_image before = engine->image();
+    stop();
+    driver.writes = 0;
+    start();
+    EXPECT_EQ(engine->image(), before);
+    EXPECT_EQ(driver.writes, 0U);
+  }
   void run_batches(uint32_t first, uint32_t last) {
     for (uint32_t i = first; i <= last; ++i) {
       const batch_result result = engine->run(random_batch(i));
@@ -58,12 +66,7 @@ TEST_F(SwitchEngine, what_is_in_the_switch_is_what_the_tables_say) {
 TEST_F(SwitchEngine, a_restart_finds_the_same_codes_and_writes_nothing) {
   start();
   run_batches(0, 60);
-  const switch_image before = engine->image();
-  stop();
-  driver.writes = 0;
-  start();
-  EXPECT_EQ(engine->image(), before);
-  EXPECT_EQ(driver.writes, 0U);
+  expect_a_restart_to_write_nothing();
 }
 
 TEST_F(SwitchEngine, every_write_leaves_old_or_new_verdicts) {
@@ -263,13 +266,8 @@ TEST_F(SwitchEngine, compaction_keeps_verdicts_and_shortens_the_history) {
   EXPECT_EQ(driver.held, engine->image());
   const switch_image before = engine->image();
   run_batches(301, 310);
-  const switch_image after = engine->image();
-  stop();
-  driver.writes = 0;
-  start();
-  EXPECT_EQ(engine->image(), after);
-  EXPECT_NE(after, before);
-  EXPECT_EQ(driver.writes, 0U);
+  EXPECT_NE(engine->image(), before);
+  expect_a_restart_to_write_nothing();
 }
 
 TEST_F(SwitchEngine, rules_change_in_one_step) {

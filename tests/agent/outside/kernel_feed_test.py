@@ -76,12 +76,18 @@ class KernelFeed(AgentTest):
     def assert_follows(self, agent: Agent, table: str = "main") -> None:
         """The agent has what the kernel has, within a time."""
         wanted = kernel_routes(table)
+
+        def state() -> tuple[str, str, int]:
+            status = agent.status()
+            return status["state"], status["feed"], status["routes"]
+
         try:
-            wait_for("the kernel's routes", lambda: agent.routes() == wanted)
+            wait_for("the kernel's routes",
+                     lambda: agent.routes() == wanted and state() == ("good", "up", len(wanted)))
         except AssertionError:
             self.assertEqual(agent.routes(), wanted, agent.log())
-        status = agent.status()
-        self.assertEqual((status["state"], status["feed"], status["routes"]), ("good", "up", len(wanted)))
+            self.assertEqual(state(), ("good", "up", len(wanted)), agent.log())
+            raise
 
     def test_routes_that_stand_and_routes_that_come_and_go(self) -> None:
         ip("route", "add", "2001:db8:100::/40", "dev", "left")
