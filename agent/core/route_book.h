@@ -35,6 +35,9 @@ class route_book {
   void begin_resync();
   void end_resync(clock_time now);
 
+  // Between the two: routes that the feed has not spoken of.
+  size_t awaited() const { return unseen_.size(); }
+
   // The routes are those that the switch has: how an agent begins.
   void assume(const ip_prefix &prefix, uint32_t egress) { wanted_.insert_or_assign(prefix, egress); }
 

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -22,6 +23,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
+// Where routes never stop changing, the table has ended when for so many quiet times none came that was awaited.
+constexpr int most_quiets = 10;
 constexpr size_t most_bytes_at_once = size_t{1} << 20;  // then others have their turn
 
 struct listen_address {
@@ -90,12 +93,17 @@ class fpm_feed final : public route_feed {
     if (!syncing_) {
       return now + std::chrono::hours(1);
     }
-    if (now >= last_route_ + settings_.quiet) {
+    if (sink_.awaited() != awaited_) {
+      awaited_ = sink_.awaited();
+      last_progress_ = now;
+    }
+    const auto end = std::min(last_route_ + settings_.quiet, last_progress_ + most_quiets * settings_.quiet);
+    if (now >= end) {
       syncing_ = false;
       sink_.end_resync();
       return now;
     }
-    return last_route_ + settings_.quiet;
+    return end;
   }
 
  private:
@@ -110,8 +118,10 @@ class fpm_feed final : public route_feed {
     stream_.emplace(settings_.rules, sink_);
     syncing_ = true;
     last_route_ = steady_clock::now();
+    last_progress_ = last_route_;
     say(log_level::notice, "a routing daemon has connected");
     sink_.begin_resync();
+    awaited_ = sink_.awaited();
     loop_.watch(peer_, EPOLLIN, [this](uint32_t) { read_peer(); });
   }
 
@@ -158,6 +168,8 @@ class fpm_feed final : public route_feed {
   std::optional<fpm_stream> stream_;
   bool syncing_ = false;
   steady_clock::time_point last_route_{};
+  steady_clock::time_point last_progress_{};  // when a route came that was awaited
+  size_t awaited_ = 0;
 };
 
 }  // namespace

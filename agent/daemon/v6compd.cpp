@@ -44,6 +44,7 @@ class agent_sink final : public route_sink {
   void begin_resync() override { agent_.begin_resync(); }
   void end_resync() override { agent_.end_resync(steady_clock::now()); }
   void lost() override { agent_.feed_lost(); }
+  size_t awaited() const override { return agent_.book().awaited(); }
   void bad_input(const char *what) override {
     lines_.say(log_level::error, fmt::format("left out: {}", what));
     if (metrics_ != nullptr) {

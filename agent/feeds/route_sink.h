@@ -3,6 +3,7 @@
 #ifndef ROUTE_SINK_H
 #define ROUTE_SINK_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "prefix_value.h"
@@ -23,6 +24,8 @@ class route_sink {
   virtual void begin_resync() = 0;
   virtual void end_resync() = 0;
   virtual void lost() = 0;
+  // Between the two: routes of before that the feed has not announced again, nor withdrawn.
+  virtual size_t awaited() const { return 0; }
 
   // Input that makes no sense, and was left out.
   virtual void bad_input(const char *what) = 0;

@@ -5,6 +5,7 @@ from __future__ import annotations
 import json
 import os
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -14,7 +15,7 @@ from pathlib import Path
 from typing import Any, Callable
 
 SKIPPED = 77  # what ctest takes for skipped
-PATIENCE = 20.0  # seconds; a busy machine is slow
+PATIENCE = 60.0  # seconds; a busy machine is slow
 
 programs = {"v6compd": "", "v6compctl": ""}
 
@@ -60,6 +61,11 @@ class Agent:
     def routes(self) -> dict[str, int]:
         """Prefix to port, of all routes that the switch has."""
         return {row["prefix"]: row["egress"] for row in self.answers("rows") if row.get("route")}
+
+
+def free_port() -> int:
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        return server.getsockname()[1]
 
 
 def wait_for(what: str, holds: Callable[[], bool]) -> None:

@@ -11,7 +11,7 @@ import urllib.error
 import urllib.request
 
 import agent_process
-from agent_process import PATIENCE, Agent, AgentTest, programs, wait_for
+from agent_process import PATIENCE, Agent, AgentTest, free_port, programs, wait_for
 
 TABLE = ["2001:db8::/32", "2001:db8:1::/48", "2001:db8:1:2::/64", "2001:db9::/32"]
 RULES = """name,source,destination,verdict
@@ -19,11 +19,6 @@ office,2001:db8:1::/48,2001:db9::/32,accept
 rest,2001:db8::/32,2001:db9::/32,drop
 """
 FULL_RULES = 3  # those two, and what is done otherwise
-
-
-def free_port() -> int:
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        return server.getsockname()[1]
 
 
 class Daemon(AgentTest):
