@@ -2,6 +2,8 @@
 #include "row_table.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <stdexcept>
 
 namespace v6tool {
@@ -9,6 +11,19 @@ namespace v6tool {
 namespace {
 
 using enum field_kind;
+
+constexpr column batch_column = {"batch", 6, count, "number of the batch, from 1"};
+constexpr column code_column = {"compressed_prefix", 21, code, "what it became"};
+constexpr column code_length_column = {"compressed_length_bits", 0, count, "length of the compressed prefix"};
+constexpr column key_column = {"compressed_address", 18, address,
+                               "the key of a packet for this prefix and for none inside it"};
+
+template <size_t N>
+constexpr std::array<column, N + 1> columns_behind(const column &first, const column (&others)[N]) {
+  std::array<column, N + 1> all = {first};
+  std::copy(std::begin(others), std::end(others), all.begin() + 1);
+  return all;
+}
 
 constexpr column list_columns[] = {
     {"prefix", 43, prefix, "the prefix"},
@@ -18,16 +33,16 @@ constexpr column list_columns[] = {
 constexpr column compress_columns[] = {
     {"prefix", 43, prefix, "the prefix"},
     {"weight", 0, count, "references to it"},
-    {"compressed_prefix", 21, code, "what it became"},
-    {"compressed_length_bits", 0, count, "length of the compressed prefix"},
-    {"compressed_address", 18, address, "the key of a packet for this prefix and for none inside it"},
+    code_column,
+    code_length_column,
+    key_column,
 };
 
 constexpr column dump_columns[] = {
     {"prefix", 43, prefix, "the prefix, ::/0 included"},
-    {"compressed_prefix", 21, code, "what it became"},
-    {"compressed_length_bits", 0, count, "length of the compressed prefix"},
-    {"compressed_address", 18, address, "the key of a packet for this prefix and for none inside it"},
+    code_column,
+    code_length_column,
+    key_column,
 };
 
 constexpr column lookup_columns[] = {
@@ -54,7 +69,7 @@ constexpr column dot_columns[] = {
 };
 
 constexpr column update_columns[] = {
-    {"batch", 6, count, "number of the batch, from 1"},
+    batch_column,
     {"adds", 6, count, "additions in it"},
     {"deletes", 7, count, "deletes in it"},
     {"present", 7, count, "additions of prefixes that are there already"},
@@ -75,7 +90,7 @@ constexpr column update_columns[] = {
 };
 
 constexpr column update_refusal_columns[] = {
-    {"batch", 6, count, "number of the batch, from 1"},
+    batch_column,
     {"kind", 10, text, "kind of the refusal"},
     {"prefix", 30, prefix, "the prefix that found no place", true},
     {"anchor", 6, yes_no, "is it an anchor?"},
@@ -89,7 +104,7 @@ constexpr column update_refusal_columns[] = {
 };
 
 constexpr column plan_columns[] = {
-    {"step", 6, count, "number of the write, from 1"},
+    {"step", 6, count, "number of the write in its plan, from 1; a batch has its own"},
     {"stage", 5, count, "the stage that is written: 1 (prefix to key) or 2 (codes)"},
     {"kind", 11, choice, "what is written", false, "add_code|remove_code|insert|update|remove|move"},
     {"slot", 6, count, "stage 1: the slot written to, the first searched first", true},
@@ -100,21 +115,10 @@ constexpr column plan_columns[] = {
     {"early", 0, yes_no, "a remove that comes early, because no slot is free"},
 };
 
-constexpr column plan_steps_columns[] = {
-    {"batch", 6, count, "number of the batch, from 1"},
-    {"step", 6, count, "number of the write in the batch, from 1"},
-    {"stage", 5, count, "the stage that is written: 1 (prefix to key) or 2 (codes)"},
-    {"kind", 11, choice, "what is written", false, "add_code|remove_code|insert|update|remove|move"},
-    {"slot", 6, count, "stage 1: the slot written to, the first searched first", true},
-    {"from_slot", 6, count, "the slot that a moved row comes from", true},
-    {"prefix", 43, prefix, "the prefix that it is about"},
-    {"compressed_prefix", 21, code, "stage 2: the code that comes or goes", true},
-    {"compressed_address", 18, address, "stage 1: the key that the slot answers from now on", true},
-    {"early", 0, yes_no, "a remove that comes early, because no slot is free"},
-};
+constexpr auto plan_steps_columns = columns_behind(batch_column, plan_columns);
 
 constexpr column plan_history_columns[] = {
-    {"batch", 6, count, "number of the batch, from 1"},
+    batch_column,
     {"removes", 7, count, "rows removed"},
     {"updates", 7, count, "rows given another key"},
     {"inserts", 7, count, "rows inserted"},
@@ -182,7 +186,7 @@ constexpr column acl_prefix_columns[] = {
 };
 
 constexpr column history_columns[] = {
-    {"batch", 6, count, "number of the batch, from 1"},
+    batch_column,
     {"change", 6, choice, "what is done", false, "add|remove"},
     {"prefix", 43, prefix, "the prefix"},
     {"weight", 6, count, "references that come or go"},
