@@ -128,6 +128,8 @@ TEST(RulesReader, TakesAnotherChainWhenAsked) {
   options.chain = "output";
   EXPECT_THAT(first_fault(read("not_for_entries.json", options)),
               HasSubstr("no chain output; --chain takes one of fw/forward, fw/input"));
+  EXPECT_EQ(first_fault(parse("source,destination,verdict\n", options)),
+            "r: rules as csv, which has no chains to take one of");
 }
 
 TEST(RulesReader, ReadsCsvByItsFieldNames) {

@@ -54,6 +54,8 @@ bool parse_rules(const std::string &name, std::string_view content, const rules_
   const rules_format format = options.format == rules_format::automatic ? format_of(content) : options.format;
   if (trimmed(first_data_line(content)).empty()) {
     report.faults.add(name + ": empty, no rules");
+  } else if (format == rules_format::csv && !options.chain.empty()) {
+    report.faults.add(name + ": rules as csv, which has no chains to take one of");
   } else if (format == rules_format::csv) {
     read_csv_rules(content, options, set, report);
     report.summary = name + ": csv; " + counted_rules(set.rules.size()) + ", then " + verdict_name(set.otherwise);

@@ -208,6 +208,9 @@ void check_acl_output(const acl_options &options) {
   if (plain && !has_figures && options.output.format != &text_format()) {
     throw tool_failure{exit_bad_input, {"--format: flows are text, for ovs-ofctl"}};
   }
+  if (options.accept.empty()) {
+    throw tool_failure{exit_bad_input, {"--accept: no actions given"}};
+  }
   if (plain) {
     check_plain_output(options.output, {options.rules});
   } else {
@@ -215,9 +218,20 @@ void check_acl_output(const acl_options &options) {
   }
 }
 
+void check_entry_count(const rule_set &set) {
+  constexpr size_t most = size_t{1} << 24;
+  if (const size_t entries = count_entries(set); entries > most) {
+    throw tool_failure{exit_no,
+                       {fmt::format("{}: {} rules would become {} entries, more than {}: a range of ports takes up to "
+                                    "30, and two multiply",
+                                    set.name, set.rules.size(), entries, most)}};
+  }
+}
+
 exit_code run_acl(const acl_options &options) {
   check_acl_output(options);
   const rule_set set = read_command_rules(options);
+  check_entry_count(set);
   const acl_tables tables(set);
   const std::vector<rule_entry> entries = acl_entries(set, tables);
   if (options.verify) {
