@@ -147,6 +147,36 @@ TEST(MadeHistories, OfNothingButDeletesEndWhenNothingIsLeft) {
             "no prefix is left that a batch could delete");
 }
 
+// Of small tables the shares cannot be met in few additions: half of one prefix, a /32 inside another.
+TEST(MadeHistories, SharesOfATableAreMetAsFarAsTheyCanBe) {
+  const std::vector<ip_prefix> prefixes = {
+      {{0x20010db800000000U, 0}, 32}, {{0x20010db800010000U, 0}, 48}, {{0x20010db800020000U, 0}, 48}};
+  for (uint64_t batches = 1; batches <= 12; ++batches) {
+    for (uint64_t size = 1; size <= 4; ++size) {
+      history_order order;
+      order.batches = batches;
+      order.batch_size = size;
+      order.additions = 600000;
+      order.within = {{0x2000000000000000U, 0}, 3};
+      order.shares = shares_of(prefixes);
+      std::vector<history_batch> made;
+      ASSERT_EQ(make_history(prefixes, order, made), "") << batches << " batches of " << size;
+      ASSERT_EQ(made.size(), batches);
+    }
+  }
+  history_order order;
+  order.batches = order.batch_size = 1;
+  order.additions = whole_share;
+  order.within = {{0x2000000000000000U, 0}, 3};
+  order.shares = shares_of(prefixes);
+  order.shares.mix = {{32, 1}};
+  order.shares.must_nest = true;
+  std::vector<history_batch> made;
+  EXPECT_EQ(make_history(prefixes, order, made), "no more than 0 of 1 prefixes can be nested with these lengths");
+  order.shares.must_nest = false;
+  EXPECT_EQ(make_history(prefixes, order, made), "");
+}
+
 TEST(MadeTables, SharesOfATableAreThoseThatWereAsked) {
   std::vector<ip_prefix> prefixes;
   const table_order order = order_of(1000, "32:1,48:1", 250000, 125000, 3);
@@ -156,6 +186,7 @@ TEST(MadeTables, SharesOfATableAreThoseThatWereAsked) {
   EXPECT_EQ(shares.clustered, 125000U);
   EXPECT_EQ(shares.mix, (length_mix{{32, 500}, {48, 500}}));
   EXPECT_TRUE(shares_of({}).mix.empty());
+  EXPECT_FALSE(shares.must_nest || shares.must_cluster);
 }
 
 TEST(PrefixWishes, ReadSharesAndMixes) {

@@ -65,19 +65,43 @@ class history_maker {
     std::set<std::tuple<uint8_t, bool, bool>> in_vain;
     for (size_t i = wishes_.size(); i-- > 0;) {
       const prefix_wish wish = wishes_[i];
-      if (in_vain.contains({wish.length, wish.nested, wish.clustered})) {
-        continue;
-      }
-      if (const std::optional<ip_prefix> place = untouched_place(wish)) {
-        wishes_.erase(wishes_.begin() + static_cast<std::ptrdiff_t>(i));
-        touched_.insert(*place);
-        crowd_.insert(*place);
-        batch.push_back({*place, 1, true, 0});
+      if (in_vain.insert({wish.length, wish.nested, wish.clustered}).second && fulfil(i, wish, batch)) {
         return "";
       }
-      in_vain.insert({wish.length, wish.nested, wish.clustered});
     }
-    return no_place(wishes_.back(), order_.within);
+    const size_t last = wishes_.size() - 1;
+    for (const prefix_wish &other : near_wishes(wishes_[last])) {
+      if (fulfil(last, other, batch)) {
+        return "";
+      }
+    }
+    return no_place(wishes_[last], order_.within);
+  }
+
+  // What may come instead, where nobody asked for what was wished.
+  std::vector<prefix_wish> near_wishes(const prefix_wish &wish) const {
+    std::vector<prefix_wish> near;
+    for (const bool nested : {wish.nested, !wish.nested}) {
+      for (const bool clustered : {wish.clustered, !wish.clustered}) {
+        if ((nested == wish.nested || !order_.shares.must_nest) &&
+            (clustered == wish.clustered || !order_.shares.must_cluster)) {
+          near.push_back({wish.length, nested, clustered});
+        }
+      }
+    }
+    near.erase(near.begin());  // the wish itself
+    return near;
+  }
+
+  bool fulfil(size_t at, const prefix_wish &wish, history_batch &batch) {
+    const std::optional<ip_prefix> place = untouched_place(wish);
+    if (place) {
+      wishes_.erase(wishes_.begin() + static_cast<std::ptrdiff_t>(at));
+      touched_.insert(*place);
+      crowd_.insert(*place);
+      batch.push_back({*place, 1, true, 0});
+    }
+    return place.has_value();
   }
 
   std::optional<ip_prefix> untouched_place(const prefix_wish &wish) {
@@ -137,6 +161,7 @@ std::string make_history(const std::vector<ip_prefix> &table, const history_orde
 
 wish_shares shares_of(const std::vector<ip_prefix> &prefixes) {
   wish_shares shares;
+  shares.must_nest = shares.must_cluster = false;
   prefix_crowd crowd({});
   for (const ip_prefix &prefix : prefixes) {
     crowd.insert(prefix);

@@ -35,7 +35,7 @@ struct history_order {
 std::string make_history(const std::vector<ip_prefix> &table, const history_order &order,
                          std::vector<history_batch> &batches);
 
-// What prefixes are like.
+// What prefixes are like, for others that are to be like them as far as can be.
 wish_shares shares_of(const std::vector<ip_prefix> &prefixes);
 
 }  // namespace v6tool

@@ -29,6 +29,12 @@ std::string too_much(const char *what, uint64_t possible, uint64_t count) {
          " prefixes can be " + what + " with these lengths";
 }
 
+// How many of a count have a property, of which the limits allow no more than their sum.
+uint64_t due(share part, uint64_t count, const std::vector<uint64_t> &limits, bool must_be) {
+  const uint64_t all = part_of(part, count);
+  return must_be ? all : std::min(all, sum_of(limits));
+}
+
 // Prefixes of one length that are nested, or that are not.
 struct wish_group {
   uint8_t length;
@@ -54,7 +60,7 @@ std::string deal_groups(const wish_shares &shares, uint64_t count, const length_
     ++at;
   }
   std::vector<uint64_t> nested;
-  if (!deal_out(part_of(shares.nested, count), limits, limits, nested)) {
+  if (!deal_out(due(shares.nested, count, limits, shares.must_nest), limits, limits, nested)) {
     return too_much("nested", sum_of(limits), count);
   }
   size_t i = 0;
@@ -142,7 +148,7 @@ std::string make_wishes(const wish_shares &shares, uint64_t count, const length_
     limits.push_back(group.count != 0 && !there.contains(group.length) ? group.count - 1 : group.count);
   }
   std::vector<uint64_t> clustered;
-  if (!deal_out(part_of(shares.clustered, count), parts, limits, clustered)) {
+  if (!deal_out(due(shares.clustered, count, limits, shares.must_cluster), parts, limits, clustered)) {
     return too_much("clustered", sum_of(limits), count);
   }
   for (size_t i = 0; i < groups.size(); ++i) {

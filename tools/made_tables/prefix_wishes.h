@@ -34,14 +34,16 @@ struct wish_shares {
   length_mix mix;
   share nested = 0;
   share clustered = 0;
+  // A share that was asked for is met, or nothing is made. One that was found somewhere is met as far as it can be.
+  bool must_nest = true;
+  bool must_cluster = true;
 };
 
 // `count` wishes, by length; of each length those that are not nested first, and clustered ones after the others.
 // Lengths take their parts, the largest remainders one more; nested and clustered ones are taken from all lengths
 // alike, as far as they can be.
 //   there   lengths of the prefixes that are there already: the shortest of all lengths cannot be nested, and the first
-//   of
-//           a length that is not there stands alone
+//           of a length that is not there stands alone
 // Returns what cannot be in words, "" when it is good.
 std::string make_wishes(const wish_shares &shares, uint64_t count, const length_mix &there,
                         std::vector<prefix_wish> &wishes);

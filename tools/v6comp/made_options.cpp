@@ -35,9 +35,11 @@ void take_shares(const made_options &options, wish_shares &shares) {
   }
   if (!options.nested.empty()) {
     shares.nested = share_of("--nested", options.nested);
+    shares.must_nest = true;
   }
   if (!options.clustered.empty()) {
     shares.clustered = share_of("--clustered", options.clustered);
+    shares.must_cluster = true;
   }
 }
 
