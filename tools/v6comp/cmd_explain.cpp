@@ -2,6 +2,8 @@
 // v6comp explain: why a code is what it is, and why a batch moved or refused what it did.
 #include <fmt/core.h>
 
+#include <algorithm>
+#include <charconv>
 #include <memory>
 
 #include "explain_batch.h"
@@ -21,7 +23,7 @@ struct explain_options {
   output_options output;
   std::string query;
   std::string history;
-  uint64_t batch = 1;
+  uint64_t batch = 0;  // from 1; 0 = not given
 };
 
 ip_prefix query_of(const std::string &text) {
@@ -127,7 +129,7 @@ exit_code explain_batch(const explain_options &options) {
   const update_history history = read_command_history(options.history, table, true);
   if (options.batch > history.batches.size()) {
     throw tool_failure{exit_bad_input,
-                       {fmt::format("--batch {}: the history has {}", options.batch, history.batches.size())}};
+                       {fmt::format("batch {}: the history has {}", options.batch, history.batches.size())}};
   }
   room_live_table live(table, history, {options.common, nullptr, refusal_action::recompress, true, {}});
   for (uint64_t i = 0; i + 1 < options.batch; ++i) {
@@ -139,11 +141,33 @@ exit_code explain_batch(const explain_options &options) {
   return report.refused ? exit_no : exit_good;
 }
 
-exit_code run_explain(const explain_options &options) {
-  if (options.query.empty() == options.history.empty()) {
-    throw tool_failure{exit_bad_input, {"give either a prefix or address, or --update with a history"}};
+// Which batch: --batch N, or a number where a prefix stands without --update; the first one if neither is there.
+uint64_t wished_batch(const explain_options &options) {
+  const std::string &text = options.query;
+  if (text.empty()) {
+    return std::max<uint64_t>(options.batch, 1);
   }
-  return options.history.empty() ? explain_prefix(options) : explain_batch(options);
+  uint64_t batch = 0;
+  const char *const end = text.data() + text.size();
+  const auto [rest, fault] = std::from_chars(text.data(), end, batch);
+  if (fault != std::errc{} || rest != end || batch == 0) {
+    throw tool_failure{exit_bad_input, {printable(text) + ": not the number of a batch, which --update asks for"}};
+  }
+  if (options.batch != 0) {
+    throw tool_failure{exit_bad_input, {"the batch is given twice, behind the table and by --batch"}};
+  }
+  return batch;
+}
+
+exit_code run_explain(explain_options options) {
+  if (!options.history.empty()) {
+    options.batch = wished_batch(options);
+    return explain_batch(options);
+  }
+  if (options.query.empty()) {
+    throw tool_failure{exit_bad_input, {"give a prefix or address, or --update with a history"}};
+  }
+  return explain_prefix(options);
 }
 
 }  // namespace

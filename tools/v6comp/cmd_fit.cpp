@@ -165,7 +165,8 @@ std::string depths_text(const fit_study &study) {
 std::string text_figures(const fit_study &study, fit_verdict verdict) {
   std::string out = sentence(study, verdict) + "\n\n";
   out += fmt::format("prefixes      {}, and {} anchors\n", study.prefixes, study.anchors);
-  out += fmt::format("bits needed   {} of 64, the longest code in use has {}\n", study.bits_needed, study.longest_code);
+  out += fmt::format("bits needed   {} of 64", study.bits_needed);
+  out += study.longest_code == 0 ? "\n" : fmt::format(", the longest code in use has {}\n", study.longest_code);
   if (!study.points.empty()) {
     out += fmt::format("history       {} batches, {} refused; {} additions, {} deletes, {} moved\n", study.batches,
                        study.refused, study.additions, study.deletes, study.moved);

@@ -183,7 +183,7 @@ constexpr command_row commands[] = {
      .good = "done",
      .no = "the prefix is not in the table, the table does not fit, or the batch was refused",
      .examples = "v6comp explain routes.txt 2001:db8:1::/48  one code, and those around it\n"
-                 "v6comp explain --update changes.txt --batch 12 routes.txt  what batch 12 moved"},
+                 "v6comp explain routes.txt --update changes.txt 12  what batch 12 moved"},
     {.name = "generate",
      .purpose = "Make up a table to order",
      .sets = "rows output general",
