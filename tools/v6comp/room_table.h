@@ -49,6 +49,9 @@ class room_table {
   // The key that stage 1 gives for an address, whether a prefix covers it or not.
   uint64_t translate(ip_key address) const;
 
+  // Let lookup and translate go by the read index until the next change; without memory for it, they go by the tries.
+  void index() const { zel_v6comp_table_index(table_); }
+
   // By address, containing prefixes first.
   std::vector<zel_v6comp_table_row> rows() const;
 
