@@ -3,12 +3,15 @@
 """daemon_test.py V6COMPD V6COMPCTL: both programs as their users see them, the routes in a file."""
 from __future__ import annotations
 
+import os
 import re
 import signal
 import socket
 import subprocess
+import threading
 import urllib.error
 import urllib.request
+from unittest import mock
 
 import agent_process
 from agent_process import PATIENCE, Agent, AgentTest, free_port, programs, wait_for
@@ -58,6 +61,29 @@ class Daemon(AgentTest):
         self.assertEqual(status["set_aside"], 0)
         self.assertEqual(status["tables"]["destination"]["prefixes"], 5)  # ::/0 of the last rule too
         self.assertEqual(status["journal"]["batches"], status["counters"]["batches"])
+
+    def test_says_to_the_service_manager_how_it_is(self) -> None:
+        address = str(self.folder / "notify")
+        said: list[str] = []
+        manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(manager.close)
+        manager.bind(address)
+
+        def listen() -> None:  # all the time: the agent waits for a manager that does not take its words
+            while said[-1:] != ["STOPPING=1"]:
+                said.extend(manager.recv(4096).decode().splitlines())
+
+        listener = threading.Thread(target=listen, daemon=True)
+        listener.start()
+        with mock.patch.dict(os.environ, NOTIFY_SOCKET=address, WATCHDOG_USEC="30000"):
+            agent = self.serve()
+        wait_for("status", lambda: f"STATUS=good; feed up, 4 routes, {FULL_RULES} rules" in said)
+        before = said.count("WATCHDOG=1")
+        # At rest by the watchdog alone: what else there is to do would take longer than anybody waits here.
+        wait_for("signs of life", lambda: said.count("WATCHDOG=1") >= before + 100)
+        self.assertEqual(agent.stop(), 0)
+        listener.join(PATIENCE)
+        self.assertEqual((said.count("READY=1"), said[-1]), (1, "STOPPING=1"))
 
     def test_rows(self) -> None:
         agent = self.serve()
