@@ -94,6 +94,20 @@ TEST_F(tcamv6_cmpr_path_test, release_ends_below_the_deepest_tagged_node) {
   EXPECT_EQ(at("010"), nullptr);
 }
 
+TEST_F(tcamv6_cmpr_path_test, release_from_a_tagged_node_above_is_the_same_as_from_the_root) {
+  for (const char *deeper : {"01", "0101", "010111"}) {
+    tm_util_trie_node *near = make("01");
+    near->tag = 1;
+    tcamv6_own_cmpr_node(&first, make(deeper));
+    EXPECT_EQ(tcamv6_release_cmpr_path(near, make("0101101")), 0);
+    EXPECT_EQ(nodes_out(), 1 + std::string(deeper).size()) << "below " << deeper;
+    tcamv6_disown_cmpr_node(&first);
+    near->tag = 0;
+    EXPECT_EQ(tcamv6_release_cmpr_path(root, near), 0);
+    EXPECT_EQ(nodes_out(), 1u);
+  }
+}
+
 TEST_F(tcamv6_cmpr_path_test, release_ends_below_the_deepest_owned_node_tagged_or_not) {
   tcamv6_own_cmpr_node(&first, make("01"));
   EXPECT_EQ(tcamv6_release_cmpr_path(root, make("01011")), 0);

@@ -89,6 +89,18 @@ class tcamv6_cmpr_places_test : public incr_test {
     return nodes[below(static_cast<uint32_t>(nodes.size()))];
   }
 
+  // Where a change at a node may be told to begin: the root, or any tagged node above.
+  tm_util_trie_node *any_way_to(const tm_util_trie_node *node) {
+    std::vector<tm_util_trie_node *> ways{root};
+    for (int32_t depth = 1; depth < node->len; ++depth) {
+      tm_util_trie_node *above = tm_util_trie_lookup(root, node->key, depth, 0);
+      if (above->tag != 0) {
+        ways.push_back(above);
+      }
+    }
+    return ways[below(static_cast<uint32_t>(ways.size()))];
+  }
+
   void extend_both() {
     tm_util_trie_node *from = below(3) == 0 ? any_node() : root;
     const int32_t n = static_cast<int32_t>(below(9));
@@ -114,14 +126,14 @@ class tcamv6_cmpr_places_test : public incr_test {
     tm_util_trie_node *twin_node = same_place(twin, node);
     tm_util_trie_free(tm_trie_child(twin_node, bit), 0, 0);
     tm_trie_link_child(twin_node, bit, nullptr);
-    tcamv6_cut_cmpr_child(root, node, bit);
+    tcamv6_cut_cmpr_child(node->tag != 0 && below(2) == 0 ? node : any_way_to(node), node, bit);
     tm_util_trie_free(child, 0, 0);
   }
 
   void clear_both() {
     tm_util_trie_node *node = any_node();
     same_place(twin, node)->tag = 0;
-    tcamv6_clear_cmpr_tag(root, node);
+    tcamv6_clear_cmpr_tag(any_way_to(node), node);
   }
 
   // A way that the functions here know nothing of: another part makes a child or tags a node.
@@ -207,6 +219,40 @@ TEST_F(tcamv6_cmpr_places_test, cut_child_leaves_a_place) {
   const tm_util_trie_node *end = tcamv6_extend_cmpr_path(root, 2, &grown);
   ASSERT_NE(end, nullptr);
   EXPECT_EQ(bits_of_key(end->key, end->len), "01");
+}
+
+TEST_F(tcamv6_cmpr_places_test, way_begins_at_a_tagged_node_above_or_at_the_root) {
+  const uint8_t key[16] = {0xA0};
+  const uint8_t elsewhere[16] = {0x80};
+  tm_util_trie_node *node = tm_util_trie_insert(root, key, 6);
+  tm_util_trie_node *near = tm_util_trie_insert(root, key, 3);
+  tm_util_trie_node *beside = tm_util_trie_insert(root, elsewhere, 3);
+  EXPECT_EQ(tcamv6_cmpr_way_to(node, near, root), root) << "not tagged";
+  near->tag = beside->tag = node->tag = 1;
+  EXPECT_EQ(tcamv6_cmpr_way_to(node, near, root), near);
+  EXPECT_EQ(tcamv6_cmpr_way_to(node, beside, root), root) << "not above";
+  EXPECT_EQ(tcamv6_cmpr_way_to(near, node, root), root) << "below";
+  EXPECT_EQ(tcamv6_cmpr_way_to(node, node, root), root) << "the node itself";
+  EXPECT_EQ(tcamv6_cmpr_way_to(node, nullptr, root), root);
+}
+
+TEST_F(tcamv6_cmpr_places_test, change_below_a_tagged_node_leaves_the_marks_above_it) {
+  tm_trie_grown grown;
+  for (int i = 0; i < 4; ++i) {
+    tcamv6_extend_cmpr_path(root, 2, &grown)->tag = 1;
+  }
+  tm_util_trie_node *tagged = tm_trie_child(tm_trie_child(root, 0), 0);
+  while (tcamv6_extend_cmpr_path(tagged, 1, &grown) != nullptr) {
+  }
+  ASSERT_EQ(tcamv6_extend_cmpr_path(root, 4, &grown), nullptr);
+  ASSERT_EQ(root->full, UINT16_MAX);
+  ASSERT_EQ(tagged->full, 1u);
+  tm_util_trie_node *child = tm_trie_child(tagged, 1);
+  tcamv6_cut_cmpr_child(tagged, tagged, 1);
+  tm_util_trie_free(child, 0, 0);
+  EXPECT_EQ(tagged->full, 0u);
+  EXPECT_EQ(root->full, UINT16_MAX);
+  expect_true_marks(root);
 }
 
 TEST_F(tcamv6_cmpr_places_test, nothing_is_grown_without_a_node_or_levels) {

@@ -11,11 +11,11 @@ bool ends_tail(const tm_util_trie_node *node) {
   return tm_trie_has_both_children(node) || node->tag != 0 || node->owners != 0;
 }
 
-// The deepest node above `node` at which its tail ends; the root when there is none.
-tm_util_trie_node *find_cut(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
-  tm_util_trie_node *cut = cmpr_root;
-  tm_util_trie_node *at = cmpr_root;
-  for (int32_t bit = 0; at != nullptr && bit < node->len; ++bit) {
+// The deepest node above `node` at which its tail ends; where the way begins when there is none.
+tm_util_trie_node *find_cut(tm_util_trie_node *from, const tm_util_trie_node *node) {
+  tm_util_trie_node *cut = from;
+  tm_util_trie_node *at = from;
+  for (int32_t bit = from->len; at != nullptr && bit < node->len; ++bit) {
     if (ends_tail(at)) {
       cut = at;
     }
@@ -54,9 +54,9 @@ tm_util_trie_node *tcamv6_grow_cmpr_path(tm_util_trie_node *node, int32_t n, uin
   return end;
 }
 
-int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node) {
+int32_t tcamv6_release_cmpr_path(tm_util_trie_node *from, const tm_util_trie_node *node) {
   constexpr const char *function = "tcamv6_release_cmpr_path";
-  tm_util_trie_node *cut = find_cut(cmpr_root, node);
+  tm_util_trie_node *cut = find_cut(from, node);
   const uint32_t side = tm_key_bit(node->key, cut->len);
   tm_util_trie_node *tail = tm_trie_child(cut, side);
   size_t n_nodes = 0;
@@ -68,7 +68,7 @@ int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_tri
   if (reserved != TM_OK) {
     return reserved;
   }
-  tcamv6_cut_cmpr_child(cmpr_root, cut, side);
+  tcamv6_cut_cmpr_child(from, cut, side);
   tm_util_trie_free(tail, 1, TM_V6_ORIG_DATA);
   return TM_OK;
 }

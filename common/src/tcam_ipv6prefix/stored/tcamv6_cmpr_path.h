@@ -20,6 +20,7 @@ tm_util_trie_node *tcamv6_grow_cmpr_path(tm_util_trie_node *node, int32_t n, uin
 
 // Release the tail of the path that leads to a node: all that hangs below the deepest branching, tagged or owned node
 // above it. Returns 0; -17 when an owned node is part of that, -12 without memory to journal it: nothing is released.
-int32_t tcamv6_release_cmpr_path(tm_util_trie_node *cmpr_root, const tm_util_trie_node *node);
+//   from   the root, or a tagged node above (tcamv6_cmpr_way_to): the way down to it is saved
+int32_t tcamv6_release_cmpr_path(tm_util_trie_node *from, const tm_util_trie_node *node);
 
 #endif

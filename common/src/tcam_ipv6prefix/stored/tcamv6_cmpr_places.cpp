@@ -60,9 +60,9 @@ tm_util_trie_node *extend(tm_util_trie_node *node, int32_t n, tm_trie_grown *las
 }
 
 // Forget what is known of the nodes on the way to a key, down to a depth.
-void forget_marks(tm_util_trie_node *cmpr_root, const uint8_t *key, int32_t depth) {
-  tm_util_trie_node *node = cmpr_root;
-  for (int32_t bit = 0; node != nullptr && bit <= depth; ++bit) {
+void forget_marks(tm_util_trie_node *from, const uint8_t *key, int32_t depth) {
+  tm_util_trie_node *node = from;
+  for (int32_t bit = from->len; node != nullptr && bit <= depth; ++bit) {
     if (node->full != 0) {
       tm_edit(&node->full, 0);
     }
@@ -77,12 +77,19 @@ tm_util_trie_node *tcamv6_extend_cmpr_path(tm_util_trie_node *node, int32_t n, t
   return node == nullptr || n <= 0 ? nullptr : extend(node, n, grown);
 }
 
-void tcamv6_clear_cmpr_tag(tm_util_trie_node *cmpr_root, tm_util_trie_node *node) {
-  tm_edit(&node->tag, 0);
-  forget_marks(cmpr_root, node->key, node->len - 1);
+tm_util_trie_node *tcamv6_cmpr_way_to(const tm_util_trie_node *node, tm_util_trie_node *near,
+                                      tm_util_trie_node *cmpr_root) {
+  const bool is_above =
+      near != nullptr && near->tag != 0 && near->len < node->len && tm_key_equal_bits(near->key, node->key, near->len);
+  return is_above ? near : cmpr_root;
 }
 
-void tcamv6_cut_cmpr_child(tm_util_trie_node *cmpr_root, tm_util_trie_node *node, uint32_t bit) {
+void tcamv6_clear_cmpr_tag(tm_util_trie_node *from, tm_util_trie_node *node) {
+  tm_edit(&node->tag, 0);
+  forget_marks(from, node->key, node->len - 1);
+}
+
+void tcamv6_cut_cmpr_child(tm_util_trie_node *from, tm_util_trie_node *node, uint32_t bit) {
   tm_trie_link_child(node, bit, nullptr);
-  forget_marks(cmpr_root, node->key, node->len);
+  forget_marks(from, node->key, node->len);
 }

@@ -10,8 +10,9 @@
 //
 // The mark is a lower bound. What is added to the trie, children or tags, wherever and by whom, leaves it true; a child
 // or a tag that goes away makes it false for the nodes above. Between full compressions children are cut and tags are
-// cleared by the two functions below and by nothing else, and these forget the marks on the way. A full compression
-// makes its nodes without marks. Marks are journalled as everything else is.
+// cleared by the two functions below and by nothing else, and these forget the marks on the way. The way begins at the
+// root, or at any tagged node on it: no search from above enters that one, so no mark above hangs on what lies below. A
+// full compression makes its nodes without marks. Marks are journalled as everything else is.
 #ifndef TCAMV6_CMPR_PLACES_H
 #define TCAMV6_CMPR_PLACES_H
 
@@ -24,10 +25,17 @@
 // each n.
 tm_util_trie_node *tcamv6_extend_cmpr_path(tm_util_trie_node *node, int32_t n, tm_trie_grown *grown);
 
-// Clear the tag of a compressed node: the search enters it again. Cost: its depth.
-void tcamv6_clear_cmpr_tag(tm_util_trie_node *cmpr_root, tm_util_trie_node *node);
+// Where the way to a node may begin: at `near`, if that is a tagged node above it; at the root, if not. `near` may be
+// null.
+tm_util_trie_node *tcamv6_cmpr_way_to(const tm_util_trie_node *node, tm_util_trie_node *near,
+                                      tm_util_trie_node *cmpr_root);
 
-// Unlink a child of a compressed node: its place is free again. The child is not released. Cost: the node's depth.
-void tcamv6_cut_cmpr_child(tm_util_trie_node *cmpr_root, tm_util_trie_node *node, uint32_t bit);
+// Clear the tag of a compressed node: the search enters it again. Cost: the way.
+//   from   the root, or a tagged node above
+void tcamv6_clear_cmpr_tag(tm_util_trie_node *from, tm_util_trie_node *node);
+
+// Unlink a child of a compressed node: its place is free again. The child is not released. Cost: the way.
+//   from   the root, or a tagged node above, or the node itself if it is one of them
+void tcamv6_cut_cmpr_child(tm_util_trie_node *from, tm_util_trie_node *node, uint32_t bit);
 
 #endif
