@@ -12,6 +12,8 @@ namespace {
 
 enum { prefix_text_bytes = INET6_ADDRSTRLEN + 4 };
 
+constexpr size_t most_kept_writes = 4096;  // beside those of the last change, whatever that was
+
 void write_prefix(tm_key_number address, uint32_t length, char text[prefix_text_bytes]) {
   uint8_t bytes[TM_KEY_BYTES];
   tm_key_store(bytes, address);
@@ -63,6 +65,19 @@ void begin_run(table_change_run *run, zel_v6comp_table *table) {
   *run = {};
   run->table = table;
   run->outcome.record = SIZE_MAX;
+  run->writes = table->spare_writes;
+  run->writes.count = 0;
+  table->spare_writes = {};
+}
+
+// The list that the new one replaces is that of the change after this one. To give a load's memory back would take a
+// small change a millisecond: a large one does it.
+void replace_writes(zel_v6comp_table *table, const table_writes *writes) {
+  table->spare_writes = table->writes;
+  table->writes = *writes;
+  if (table->spare_writes.room > most_kept_writes && writes->count > table->spare_writes.room / 16) {
+    table_free_writes(&table->spare_writes);
+  }
 }
 
 // Nothing can fail any more.
@@ -80,11 +95,10 @@ void take_over(table_change_run *run) {
   table->n_stored = table->state->opt_done == 1 ? table->state->n_prefs : 0;
   table->moves += run->outcome.moved;
   ++table->changes;
-  table_free_writes(&table->writes);
-  table->writes = run->writes;
+  run->outcome.writes = run->writes.count != 0 ? run->writes.list : nullptr;
+  run->outcome.n_writes = run->writes.count;
+  replace_writes(table, &run->writes);
   run->writes = {};
-  run->outcome.writes = table->writes.list;
-  run->outcome.n_writes = table->writes.count;
   run->outcome.parked = run->plan.parked;
   run->outcome.early = run->plan.early;
   run->outcome.peak_codes = run->plan.peak_codes;
@@ -97,6 +111,8 @@ int32_t finish(table_change_run *run, const char *function, int32_t status, zel_
     table_log(run->table, ZEL_V6COMP_TABLE_LOG_INFO, "%s: %u added, %u removed, %u moved, %zu writes", function,
               o->added, o->removed, o->moved, o->n_writes);
   } else {
+    run->table->spare_writes = run->writes;
+    run->writes = {};
     explain(run, status);
     table_log(run->table, ZEL_V6COMP_TABLE_LOG_ERROR, "%s: %s", function, run->outcome.reason);
     zel_v6comp_table_outcome refused = {};

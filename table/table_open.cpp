@@ -87,6 +87,7 @@ int32_t open_record(int32_t processor, int32_t instance, const zel_v6comp_table_
     return ZEL_V6COMP_TABLE_E_TAKEN;
   }
   table_free_writes(&record->writes);  // of a table whose library was started anew
+  table_free_writes(&record->spare_writes);
   table_drop_ready(&record->ready);
   fill_record(record, processor, instance, options);
   warn_of_small_pools(record, options);
@@ -142,6 +143,7 @@ int32_t zel_v6comp_table_close(zel_v6comp_table *table) {
     zel_v6comp_reset_instance(table->processor, table->instance);
   }
   table_free_writes(&table->writes);
+  table_free_writes(&table->spare_writes);
   table_drop_ready(&table->ready);
   table->is_open = false;
   table_end_change();

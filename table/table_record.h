@@ -25,7 +25,8 @@ struct zel_v6comp_table {
   uint32_t n_stored;  // prefixes that the instance held after the last change
   uint64_t moves;
   uint64_t changes;
-  table_writes writes;  // of the last accepted change
+  table_writes writes;        // of the last accepted change
+  table_writes spare_writes;  // memory for those of the next one
   table_ready ready;
 };
 

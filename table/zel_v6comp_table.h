@@ -273,7 +273,8 @@ TM_API int32_t zel_v6comp_table_load(zel_v6comp_table *table, const zel_v6comp_t
  *  @param changes  n records; may be null when n is 0
  *  @param outcome  may be null
  *  @return as zel_v6comp_table_load, and E_OPERATION
- *  Cost: grows with n and with what moves, not with the table. Allocates; a read index is dropped. */
+ *  Cost: grows with n and with what moves, not with the table. Allocates; a read index is dropped. The memory of a much
+ *  longer list of writes before is kept for later ones, until a change of its size or until the table is closed. */
 TM_API int32_t zel_v6comp_table_apply(zel_v6comp_table *table, const zel_v6comp_table_change *changes, size_t n,
                                       zel_v6comp_table_outcome *outcome);
 

@@ -198,6 +198,32 @@ TEST(TableApply, TheWritesOfTheLastChangeStayWhenTheNextOneIsRefused) {
 }
 
 // A longer leaf below /32s that all share one anchor: counts beyond 16 bits.
+// A list's memory is used again, by short changes after long ones and the other way round.
+TEST(TableApply, WritesOfShortAndLongChangesFollowEachOther) {
+  std::vector<wish> many;
+  for (uint32_t i = 0; i < 5000; ++i) {
+    many.push_back({{tm_key_number{0x20010db800000000 + (uint64_t{i} << 16)} << 64, 48}, true, i});
+  }
+  const std::vector<wish> few(many.begin(), many.begin() + 2);
+  table_twin twin;
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(twin.load(many), ZEL_V6COMP_TABLE_OK);
+    EXPECT_GE(twin.last.n_writes, 9990u);
+    ASSERT_EQ(twin.apply({drop("2001:db8:7::/48")}), ZEL_V6COMP_TABLE_OK);
+    ASSERT_EQ(twin.last.n_writes, 2u);
+    EXPECT_EQ(twin.last.writes[0].kind, ZEL_V6COMP_TABLE_REMOVE_KEY);
+    ASSERT_EQ(twin.apply({add("2001:db8:7::/48", 3)}), ZEL_V6COMP_TABLE_OK);
+    ASSERT_EQ(twin.last.n_writes, 2u);
+    EXPECT_EQ(twin.last.writes[0].kind, ZEL_V6COMP_TABLE_ADD_CODE);
+    ASSERT_EQ(twin.load(few), ZEL_V6COMP_TABLE_OK);
+    EXPECT_EQ(twin.last.removed, 4998u);
+    ASSERT_EQ(twin.apply({add("2001:db8::/48", 9)}), ZEL_V6COMP_TABLE_OK);
+    EXPECT_EQ(twin.last.n_writes, 0u);
+    EXPECT_EQ(twin.last.writes, nullptr);
+    twin.check_rows();
+  }
+}
+
 TEST(TableApply, MorePrefixesUnderOneAnchorThanACounterHolds) {
   table_twin twin(70000);
   std::vector<wish> all;
