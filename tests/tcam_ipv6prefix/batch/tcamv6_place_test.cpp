@@ -192,6 +192,10 @@ TEST_F(tcamv6_place_test, address_is_the_code_and_zeros_or_the_nearest_free_one)
   EXPECT_EQ(::text_of(found), "0011" + zero_bits(60));
   ASSERT_TRUE(tcamv6_free_address(root, code_from("000"), 64, &found)) << "nothing is below the child";
   EXPECT_EQ(::text_of(found), zeros);
+  ASSERT_TRUE(tcamv6_free_address(cmpr_at("00"), code_from("00"), 64, &found)) << "from the code's own node";
+  EXPECT_EQ(::text_of(found), "0011" + zero_bits(60));
+  ASSERT_TRUE(tcamv6_free_address(cmpr_at("00"), code_from("0011"), 64, &found)) << "from a node above";
+  EXPECT_EQ(::text_of(found), "0011" + zero_bits(60));
 }
 
 TEST_F(tcamv6_place_test, address_of_a_full_block_is_not_found) {

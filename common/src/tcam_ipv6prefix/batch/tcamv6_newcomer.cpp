@@ -162,7 +162,7 @@ tcamv6_outcome tcamv6_newcomer_settle(tcamv6_newcomer *newcomer, tcamv6_code cod
   int32_t result = tcamv6_put_code(newcomer->node, code, above);
   if (result == TM_OK && newcomer->n_adopted != 0) {
     tcamv6_code address;
-    if (!tcamv6_free_address(tm_trie_node(newcomer->state->cmpr_root), code, newcomer->most, &address)) {
+    if (!tcamv6_free_address(above, code, newcomer->most, &address)) {
       return tcamv6_outcome::no_room;
     }
     result = tcamv6_put_address(newcomer->node, address);

@@ -320,8 +320,8 @@ const tm_util_trie_node *tcamv6_node_at(const tm_util_trie_node *from, tcamv6_co
   return node;
 }
 
-bool tcamv6_free_address(const tm_util_trie_node *cmpr_root, tcamv6_code code, int32_t most, tcamv6_code *found) {
-  const tm_util_trie_node *top = tcamv6_node_at(cmpr_root, code);
+bool tcamv6_free_address(const tm_util_trie_node *from, tcamv6_code code, int32_t most, tcamv6_code *found) {
+  const tm_util_trie_node *top = tcamv6_node_at(from, code);
   *found = tcamv6_code_cut(code, most);
   const tm_util_trie_node *node = top;
   while (node != nullptr && (node == top || node->owners == 0)) {
