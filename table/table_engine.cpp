@@ -107,7 +107,7 @@ tcamv6_update_rules rules_of(const zel_v6comp_table *table, const tcamv6_batch_j
   } else if (most_moves == ZEL_V6COMP_TABLE_NO_MOVES) {
     most_moves = 0;
   }
-  return {true, true, true, true, most_moves, judge};
+  return {true, true, true, true, most_moves, judge, false};
 }
 
 // A state beside the grid, with the limits of another.

@@ -2,7 +2,10 @@
 // Room mode as a host sees it, one repair at a time.
 #include "tcamv6_room.h"
 
+#include <cstring>
+
 #include "arranged_fixture.h"
+#include "tcamv6_rules.h"
 
 namespace {
 
@@ -68,6 +71,41 @@ TEST_F(tcamv6_room_test, moves_refuse_what_is_no_instance) {
   EXPECT_EQ(zel_v6comp_moves(0, 0, &list, &n), 0u);
   EXPECT_EQ(n, 0u);
   EXPECT_EQ(list, nullptr);
+}
+
+TEST_F(tcamv6_room_test, results_that_nobody_reads_hold_no_keys_and_change_nothing_else) {
+  const std::string batch = "-2001:db9::/32 +2001:db8:1::/48 +2001:db8::/32 +2001:db8:1:2::/64";
+  std::vector<table_row_text> tables[2];
+  batch_answer answers[2];
+  std::vector<std::string> logs[2];
+  for (const bool reads_keys : {false, true}) {
+    compress("2001:db8::/32 2001:db9::/32");
+    zel_v6comp_set_room(1);
+    tcamv6_update_rules rules = tcamv6_rules_now();
+    rules.reads_keys = reads_keys;
+    tcamv6_lend_rules(&rules);
+    answers[reads_keys] = run(batch);
+    tables[reads_keys] = table_of(state);
+    only({&tcamv6_debug_flags_t::result});
+    lines();
+    run("+2001:db8:3::/48");
+    logs[reads_keys] = lines();
+    only({});
+    tcamv6_lend_rules(nullptr);
+    zel_v6comp_set_room(0);
+  }
+  EXPECT_EQ(tables[0], tables[1]);
+  EXPECT_EQ(logs[0], logs[1]) << "whoever reads the log gets the keys";
+  EXPECT_GE(logs[0].size(), 3u);
+  ASSERT_EQ(answers[0].result, 0);
+  ASSERT_EQ(answers[0].prefs.size(), 4u);
+  const std::vector<tcamv6_prefix> records = records_of(batch);
+  for (size_t i = 0; i < records.size(); ++i) {
+    EXPECT_EQ(answers[0].prefs[i].own_node, answers[1].prefs[i].own_node) << i;
+    EXPECT_EQ(memcmp(answers[0].prefs[i].key, records[i].address, 16), 0) << "the record's echo, " << i;
+    EXPECT_NE(memcmp(answers[1].prefs[i].key, records[i].address, 16), 0) << i;
+    EXPECT_EQ(answers[0].changed, answers[1].changed);
+  }
 }
 
 TEST_F(tcamv6_room_test, leaf_that_gets_its_first_child_keeps_code_and_address) {

@@ -113,7 +113,9 @@ int32_t settle_moves(const tcamv6_batch *b) {
   if (tcamv6_moves_collected()->count == 0) {
     return TM_OK;
   }
-  refresh_results(b);
+  if (b->rules.reads_keys) {
+    refresh_results(b);
+  }
   return tcamv6_room_settle_moves(b->state, &b->rules, b->records, b->cmpr_prefs, b->count);
 }
 

@@ -31,7 +31,8 @@ struct tcamv6_update_rules {
   bool room;            // additions shortest first, at any free place; prefixes in the way are moved
   uint32_t most_moves;  // stored entries that one batch may move
   const tcamv6_batch_judge *judge = nullptr;
-  bool nearest = false;  // room: at the nearest free place. For measuring what a place beside the neighbours is worth
+  bool reads_keys = true;  // the caller reads codes and addresses from the results; they are looked up for it
+  bool nearest = false;    // room: at the nearest free place. For measuring what a place beside the neighbours is worth
 };
 
 enum : uint32_t { TCAMV6_NO_MOVE_LIMIT = UINT32_MAX };
