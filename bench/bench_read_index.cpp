@@ -85,7 +85,7 @@ void update(benchmark::State &state, bool with_index) {
       for (size_t i = 0; i < n_pairs; ++i) {
         for (const request *one : {&add, &remove}) {
           if (with_index) {
-            index()->is_live = 1;  // as if it had been built again
+            index()->live = 1;  // as if it had been built again
           }
           status |= one->run();
         }

@@ -31,7 +31,7 @@ struct lookup_answer {
 class read_index_test : public tcamv6_test {
  protected:
   static tcamv6_read_index *index_of(const tcamv6_state *of) { return tcamv6_read_index_at(of->read_index); }
-  static bool is_live(const tcamv6_state *of) { return index_of(of) != nullptr && index_of(of)->is_live != 0; }
+  static bool is_live(const tcamv6_state *of) { return index_of(of) != nullptr && index_of(of)->live != 0; }
   bool is_live() const { return is_live(state); }
 
   static lookup_answer ask_address(tcamv6_state *of, const uint8_t *address) {

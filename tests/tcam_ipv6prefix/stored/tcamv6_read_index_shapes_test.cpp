@@ -36,6 +36,7 @@ class tcamv6_read_index_shapes_test : public read_index_test {
     ASSERT_NE(node, nullptr);
     if (node->tag == 0) {
       node->tag = 1;
+      node->aux1 = 2;  // a row, ::/0 too
       stored_.push_back({key, length});
     }
   }
@@ -48,6 +49,7 @@ class tcamv6_read_index_shapes_test : public read_index_test {
     tcamv6_release_read_index(state);
     index_ = static_cast<tcamv6_read_index *>(zel_calloc_named(TM_MEM_TAG_LIST, 1, sizeof *index_));
     state->read_index = reinterpret_cast<uintptr_t>(index_);
+    index_->rows_only = rows_only_;
     return tcamv6_build_read_index(index_, root_, static_cast<uint32_t>(stored_.size()));
   }
 
@@ -88,12 +90,13 @@ class tcamv6_read_index_shapes_test : public read_index_test {
       ASSERT_TRUE(agrees(p.key | ~tm_key_number_leading(static_cast<int32_t>(length)), length)) << length;
     }
     EXPECT_LE(index_->n_nodes, index_->node_room);
-    EXPECT_LE(index_->node_room, tcamv6_read_index_max_nodes(index_->n_items));
+    EXPECT_LE(index_->node_room, tcamv6_read_index_max_nodes(index_->n_items, rows_only_));
   }
 
   tm_util_trie_node *root_ = nullptr;
   std::vector<shaped_prefix> stored_;
   tcamv6_read_index *index_ = nullptr;
+  bool rows_only_ = false;
 };
 
 }  // namespace
@@ -203,9 +206,39 @@ TEST_F(tcamv6_read_index_shapes_test, table_that_needs_more_than_the_bound_gets_
   }
   const size_t bytes = test_host::heap().bytes;
   EXPECT_FALSE(build());
-  EXPECT_GT(index_->n_nodes, tcamv6_read_index_max_nodes(index_->n_items));
+  EXPECT_GT(index_->n_nodes, tcamv6_read_index_max_nodes(index_->n_items, false));
   EXPECT_EQ(index_->words, nullptr);
   EXPECT_LT(test_host::heap().bytes - bytes, 120 * stored_.size()) << "the list of prefixes only";
+}
+
+TEST_F(tcamv6_read_index_shapes_test, index_of_rows_has_nodes_for_single_bytes_while_they_are_few) {
+  for (uint32_t group = 0; group < 200; ++group) {
+    store(tm_key_number{group} << 112 | tm_key_number{1} << 96, 32);
+    store(tm_key_number{group} << 112 | tm_key_number{2} << 96, 32);
+  }
+  expect_agreement_of_shape();
+  EXPECT_EQ(index_->n_nodes, 1u + 200);
+  EXPECT_EQ(index_->n_spread, 0u);
+  rows_only_ = true;
+  expect_agreement_of_shape();
+  EXPECT_EQ(index_->n_nodes, 1u + 200 + 400 / 8);
+  EXPECT_EQ(index_->n_spread, 400u / 8);
+}
+
+TEST_F(tcamv6_read_index_shapes_test, index_of_rows_leaves_anchors_out) {
+  store("2001:db8::/32");
+  store("2001:db8::/64");
+  tm_util_trie_node *anchor = find(root_, "2001:db8::/32");
+  anchor->aux2 = anchor->aux1;
+  store("::/0");
+  find(root_, "::/0")->aux1 = 1;  // the library's own
+  ASSERT_TRUE(build());
+  EXPECT_EQ(index_->n_items, 3u);
+  rows_only_ = true;
+  ASSERT_TRUE(build());
+  EXPECT_EQ(index_->n_items, 1u);
+  EXPECT_EQ(index_->items[1].length, 64u);
+  EXPECT_EQ(index_->items[1].parent, 0u);
 }
 
 TEST_F(tcamv6_read_index_shapes_test, memory_of_hostile_shapes_stays_within_the_bound) {

@@ -10,6 +10,28 @@ namespace {
 
 constexpr const char *builder = "tcamv6_build_lookup_index";
 
+int32_t build(tcamv6_state *state, bool rows_only) {
+  if (tcamv6_state_unusable(state) || state->opt_done != 1) {
+    return TM_EINVAL;
+  }
+  if (tcamv6_has_read_index(state) && tcamv6_read_index_at(state->read_index)->rows_only == rows_only) {
+    return TM_OK;
+  }
+  tcamv6_read_index *index = tcamv6_make_read_index(state, rows_only);
+  if (index == nullptr) {
+    return TM_ENOMEM;
+  }
+  for (uint32_t number = 1; number <= index->n_items; ++number) {
+    const int32_t result = tcamv6_gather_answer(tm_trie_node(index->items[number].node), &index->answers[number]);
+    if (result != TM_OK) {
+      tcamv6_release_read_index(state);
+      return result;
+    }
+  }
+  tcamv6_read_index_go_live(index);
+  return TM_OK;
+}
+
 }  // namespace
 
 int32_t tcamv6_gather_answer(const tm_util_trie_node *node, tcamv6_read_answer *answer) {
@@ -35,24 +57,6 @@ int32_t tcamv6_gather_answer(const tm_util_trie_node *node, tcamv6_read_answer *
   return TM_OK;
 }
 
-int32_t tcamv6_build_lookup_index(tcamv6_state *state) {
-  if (tcamv6_state_unusable(state) || state->opt_done != 1) {
-    return TM_EINVAL;
-  }
-  if (tcamv6_has_read_index(state)) {
-    return TM_OK;
-  }
-  tcamv6_read_index *index = tcamv6_make_read_index(state);
-  if (index == nullptr) {
-    return TM_ENOMEM;
-  }
-  for (uint32_t number = 1; number <= index->n_items; ++number) {
-    const int32_t result = tcamv6_gather_answer(tm_trie_node(index->items[number].node), &index->answers[number]);
-    if (result != TM_OK) {
-      tcamv6_release_read_index(state);
-      return result;
-    }
-  }
-  index->is_live = 1;
-  return TM_OK;
-}
+int32_t tcamv6_build_lookup_index(tcamv6_state *state) { return build(state, false); }
+
+int32_t tcamv6_build_row_index(tcamv6_state *state) { return build(state, true); }

@@ -10,6 +10,10 @@
 // go on answering.
 int32_t tcamv6_build_lookup_index(tcamv6_state *state);
 
+// The same for hosts that ask for rows, and nothing else: anchors are left out, and the two lookups go on by the tries.
+// It is smaller, and always there but for want of memory.
+int32_t tcamv6_build_row_index(tcamv6_state *state);
+
 // Gather the answer for a stored prefix from the tries. Returns 0 or -14.
 int32_t tcamv6_gather_answer(const tm_util_trie_node *node, tcamv6_read_answer *answer);
 

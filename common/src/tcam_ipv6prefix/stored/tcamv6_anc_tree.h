@@ -114,6 +114,13 @@ inline bool tcamv6_is_path_node(const tm_util_trie_node *node) {
 // Does a prefix stand for anchors only: did they give all of its summed weight?
 inline bool tcamv6_is_anchor_only(const tm_util_trie_node *node) { return node->aux1 == node->aux2; }
 
+// Is a node of the trie of uncompressed prefixes one that the host has named? Its weight exceeds what anchors gave it,
+// by 1 for each time; ::/0 has 1 of the library's own.
+inline bool tcamv6_is_row(const tm_util_trie_node *node) {
+  const auto share = static_cast<uint16_t>(node->aux1 - node->aux2);
+  return node->tag != 0 && share > (node->len == 0 ? 1 : 0);
+}
+
 // The ancestor data of a stored prefix. A missing orig data or node handle ends the process, naming `function`.
 // Returns 0, or -14 (reported under `function`) when the node or its data is missing.
 int32_t tcamv6_anc_data_of_prefix(const tm_util_trie_node *trie_node, const char *function, tcamv6_anc_data **data);

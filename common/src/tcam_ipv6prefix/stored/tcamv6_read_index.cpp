@@ -7,6 +7,8 @@
 
 namespace {
 
+uint64_t n_contents = 0;  // that went live so far; instances may be indexed by several threads at once
+
 void free_index(tcamv6_read_index *index) {
   tm_free(index->items);
   tm_free(index->answers_block);
@@ -16,10 +18,16 @@ void free_index(tcamv6_read_index *index) {
 
 }  // namespace
 
-// Half a kilobyte per prefix, at 1032 bytes per node, and some for the smallest tables.
-uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes) {
+void tcamv6_read_index_go_live(tcamv6_read_index *index) {
+  index->live = __atomic_add_fetch(&n_contents, 1, __ATOMIC_RELAXED);
+}
+
+// At 1032 bytes per node half a kilobyte per prefix, and some for the smallest tables: anchors, one inside the other on
+// paths of their own, would take twice as much. In any index a node has two prefixes or nodes below it, so that there
+// are fewer nodes than prefixes.
+uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes, bool rows_only) {
   constexpr uint32_t most = ~TCAMV6_READ_KIND / TCAMV6_READ_NODE_WORDS;  // an entry leads to no further
-  const uint32_t allowed = n_prefixes / 2 + 64;
+  const uint32_t allowed = rows_only ? n_prefixes + n_prefixes / 8 : n_prefixes / 2 + 64;
   return allowed < most ? allowed : most;
 }
 
@@ -30,7 +38,7 @@ void tcamv6_release_read_index(tcamv6_state *state) {
   }
 }
 
-tcamv6_read_index *tcamv6_make_read_index(tcamv6_state *state) {
+tcamv6_read_index *tcamv6_make_read_index(tcamv6_state *state, bool rows_only) {
   tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
   if (index == nullptr) {
     index = static_cast<tcamv6_read_index *>(zel_calloc_named(TM_MEM_TAG_LIST, 1, sizeof *index));
@@ -39,8 +47,10 @@ tcamv6_read_index *tcamv6_make_read_index(tcamv6_state *state) {
     }
     state->read_index = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(index));
   }
-  index->is_live = 0;
-  if (!tcamv6_build_read_index(index, tm_trie_node(state->orig_root), state->n_prefs)) {
+  index->live = 0;
+  index->rows_only = rows_only;
+  const uint32_t n_expected = rows_only ? state->n_rows : state->n_prefs;
+  if (!tcamv6_build_read_index(index, tm_trie_node(state->orig_root), n_expected)) {
     tcamv6_release_read_index(state);
     return nullptr;
   }

@@ -71,12 +71,14 @@ enum : uint32_t {
 };
 
 struct tcamv6_read_index {
-  uint32_t is_live;  // 0 = dropped: only its memory is kept
-  uint32_t root;     // an entry
+  uint64_t live;   // 0 = dropped: only its memory is kept. Otherwise a number that no other contents ever had
+  uint32_t root;   // an entry
+  bool rows_only;  // anchors are left out: good for those who ask for rows, not for the two lookups
   uint32_t n_items;
   uint32_t item_room;
   uint32_t n_nodes;
   uint32_t node_room;
+  uint32_t n_spread;            // nodes with a single way on, for a byte that might be passed over
   tcamv6_read_item *items;      // item_room + 1; the one of number 0 stands for no prefix
   tcamv6_read_answer *answers;  // by the same numbers, each in a cache line of its own
   void *answers_block;
@@ -90,31 +92,37 @@ inline tcamv6_read_index *tcamv6_read_index_at(uint64_t word) {
 
 inline bool tcamv6_has_read_index(const tcamv6_state *state) {
   const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
-  return index != nullptr && index->is_live != 0;
+  return index != nullptr && index->live != 0;
 }
 
 // The table is about to change.
 inline void tcamv6_drop_read_index(tcamv6_state *state) {
   if (state->read_index != 0) {
-    tcamv6_read_index_at(state->read_index)->is_live = 0;
+    tcamv6_read_index_at(state->read_index)->live = 0;
   }
 }
 
 // The instance lets go of its contents.
 void tcamv6_release_read_index(tcamv6_state *state);
 
-// Nodes that an index of so many prefixes may have.
-uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes);
+// Nodes that an index of so many prefixes may have. One of rows only may have as many as it can come to.
+uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes, bool rows_only);
 
 // Make the index of a compressed instance, in the memory of its last one if it had one. Its answers are not there yet,
 // and it is not live. Null when no index can be had: no memory, more than the bound, or a node that is not where it
 // says.
-tcamv6_read_index *tcamv6_make_read_index(tcamv6_state *state);
+tcamv6_read_index *tcamv6_make_read_index(tcamv6_state *state, bool rows_only);
 
-// The live index for the next lookup; null when the tries are to answer it. While calls are traced the tries answer.
+// The index is whole, or whole again after a change in place: it goes live with a number of its own. Who has copied
+// from it knows by the number whether the copy is still good.
+void tcamv6_read_index_go_live(tcamv6_read_index *index);
+
+// The live index for the next of the two lookups; null when the tries are to answer it. While calls are traced the
+// tries answer.
 inline const tcamv6_read_index *tcamv6_read_index_for_lookup(const tcamv6_state *state) {
   const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
-  return index != nullptr && index->is_live != 0 && tcamv6_debug_flags.trace == 0 ? index : nullptr;
+  const bool is_good = index != nullptr && index->live != 0 && !index->rows_only && tcamv6_debug_flags.trace == 0;
+  return is_good ? index : nullptr;
 }
 
 // Fill an index from a trie of uncompressed prefixes, with the address and length of each answer and no more of it.

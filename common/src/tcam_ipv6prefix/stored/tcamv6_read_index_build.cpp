@@ -50,7 +50,7 @@ bool list_prefixes(tcamv6_read_index *index, const tm_util_trie_node *root) {
   pending_subtree at = {0, root, 0};
   index->n_items = 0;
   while (at.node != nullptr) {
-    if (at.node->tag != 0) {
+    if (index->rows_only ? tcamv6_is_row(at.node) : at.node->tag != 0) {
       if (at.node->len != at.depth) {
         return false;
       }
@@ -134,6 +134,18 @@ uint32_t depth_of_node(const tcamv6_read_index *index, uint32_t first, uint32_t 
   return (shared < most ? shared : most) / 8 * 8;
 }
 
+// Where the node goes. To pass over a single byte saves a node, and costs each way through it a branch that is not
+// foreseen: as long as few do, an index that is made for speed has a node for that byte.
+uint32_t place_node(tcamv6_read_index *index, uint32_t first, uint32_t end, uint32_t depth) {
+  const uint32_t deepest = depth_of_node(index, first, end);
+  const bool is_root = index->n_nodes == 0;
+  if (deepest != depth + 8 || is_root || !index->rows_only || index->n_spread >= index->n_items / 8) {
+    return deepest;
+  }
+  ++index->n_spread;
+  return depth;
+}
+
 void fill(uint32_t *entries, uint32_t count, uint32_t entry) {
   for (uint32_t i = 0; i < count; ++i) {
     entries[i] = entry;
@@ -145,7 +157,7 @@ uint32_t lay_out(tcamv6_read_index *index, uint32_t first, uint32_t end, uint32_
   if (end - first == 1) {
     return TCAMV6_READ_ONE | first;
   }
-  const uint32_t node_depth = depth_of_node(index, first, end);
+  const uint32_t node_depth = place_node(index, first, end, depth);
   const uint32_t number = index->n_nodes++;
   const uint32_t at = number * TCAMV6_READ_NODE_WORDS;
   uint32_t *entries = nullptr;
@@ -183,6 +195,7 @@ uint32_t lay_out(tcamv6_read_index *index, uint32_t first, uint32_t end, uint32_
 void lay_out_all(tcamv6_read_index *index) {
   const uint32_t first = index->n_items != 0 && index->items[1].length == 0 ? 2 : 1;
   index->n_nodes = 0;
+  index->n_spread = 0;
   index->root =
       first <= index->n_items ? lay_out(index, first, index->n_items + 1, 0) : TCAMV6_READ_LEAF | index->n_items;
 }
@@ -192,7 +205,7 @@ bool make_nodes(tcamv6_read_index *index) {
   if (index->n_nodes <= index->node_room) {
     return true;
   }
-  const uint32_t most = tcamv6_read_index_max_nodes(index->n_items);
+  const uint32_t most = tcamv6_read_index_max_nodes(index->n_items, index->rows_only);
   if (index->n_nodes > most) {
     return false;
   }

@@ -95,8 +95,9 @@ inline uint32_t tcamv6_read_index_exact(const tcamv6_read_index *index, const ui
 inline void tcamv6_read_index_set_handle(const tcamv6_state *state, const uint8_t *key, uint32_t length,
                                          uint32_t handle) {
   if (tcamv6_has_read_index(state)) {
-    const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+    tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
     index->answers[tcamv6_read_index_exact(index, key, length)].handle = handle;
+    tcamv6_read_index_go_live(index);
   }
 }
 
