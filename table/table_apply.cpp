@@ -80,18 +80,28 @@ void replace_writes(zel_v6comp_table *table, const table_writes *writes) {
   }
 }
 
+// In the answers that are ready, too.
+void set_word(zel_v6comp_table *table, tm_key_number address, uint32_t length, uint32_t word) {
+  const tm_util_trie_node *node = table_find_path(table->state, address, length).exact;
+  const bool was_ready = table_is_ready(&table->ready, table->state);
+  table_set_word(table->state, node, word);
+  if (was_ready) {
+    table_ready_set_word(&table->ready, node->key, length, word);
+  }
+}
+
 // Nothing can fail any more.
 void take_over(table_change_run *run) {
   zel_v6comp_table *table = run->table;
   for (uint32_t i = 0; i < run->n_wishes; ++i) {
     const table_wish *wish = &run->wishes[i];
     if (wish->add) {
-      table_set_word(table->state, table_find_path(table->state, wish->address, wish->length).exact, wish->word);
+      set_word(table, wish->address, wish->length, wish->word);
     }
   }
   table->n_rows += run->outcome.added - run->outcome.removed;
   const tm_util_trie_node *root = table_stored_root(table->state);
-  table->has_default = root != nullptr && table_is_row(root);
+  table->has_default = root != nullptr && tcamv6_is_row(root);
   table->n_stored = table->state->opt_done == 1 ? table->state->n_prefs : 0;
   table->moves += run->outcome.moved;
   ++table->changes;
@@ -125,8 +135,8 @@ int32_t finish(table_change_run *run, const char *function, int32_t status, zel_
   if (outcome != nullptr) {
     *outcome = run->outcome;
   }
-  if (status == ZEL_V6COMP_TABLE_OK || !tcamv6_has_read_index(run->table->state)) {
-    table_drop_ready(&run->table->ready);  // words change, too, and a refused change may have dropped the index
+  if (!table_is_ready(&run->table->ready, run->table->state)) {
+    table_drop_ready(&run->table->ready);
   }
   table_free_change(run);
   table_end_change();
@@ -163,7 +173,7 @@ int32_t accept_compact(void *user) {
   auto *run = static_cast<table_change_run *>(user);
   for (uint32_t i = 0; i < run->n_rows; ++i) {
     const table_row_change *row = &run->rows[i];
-    table_set_word(run->table->state, table_find_path(run->table->state, row->address, row->length).exact, row->word);
+    set_word(run->table, row->address, row->length, row->word);
   }
   return table_plan_change(run);
 }

@@ -7,12 +7,12 @@
 namespace {
 
 bool build_index(zel_v6comp_table *table) {
-  if (tcamv6_build_lookup_index(table->state) != TM_OK) {
+  if (tcamv6_build_row_index(table->state) != TM_OK) {
     return false;
   }
-  const tcamv6_read_index *index = tcamv6_read_index_at(table->state->read_index);
-  return table_is_ready(&table->ready, index) ||
-         table_make_ready(&table->ready, index, table_key_of_rest(table->state));
+  return table_is_ready(&table->ready, table->state) ||
+         table_make_ready(&table->ready, tcamv6_read_index_at(table->state->read_index),
+                          table_key_of_rest(table->state));
 }
 
 }  // namespace

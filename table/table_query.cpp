@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // table_query.cpp - questions about a table. All of them only read.
-#include "table_answers.h"
 #include "table_record.h"
 #include "table_stored.h"
 
@@ -22,47 +21,43 @@ int32_t answer(const tm_util_trie_node *node, zel_v6comp_table_row *row) {
   return 1;
 }
 
-int32_t find_row(const tcamv6_state *state, tm_key_number key, const uint8_t *address, uint32_t length,
-                 zel_v6comp_table_row *row) {
-  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
-  if (index == nullptr) {
-    return answer(table_find_path(state, key, length).exact, row);
-  }
-  const uint32_t number = tcamv6_read_index_exact(index, address, length);
-  if (number == 0 || !table_is_row(&index->answers[number])) {
+int32_t copy_row(const table_end *end, zel_v6comp_table_row *row) {
+  if (end->is_row == 0) {
     return 0;
   }
-  table_read_row(&index->answers[number], row);
+  table_read_row(end, row);
   return 1;
 }
 
-// By the answers that are ready: the way of nearly all lookups.
-int32_t copy_ready_row(const table_ready *ready, const uint8_t *address, zel_v6comp_table_row *row) {
-  table_descent at = table_begin_descent(ready, address);
-  table_walk_down(ready->index, address, &at);
-  const zel_v6comp_table_row *found = &ready->rows[table_end_descent(ready, address, &at)];
-  if (table_is_no_row(found)) {
-    return 0;
+int32_t find_row(const zel_v6comp_table *table, tm_key_number key, const uint8_t *address, uint32_t length,
+                 zel_v6comp_table_row *row) {
+  if (!table_is_ready(&table->ready, table->state)) {
+    return answer(table_find_path(table->state, key, length).exact, row);
   }
-  *row = *found;
-  return 1;
+  return copy_row(&table->ready.ends[tcamv6_read_index_exact(table->ready.index, address, length)], row);
+}
+
+int32_t copy_ready_row(const table_ready *ready, const uint8_t *address, zel_v6comp_table_row *row) {
+  const uint32_t number = tcamv6_read_value(table_way_down(ready, address));
+  return copy_row(table_end_around(ready, number, address), row);
 }
 
 int32_t find_covering_row(const zel_v6comp_table *table, const uint8_t *address, zel_v6comp_table_row *row) {
-  const tcamv6_state *state = table->state;
-  const tcamv6_read_index *index = tcamv6_read_index_for_lookup(state);
-  if (index == nullptr) {
-    return answer(table_find_covering(state, tm_key_load(address)), row);
+  if (!table_is_ready(&table->ready, table->state)) {
+    return answer(table_find_covering(table->state, tm_key_load(address)), row);
   }
-  if (__builtin_expect(table_is_ready(&table->ready, index), 1)) {
-    return copy_ready_row(&table->ready, address, row);
-  }
-  const uint32_t number = table_row_around(index, tcamv6_read_index_covering(index, address));
-  if (number == 0) {
-    return 0;
-  }
-  table_read_row(&index->answers[number], row);
-  return 1;
+  return copy_ready_row(&table->ready, address, row);
+}
+
+// Out of the way of the fast one.
+__attribute__((noinline)) int32_t look_up(const zel_v6comp_table *table, const uint8_t *address,
+                                          zel_v6comp_table_row *row) {
+  return table_read_call(table, "zel_v6comp_table_lookup", [&]() -> int32_t {
+    if (address == nullptr || row == nullptr) {
+      return ZEL_V6COMP_TABLE_E_NULL;
+    }
+    return find_covering_row(table, address, row);
+  });
 }
 
 uint32_t copy_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place, zel_v6comp_table_row *rows,
@@ -95,17 +90,13 @@ int32_t zel_v6comp_table_find(const zel_v6comp_table *table, const uint8_t addre
     }
     const tm_key_number key = tm_key_load(address);
     const int32_t status = check_prefix(key, length);
-    return status == ZEL_V6COMP_TABLE_OK ? find_row(table->state, key, address, length, row) : status;
+    return status == ZEL_V6COMP_TABLE_OK ? find_row(table, key, address, length, row) : status;
   });
 }
 
 int32_t zel_v6comp_table_lookup(const zel_v6comp_table *table, const uint8_t address[16], zel_v6comp_table_row *row) {
-  return table_read_call(table, "zel_v6comp_table_lookup", [&]() -> int32_t {
-    if (address == nullptr || row == nullptr) {
-      return ZEL_V6COMP_TABLE_E_NULL;
-    }
-    return find_covering_row(table, address, row);
-  });
+  const bool is_fast = table_may_read_ready(table) && address != nullptr && row != nullptr;
+  return __builtin_expect(is_fast, 1) ? copy_ready_row(&table->ready, address, row) : look_up(table, address, row);
 }
 
 int32_t zel_v6comp_table_rows(const zel_v6comp_table *table, zel_v6comp_table_place *place, zel_v6comp_table_row *rows,

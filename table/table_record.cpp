@@ -18,25 +18,22 @@ int32_t changing = 0;
 
 // Does this thread run a log function now?
 __attribute__((tls_model("initial-exec"))) __thread bool is_logging = false;
+int32_t n_logging = 0;  // threads that do
 
 #ifdef NDEBUG
+constexpr bool counts_readers = false;
 void count_reader(int32_t) {}
 bool has_readers() { return false; }
 #else
+constexpr bool counts_readers = true;
 int32_t n_readers = 0;
 void count_reader(int32_t more) { __atomic_add_fetch(&n_readers, more, __ATOMIC_ACQ_REL); }
 bool has_readers() { return __atomic_load_n(&n_readers, __ATOMIC_ACQUIRE) != 0; }
 #endif
 
 bool is_record(const zel_v6comp_table *table) {
-  for (const auto &processor : records) {
-    for (const zel_v6comp_table &record : processor) {
-      if (table == &record) {
-        return true;
-      }
-    }
-  }
-  return false;
+  const uintptr_t bytes = reinterpret_cast<uintptr_t>(table) - reinterpret_cast<uintptr_t>(records);
+  return bytes < sizeof records && bytes % sizeof(zel_v6comp_table) == 0;
 }
 
 // Is what the table knows of its instance still true?
@@ -99,6 +96,14 @@ int32_t table_begin_reading(const zel_v6comp_table *table) {
 
 void table_end_reading() { count_reader(-1); }
 
+bool table_may_read_ready(const zel_v6comp_table *table) {
+  if (counts_readers || __atomic_load_n(&changing, __ATOMIC_ACQUIRE) != 0 ||
+      __atomic_load_n(&n_logging, __ATOMIC_RELAXED) != 0 || !is_record(table)) {
+    return false;
+  }
+  return table->ready.index != nullptr && gbl_state == table->block && table_is_ready(&table->ready, table->state);
+}
+
 zel_v6comp_table *table_record_at(int32_t processor, int32_t instance) {
   const bool on_grid =
       processor >= 0 && processor < TCAMV6_MAX_PROCESSORS && instance >= 0 && instance < TCAMV6_MAX_INSTANCES;
@@ -115,7 +120,9 @@ void table_log(const zel_v6comp_table *table, int32_t level, const char *format,
   vsnprintf(line, sizeof line, format, arguments);
   va_end(arguments);
   is_logging = true;
+  __atomic_add_fetch(&n_logging, 1, __ATOMIC_RELAXED);
   table->log(table->log_user, level, line);
+  __atomic_add_fetch(&n_logging, -1, __ATOMIC_RELAXED);
   is_logging = false;
 }
 

@@ -10,7 +10,7 @@
 #include "table_writes.h"
 #include "tcamv6_state_internal.h"
 
-struct zel_v6comp_table {
+struct alignas(256) zel_v6comp_table {  // so that a multiplication is not needed to judge a handle
   bool is_open;
   bool has_default;  // ::/0 is a row; the library stores it in any case
   int32_t processor;
@@ -36,6 +36,11 @@ int32_t table_begin_change(const zel_v6comp_table *table);
 void table_end_change(void);
 int32_t table_begin_reading(const zel_v6comp_table *table);
 void table_end_reading(void);
+
+// May a reader go straight to the answers that are ready? Yes says all that table_begin_reading would say, at a third
+// of the cost: what an index was built of is there as long as the index lives, and only open tables have answers ready.
+// No says nothing. Builds that count their readers say no.
+bool table_may_read_ready(const zel_v6comp_table *table);
 
 // The door for opening a table: there is no handle yet.
 int32_t table_begin_open(void);

@@ -162,7 +162,7 @@ const tm_util_trie_node *find_kept(const table_spare_finder *finder, const table
   const tm_util_trie_node *node = table_stored_root(finder->state);
   const tm_util_trie_node *kept = nullptr;
   for (uint32_t depth = 0; node != nullptr && depth <= row->length; ++depth) {
-    if (table_is_row(node) && keeps_code(finder, node)) {
+    if (tcamv6_is_row(node) && keeps_code(finder, node)) {
       kept = node;
     }
     node = depth < TM_KEY_BITS ? tm_trie_child(node, (row->address >> (TM_KEY_BITS - 1 - depth) & 1) != 0 ? 1 : 0)

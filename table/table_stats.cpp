@@ -2,7 +2,6 @@
 // table_stats.cpp - figures of a table.
 #include "table_record.h"
 #include "table_stored.h"
-#include "tcamv6_read_index.h"
 
 namespace {
 
@@ -51,7 +50,7 @@ void describe(const zel_v6comp_table *table, zel_v6comp_table_stats_record *figu
     figures->bits_needed = tree.bits;
     figures->deepest_code = tree.deepest;
   }
-  figures->indexed = tcamv6_has_read_index(table->state) ? 1 : 0;
+  figures->indexed = table_is_ready(&table->ready, table->state) ? 1 : 0;
   for (uint32_t i = 0; i < ZEL_V6COMP_TABLE_POOLS; ++i) {
     const tm_chunk_info *info = &gbl_state->chunk_info[TM_V6_ANC_TREE + i];
     figures->pools[i] = {info->n_elems, info->allocated};

@@ -43,10 +43,10 @@ table_stored_path table_find_path(const tcamv6_state *state, tm_key_number addre
   const tm_util_trie_node *node = table_stored_root(state);
   for (uint32_t depth = 0; node != nullptr; ++depth) {
     if (depth == length) {
-      path.exact = table_is_row(node) ? node : nullptr;
+      path.exact = tcamv6_is_row(node) ? node : nullptr;
       break;
     }
-    path.around = table_is_row(node) ? node : path.around;
+    path.around = tcamv6_is_row(node) ? node : path.around;
     node = tm_trie_child(node, bit_of(address, depth) ? 1 : 0);
   }
   return path;
@@ -116,7 +116,7 @@ const tm_util_trie_node *table_walk_step(table_walk *walk) {
     if (walk->next == nullptr && walk->n_pending > 0) {
       walk->next = walk->pending[--walk->n_pending];
     }
-    if (table_is_row(node)) {
+    if (tcamv6_is_row(node)) {
       return node;
     }
   }

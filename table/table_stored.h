@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // table_stored.h - the rows of a table, as its instance stores them.
 //
-// An instance holds more than rows: anchors that the library has made, and ::/0. A stored prefix is a row when its
-// weight exceeds what anchors gave it, by 1 for every row; ::/0 has 1 of the library's own.
+// An instance holds more than rows: anchors that the library has made, and ::/0.
 #ifndef TABLE_STORED_H
 #define TABLE_STORED_H
 
@@ -11,11 +10,6 @@
 #include "tcamv6_state_internal.h"
 #include "tm_trie_internal.h"
 #include "zel_v6comp_table.h"
-
-inline bool table_is_row(const tm_util_trie_node *node) {
-  const auto share = static_cast<uint16_t>(node->aux1 - node->aux2);
-  return node->tag != 0 && share > (node->len == 0 ? 1 : 0);
-}
 
 // The instance's trie of uncompressed prefixes; null before its first compression.
 inline const tm_util_trie_node *table_stored_root(const tcamv6_state *state) {

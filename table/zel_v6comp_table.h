@@ -326,11 +326,11 @@ TM_API int32_t zel_v6comp_table_translate(const zel_v6comp_table *table, const u
 TM_API int32_t zel_v6comp_table_stats(const zel_v6comp_table *table, zel_v6comp_table_stats_record *stats);
 
 /** Build the read index: lookup and translate take a step per byte instead of one per bit and copy answers that are
- *  ready, find takes the same steps, until the next change, even a refused one; else they walk the tries. Same answers.
+ *  ready, find takes the same steps, until the next change, even a refused one, but for words; else they walk the
+ * tries. Same answers.
  *  @return OK, E_NO_TABLE, E_BUSY, E_FOREIGN, E_MEMORY (lookups go on by the tries)
- *  Cost: O(rows), about 0.2 microseconds and 0.15 to 0.65 kilobytes of heap a row, and from 2,048 rows on 256
- *  kilobytes for the first two bytes of addresses; 0 when it is there already.
- *  Allocates. */
+ *  Cost: O(rows), about 0.2 microseconds and 0.3 kilobytes of heap a row (0.15 to 1.3), and from 512 rows on 256
+ *  kilobytes for two bytes of addresses; 0 when it is there already. Allocates. */
 TM_API int32_t zel_v6comp_table_index(zel_v6comp_table *table);
 
 /** The elements that the library's pools need for tables of so many prefixes, whatever these are: what the first open

@@ -3,8 +3,12 @@
 #include <cstring>
 #include <random>
 
+#include "table_record.h"
 #include "table_twin.h"
+#include "tcamv6_handle.h"
+#include "tcamv6_lookup.h"
 #include "test_host.h"
+#include "zel_v6comp.h"
 
 namespace {
 
@@ -88,8 +92,102 @@ INSTANTIATE_TEST_SUITE_P(Tables, IndexShapes,
                          testing::Values(shape{"few", 20, 0, 0, 128}, shape{"short", 600, 0, 1, 20},
                                          shape{"bushy", 5000, 4, 10, 24}, shape{"one_start", 5000, 12, 20, 48},
                                          shape{"one_byte", 3000, 8, 9, 40}, shape{"far_down", 4000, 60, 60, 128},
-                                         shape{"at_two_bytes", 3000, 16, 16, 40}),
+                                         shape{"at_two_bytes", 3000, 16, 16, 40}, shape{"site", 700, 48, 48, 64},
+                                         shape{"hosts", 800, 32, 128, 128}, shape{"one_node", 511, 120, 121, 128},
+                                         shape{"subscribers", 1500, 3, 64, 64},
+                                         shape{"at_an_end", 1500, 112, 113, 128}),
                          [](const auto &one) { return one.param.name; });
+
+// Any number of addresses, the odd ones after the last sixteen too.
+TEST(TableIndex, TranslatesAnyNumber) {
+  table_twin twin;
+  std::vector<wish> wishes;
+  for (uint32_t i = 0; i < 40; ++i) {
+    wishes.push_back(
+        {prefix{tm_key_number{0x20010db8} << 96 | tm_key_number{i} << 80, 40 + i % 24}.cut(40 + i % 24), true, i});
+  }
+  ASSERT_EQ(twin.load(wishes), ZEL_V6COMP_TABLE_OK);
+  std::mt19937_64 random(11);
+  const std::vector<uint8_t> probes = probes_of(wishes, random);
+  const answers by_tries = ask(twin, probes);
+  ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
+  for (size_t n = 0; n <= 67; ++n) {
+    std::vector<uint64_t> keys(n + 1, 99);
+    std::vector<uint8_t> covered(n + 1, 99);
+    ASSERT_EQ(
+        zel_v6comp_table_translate(twin.table, probes.data(), n, keys.data(), n % 2 == 0 ? covered.data() : nullptr),
+        ZEL_V6COMP_TABLE_OK);
+    for (size_t i = 0; i < n; ++i) {
+      ASSERT_EQ(keys[i], by_tries.keys[i]) << i << " of " << n;
+      ASSERT_EQ(covered[i], n % 2 == 0 ? by_tries.covered[i] : 99) << i << " of " << n;
+    }
+    ASSERT_EQ(keys[n], 99u) << "nothing is written behind the last";
+    ASSERT_EQ(covered[n], 99u);
+  }
+}
+
+// Paths of their own for every row, with anchors of the library on each: as many nodes as there may be.
+TEST(TableIndex, IsThereForSparseTablesToo) {
+  table_twin twin(40000);
+  std::vector<wish> wishes;
+  std::mt19937_64 random(17);
+  for (uint32_t i = 0; i < 600; ++i) {
+    const tm_key_number any = tm_key_number{random()} << 64 | random();
+    for (const uint32_t length : {56u, 64u, 72u, 128u}) {
+      wishes.push_back({prefix{any, 128}.cut(length), true, i});
+    }
+  }
+  ASSERT_EQ(twin.load(wishes), ZEL_V6COMP_TABLE_OK);
+  const std::vector<uint8_t> probes = probes_of(wishes, random);
+  const answers by_tries = ask(twin, probes);
+  ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
+  expect_same(by_tries, ask(twin, probes));
+}
+
+// Lookups of the engine's interface find anchors, too: not by an index of rows. Either index replaces the other.
+TEST(TableIndex, IsNoneForTheEnginesLookups) {
+  table_twin twin;
+  ASSERT_EQ(twin.load({{parse("2001:db8::/64"), true, 1}}), ZEL_V6COMP_TABLE_OK);
+  const auto match = [&](const char *address) {
+    uint8_t bytes[16];
+    tm_key_store(bytes, parse(address).address);
+    tcamv6_prefix found = {};
+    tcamv6_cmpr_pref code = {};
+    tcamv6_cmpr_addr key = {};
+    EXPECT_EQ(tcamv6_lookup_address(twin.table->state, bytes, &found, &code, &key), TM_OK);
+    return uint32_t{found.length};
+  };
+  const uint32_t anchor = match("2001:db8:0:1::/128");
+  ASSERT_GT(anchor, 0u) << "the library has made one";
+  ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
+  EXPECT_EQ(match("2001:db8:0:1::/128"), anchor);
+  ASSERT_EQ(zel_v6comp_build_index(twin.table->processor, twin.table->instance), 0u);
+  EXPECT_EQ(twin.figures().indexed, 0u);
+  EXPECT_EQ(match("2001:db8:0:1::/128"), anchor);
+  zel_v6comp_table_row row = {};
+  uint8_t address[16];
+  tm_key_store(address, parse("2001:db8:0:1::/128").address);
+  EXPECT_EQ(zel_v6comp_table_lookup(twin.table, address, &row), 0) << "an anchor is no row";
+  ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
+  EXPECT_EQ(twin.figures().indexed, 1u);
+  EXPECT_EQ(zel_v6comp_table_lookup(twin.table, address, &row), 0);
+}
+
+// The instance's host may set a handle behind the table's back: the answers that are ready are no longer used.
+TEST(TableIndex, AHandleSetBehindTheTableIsSeen) {
+  table_twin twin;
+  ASSERT_EQ(twin.load({{parse("2001:db8::/32"), true, 1}}), ZEL_V6COMP_TABLE_OK);
+  ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
+  tcamv6_prefix record = {};
+  record.length = 32;
+  tm_key_store(record.address, parse("2001:db8::/32").address);
+  ASSERT_EQ(tcamv6_prefix_handle_attach(twin.table->state, &record, 9), TM_OK);
+  zel_v6comp_table_row row = {};
+  ASSERT_EQ(zel_v6comp_table_lookup(twin.table, record.address, &row), 1);
+  EXPECT_EQ(row.word, 9u);
+  ASSERT_EQ(zel_v6comp_table_find(twin.table, record.address, 32, &row), 1);
+  EXPECT_EQ(row.word, 9u);
+}
 
 TEST(TableIndex, AChangeOfAWordIsSeen) {
   table_twin twin;
@@ -102,6 +200,7 @@ TEST(TableIndex, AChangeOfAWordIsSeen) {
   tm_key_store(address, parse("2001:db8::1/128").address);
   ASSERT_EQ(zel_v6comp_table_lookup(twin.table, address, &row), 1);
   EXPECT_EQ(row.word, 7u);
+  EXPECT_EQ(twin.figures().indexed, 1u) << "words are changed in place";
   ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
   ASSERT_EQ(zel_v6comp_table_lookup(twin.table, address, &row), 1);
   EXPECT_EQ(row.word, 7u);
