@@ -172,6 +172,9 @@ std::string escaped(std::string_view text) {
 
 std::string printable(std::string_view text) {
   constexpr size_t most = 60;
+  if (text.empty()) {
+    return "''";
+  }
   return text.size() > most ? escaped(text.substr(0, most)) + "..." : escaped(text);
 }
 

@@ -42,7 +42,7 @@ std::string format_code_address(ip_key address);
 // Text with its unprintable bytes, line ends too, as \xHH.
 std::string escaped(std::string_view text);
 
-// Text from outside, fit for a message: escaped, and cut after 60 characters.
+// Text from outside, fit for a message: escaped, and cut after 60 characters. '' is none.
 std::string printable(std::string_view text);
 
 }  // namespace v6tool

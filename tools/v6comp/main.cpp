@@ -4,6 +4,7 @@
 // Data goes to standard output, talk to standard error. Exit: 0 good, 1 no, 2 usage or bad input, 3 it could
 // not be done.
 #include <exception>
+#include <new>
 #include <string>
 
 #include "output_file.h"
@@ -24,6 +25,9 @@ exit_code run(const command_work &work) {
       v6tool::say(failure.lines_name_their_place ? line : "v6comp: " + line);
     }
     return failure.code;
+  } catch (const std::bad_alloc &) {
+    v6tool::say("v6comp: out of memory");
+    return v6tool::exit_undone;
   } catch (const std::exception &error) {
     v6tool::say(std::string("v6comp: ") + error.what());
     return v6tool::exit_undone;

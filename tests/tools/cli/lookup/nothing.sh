@@ -1,0 +1,1 @@
+v6comp lookup $input/office.txt ''
