@@ -87,7 +87,7 @@ void note_row(table_change_run *run, const tm_util_trie_node *node, uint32_t wor
 }
 
 void note_wish(table_change_run *run, const table_wish *wish) {
-  const tm_util_trie_node *stored = table_find_path(run->table->state, wish->address, wish->length).exact;
+  const tm_util_trie_node *stored = table_find_row(run->table->state, wish->address, wish->length);
   if (stored != nullptr) {
     note_row(run, stored, wish->add ? wish->word : table_read_word(stored));
   } else {
@@ -150,7 +150,7 @@ void read_rows_after(table_change_run *run) {
   uint32_t kept = 0;
   for (uint32_t i = 0; i < run->n_rows; ++i) {
     table_row_change row = run->rows[i];
-    const tm_util_trie_node *node = table_find_path(run->table->state, row.address, row.length).exact;
+    const tm_util_trie_node *node = table_find_row(run->table->state, row.address, row.length);
     row.is = node != nullptr;
     if (row.is) {
       row.after = table_read_form(node);
@@ -180,7 +180,7 @@ void table_settle_wishes(table_change_run *run) {
   uint32_t kept = 0;
   for (uint32_t i = 0; i < run->n_wishes;) {
     const table_wish *first = &run->wishes[i];
-    const bool was = table_find_path(run->table->state, first->address, first->length).exact != nullptr;
+    const bool was = table_find_row(run->table->state, first->address, first->length) != nullptr;
     bool is = was;
     table_wish last = *first;
     for (; i < run->n_wishes && cmp_wishes(&run->wishes[i], first) == 0; ++i) {

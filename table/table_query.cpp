@@ -32,7 +32,7 @@ int32_t copy_row(const table_end *end, zel_v6comp_table_row *row) {
 int32_t find_row(const zel_v6comp_table *table, tm_key_number key, const uint8_t *address, uint32_t length,
                  zel_v6comp_table_row *row) {
   if (!table_is_ready(&table->ready, table->state)) {
-    return answer(table_find_path(table->state, key, length).exact, row);
+    return answer(table_find_row(table->state, key, length), row);
   }
   return copy_row(&table->ready.ends[tcamv6_read_index_exact(table->ready.index, address, length)], row);
 }

@@ -38,23 +38,22 @@ const tm_util_trie_node *enter(table_walk *walk, const tm_util_trie_node *node) 
 
 }  // namespace
 
-table_stored_path table_find_path(const tcamv6_state *state, tm_key_number address, uint32_t length) {
-  table_stored_path path = {};
+const tm_util_trie_node *table_find_row(const tcamv6_state *state, tm_key_number address, uint32_t length) {
   const tm_util_trie_node *node = table_stored_root(state);
-  for (uint32_t depth = 0; node != nullptr; ++depth) {
-    if (depth == length) {
-      path.exact = tcamv6_is_row(node) ? node : nullptr;
-      break;
-    }
-    path.around = tcamv6_is_row(node) ? node : path.around;
+  for (uint32_t depth = 0; node != nullptr && depth < length; ++depth) {
     node = tm_trie_child(node, bit_of(address, depth) ? 1 : 0);
   }
-  return path;
+  return node != nullptr && tcamv6_is_row(node) ? node : nullptr;
 }
 
 const tm_util_trie_node *table_find_covering(const tcamv6_state *state, tm_key_number address) {
-  const table_stored_path path = table_find_path(state, address, TM_KEY_BITS);
-  return path.exact != nullptr ? path.exact : path.around;
+  const tm_util_trie_node *row = nullptr;
+  const tm_util_trie_node *node = table_stored_root(state);
+  for (uint32_t depth = 0; node != nullptr; ++depth) {
+    row = tcamv6_is_row(node) ? node : row;
+    node = depth < TM_KEY_BITS ? tm_trie_child(node, bit_of(address, depth) ? 1 : 0) : nullptr;
+  }
+  return row;
 }
 
 table_form table_read_form(const tm_util_trie_node *node) {

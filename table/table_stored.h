@@ -16,13 +16,9 @@ inline const tm_util_trie_node *table_stored_root(const tcamv6_state *state) {
   return state->opt_done == 1 ? tm_trie_node(state->orig_root) : nullptr;
 }
 
-// What lies on the path of a prefix: its own row, and the next row around it. Null where there is none.
-struct table_stored_path {
-  const tm_util_trie_node *exact;
-  const tm_util_trie_node *around;
-};
-
-table_stored_path table_find_path(const tcamv6_state *state, tm_key_number address, uint32_t length);
+// The row of exactly this prefix; null when there is none. Reads links alone on the way: a change asks up to five
+// times.
+const tm_util_trie_node *table_find_row(const tcamv6_state *state, tm_key_number address, uint32_t length);
 
 // The row of the longest prefix that covers an address; null when there is none.
 const tm_util_trie_node *table_find_covering(const tcamv6_state *state, tm_key_number address);
