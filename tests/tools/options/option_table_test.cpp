@@ -87,7 +87,8 @@ TEST(OptionTable, WhatIsNoValueIsSaidWithWhatThereIs) {
   EXPECT_EQ(value_fault(slots, "1"), "");
   EXPECT_EQ(value_fault(slots, "16777216"), "");
   for (const char *text : {"0", "16777217", "", "-1", "+1", " 1", "1 ", "0x10", "1e3", "18446744073709551616"}) {
-    EXPECT_EQ(value_fault(slots, text), "expected a number from 1 to 16777216, not " + std::string(text));
+    EXPECT_EQ(value_fault(slots, text),
+              "expected a number from 1 to 16777216, not " + std::string(*text != '\0' ? text : "''"));
   }
   const option_row &pools = option_of("compress", "--pool-elements");
   EXPECT_EQ(value_fault(pools, "auto"), "");
