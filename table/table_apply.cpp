@@ -84,9 +84,9 @@ void replace_writes(zel_v6comp_table *table, const table_writes *writes) {
 void set_word(zel_v6comp_table *table, tm_key_number address, uint32_t length, uint32_t word) {
   const tm_util_trie_node *node = table_find_row(table->state, address, length);
   const bool was_ready = table_is_ready(&table->ready, table->state);
-  table_set_word(table->state, node, word);
+  const uint32_t number = table_set_word(table->state, node, word);
   if (was_ready) {
-    table_ready_set_word(&table->ready, node->key, length, word);
+    table_ready_set_word(&table->ready, number, word);
   }
 }
 

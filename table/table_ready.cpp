@@ -156,7 +156,7 @@ void table_drop_ready(table_ready *ready) {
   *ready = {};
 }
 
-void table_ready_set_word(table_ready *ready, const uint8_t *address, uint32_t length, uint32_t word) {
-  ready->ends[tcamv6_read_index_exact(ready->index, address, length)].word = word;
+void table_ready_set_word(table_ready *ready, uint32_t number, uint32_t word) {
+  ready->ends[number].word = word;
   ready->live = ready->index->live;
 }

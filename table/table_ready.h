@@ -48,8 +48,8 @@ bool table_make_ready(table_ready *ready, const tcamv6_read_index *index, uint64
 
 void table_drop_ready(table_ready *ready);
 
-// The word of a row has been changed in the index.
-void table_ready_set_word(table_ready *ready, const uint8_t *address, uint32_t length, uint32_t word);
+// The word of a number has been changed in the index.
+void table_ready_set_word(table_ready *ready, uint32_t number, uint32_t word);
 
 // Do the answers belong to what the instance has in its index now? It may have been changed behind the table's back.
 inline bool table_is_ready(const table_ready *ready, const tcamv6_state *state) {

@@ -70,9 +70,9 @@ uint64_t table_key_of_rest(const tcamv6_state *state) {
 
 uint32_t table_read_word(const tm_util_trie_node *node) { return data_of(node)->handle; }
 
-void table_set_word(const tcamv6_state *state, const tm_util_trie_node *node, uint32_t word) {
+uint32_t table_set_word(const tcamv6_state *state, const tm_util_trie_node *node, uint32_t word) {
   data_of(node)->handle = word;
-  tcamv6_read_index_set_handle(state, node->key, node->len, word);
+  return tcamv6_read_index_set_handle(state, node->key, node->len, word);
 }
 
 void table_read_row(const tm_util_trie_node *node, zel_v6comp_table_row *row) {

@@ -29,7 +29,10 @@ uint64_t table_key_of_rest(const tcamv6_state *state);
 // Read what a stored prefix became.
 table_form table_read_form(const tm_util_trie_node *node);
 uint32_t table_read_word(const tm_util_trie_node *node);
-void table_set_word(const tcamv6_state *state, const tm_util_trie_node *node, uint32_t word);
+
+// Returns the row's number in the read index, if that is live; 0 = it is not.
+uint32_t table_set_word(const tcamv6_state *state, const tm_util_trie_node *node, uint32_t word);
+
 void table_read_row(const tm_util_trie_node *node, zel_v6comp_table_row *row);
 
 // A walk of the rows in the order of their addresses, containing ones first.

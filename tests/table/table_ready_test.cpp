@@ -189,6 +189,25 @@ TEST(TableIndex, AHandleSetBehindTheTableIsSeen) {
   EXPECT_EQ(row.word, 9u);
 }
 
+// An anchor has no place in an index of rows: its handle is kept without one.
+TEST(TableIndex, AHandleOfAnAnchorLeavesTheIndex) {
+  table_twin twin;
+  ASSERT_EQ(twin.load({{parse("2001:db8::/64"), true, 1}}), ZEL_V6COMP_TABLE_OK);
+  ASSERT_EQ(zel_v6comp_table_index(twin.table), ZEL_V6COMP_TABLE_OK);
+  tcamv6_prefix anchor = {};
+  anchor.length = 48;
+  tm_key_store(anchor.address, parse("2001:db8::/48").address);
+  ASSERT_EQ(tcamv6_prefix_handle_attach(twin.table->state, &anchor, 9), TM_OK);
+  uint32_t handle = 0;
+  ASSERT_EQ(tcamv6_prefix_handle_query(twin.table->state, &anchor, &handle), TM_OK);
+  EXPECT_EQ(handle, 9u);
+  const tcamv6_read_index *index = twin.table->ready.index;
+  EXPECT_EQ(twin.figures().indexed, 1u);
+  EXPECT_EQ(tcamv6_read_index_exact(index, anchor.address, 48), 0u);
+  EXPECT_EQ(index->answers[0].handle, 0u);
+  twin.check_rows();
+}
+
 TEST(TableIndex, AChangeOfAWordIsSeen) {
   table_twin twin;
   ASSERT_EQ(twin.load({{parse("2001:db8::/32"), true, 1}}), ZEL_V6COMP_TABLE_OK);

@@ -14,11 +14,6 @@
 tm_util_trie_node *tcamv6_safe_common_ancestor(tm_util_trie_node *cmpr_root, const tm_util_trie_node *a,
                                                const tm_util_trie_node *b);
 
-// What the callers themselves gave a stored prefix: its weight less what anchors gave.
-inline uint16_t tcamv6_own_share(const tm_util_trie_node *node) {
-  return static_cast<uint16_t>(node->aux1 - node->aux2);
-}
-
 // Find the deletes of a request that find no share of their own, the records of each prefix being taken in their
 // order. They are skipped later, and get no anchors.
 //   records   n records, may be unaligned

@@ -111,14 +111,17 @@ inline bool tcamv6_is_path_node(const tm_util_trie_node *node) {
   return node->tag == 0 && node->data == TM_CHUNK_IDX_NULL;
 }
 
-// Does a prefix stand for anchors only: did they give all of its summed weight?
-inline bool tcamv6_is_anchor_only(const tm_util_trie_node *node) { return node->aux1 == node->aux2; }
+// What the callers themselves gave a stored prefix: its weight less what anchors gave.
+inline uint16_t tcamv6_own_share(const tm_util_trie_node *node) {
+  return static_cast<uint16_t>(node->aux1 - node->aux2);
+}
 
-// Is a node of the trie of uncompressed prefixes one that the host has named? Its weight exceeds what anchors gave it,
-// by 1 for each time; ::/0 has 1 of the library's own.
+// Does a prefix stand for anchors only: did they give all of its summed weight?
+inline bool tcamv6_is_anchor_only(const tm_util_trie_node *node) { return tcamv6_own_share(node) == 0; }
+
+// Is a node of the trie of uncompressed prefixes one that the host has named? ::/0 has a share of the library's own.
 inline bool tcamv6_is_row(const tm_util_trie_node *node) {
-  const auto share = static_cast<uint16_t>(node->aux1 - node->aux2);
-  return node->tag != 0 && share > (node->len == 0 ? 1 : 0);
+  return node->tag != 0 && tcamv6_own_share(node) > (node->len == 0 ? 1 : 0);
 }
 
 // The ancestor data of a stored prefix. A missing orig data or node handle ends the process, naming `function`.

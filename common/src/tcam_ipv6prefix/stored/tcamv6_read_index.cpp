@@ -23,11 +23,12 @@ void tcamv6_read_index_go_live(tcamv6_read_index *index) {
 }
 
 // At 1032 bytes per node half a kilobyte per prefix, and some for the smallest tables: anchors, one inside the other on
-// paths of their own, would take twice as much. In any index a node has two prefixes or nodes below it, so that there
-// are fewer nodes than prefixes.
+// paths of their own, would take twice as much. Without the nodes for single bytes, a node has two prefixes or nodes
+// below it, so that there are fewer of them than prefixes.
 uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes, bool rows_only) {
   constexpr uint32_t most = ~TCAMV6_READ_KIND / TCAMV6_READ_NODE_WORDS;  // an entry leads to no further
-  const uint32_t allowed = rows_only ? n_prefixes + n_prefixes / 8 : n_prefixes / 2 + 64;
+  const uint32_t at_least_two_ways = rows_only ? n_prefixes : n_prefixes / 2 + 64;
+  const uint32_t allowed = at_least_two_ways + tcamv6_read_index_max_spread(n_prefixes, rows_only);
   return allowed < most ? allowed : most;
 }
 

@@ -105,8 +105,12 @@ inline void tcamv6_drop_read_index(tcamv6_state *state) {
 // The instance lets go of its contents.
 void tcamv6_release_read_index(tcamv6_state *state);
 
-// Nodes that an index of so many prefixes may have. One of rows only may have as many as it can come to.
+// Nodes that an index of so many prefixes may have, and of them those for a byte that might be passed over. One of rows
+// only may have as many as it can come to.
 uint32_t tcamv6_read_index_max_nodes(uint32_t n_prefixes, bool rows_only);
+inline uint32_t tcamv6_read_index_max_spread(uint32_t n_prefixes, bool rows_only) {
+  return rows_only ? n_prefixes / 8 : 0;
+}
 
 // Make the index of a compressed instance, in the memory of its last one if it had one. Its answers are not there yet,
 // and it is not live. Null when no index can be had: no memory, more than the bound, or a node that is not where it
@@ -121,8 +125,7 @@ void tcamv6_read_index_go_live(tcamv6_read_index *index);
 // tries answer.
 inline const tcamv6_read_index *tcamv6_read_index_for_lookup(const tcamv6_state *state) {
   const tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
-  const bool is_good = index != nullptr && index->live != 0 && !index->rows_only && tcamv6_debug_flags.trace == 0;
-  return is_good ? index : nullptr;
+  return tcamv6_has_read_index(state) && !index->rows_only && tcamv6_debug_flags.trace == 0 ? index : nullptr;
 }
 
 // Fill an index from a trie of uncompressed prefixes, with the address and length of each answer and no more of it.

@@ -139,7 +139,8 @@ uint32_t depth_of_node(const tcamv6_read_index *index, uint32_t first, uint32_t 
 uint32_t place_node(tcamv6_read_index *index, uint32_t first, uint32_t end, uint32_t depth) {
   const uint32_t deepest = depth_of_node(index, first, end);
   const bool is_root = index->n_nodes == 0;
-  if (deepest != depth + 8 || is_root || !index->rows_only || index->n_spread >= index->n_items / 8) {
+  if (deepest != depth + 8 || is_root ||
+      index->n_spread >= tcamv6_read_index_max_spread(index->n_items, index->rows_only)) {
     return deepest;
   }
   ++index->n_spread;

@@ -91,14 +91,19 @@ inline uint32_t tcamv6_read_index_exact(const tcamv6_read_index *index, const ui
   return found != 0 && tcamv6_read_is_exactly(index, found, key, length) ? found : 0;
 }
 
-// The handle of a stored prefix changes: keep a live index up to date.
-inline void tcamv6_read_index_set_handle(const tcamv6_state *state, const uint8_t *key, uint32_t length,
-                                         uint32_t handle) {
-  if (tcamv6_has_read_index(state)) {
-    tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
-    index->answers[tcamv6_read_index_exact(index, key, length)].handle = handle;
+// The handle of a stored prefix changes: keep a live index up to date. Returns the prefix's number there; 0 = none.
+inline uint32_t tcamv6_read_index_set_handle(const tcamv6_state *state, const uint8_t *key, uint32_t length,
+                                             uint32_t handle) {
+  if (!tcamv6_has_read_index(state)) {
+    return 0;
+  }
+  tcamv6_read_index *index = tcamv6_read_index_at(state->read_index);
+  const uint32_t number = tcamv6_read_index_exact(index, key, length);
+  if (number != 0) {
+    index->answers[number].handle = handle;
     tcamv6_read_index_go_live(index);
   }
+  return number;
 }
 
 #endif
